@@ -1,0 +1,14 @@
+#include "bridge/FinishResponse.h"
+
+#include "extras/NSString+Extras.h"
+#include "extras/NSString.h"
+
+String FinishResponse(String response) {
+  if (notContainsExactString(response, u"\n"))
+    response = stringByReplacingOccurrencesOfStringWithString(response, u"\r", u"\r\n");
+  if (!beginsWith(response, u"Content-type:"))
+    response = stringWithFormat(u"Content-type: text/plain\r\n\r\n%@", {response});
+  if (!endsWith(response, u"\r\n"))
+    response = stringWithFormat(u"%@\r\n", {response});
+  return response;
+}

@@ -1,0 +1,16 @@
+// Tunnel mode: the exchange with the server application as one HTTP POST.
+#pragma once
+
+#include "platform/HTTPClient.h"
+#include "platform/TextEncodings.h"
+
+// Posts postParameters to the server's port on this machine, waits for the reply and leaves its
+// text, or a message, in cgiResult, which is never absent afterwards. Never sends twice.
+void SendLocalURL();
+
+// What cgiResult becomes for the client's answer.
+String resultOfResponse(const HTTPResponse& response);
+
+// The text of a reply whose declared charset has this identifier: 0 leaves the encoding to be
+// found out. What cannot be decoded gives the empty text.
+String textOfReply(std::string_view body, TextEncoding encoding);

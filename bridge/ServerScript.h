@@ -1,0 +1,17 @@
+// The request as one statement of the server application's language.
+#pragma once
+
+#include "extras/String.h"
+
+// A literal of no text.
+inline constexpr const char16_t* kEmptyLiteral = u"\"\"";
+
+// One key and one value, both quoted; an absent one stands as (null), without quotes.
+String dictionaryEntry(const String& key, const String& value);
+
+// The call that makes a dictionary of the form's entries. It ends with a line feed.
+String formDictionaryText(const Array& entries);
+
+// The statement that hands both dictionaries to the server's procedure and returns its value. The
+// form is either a form dictionary text or the empty literal; an absent argument stands as (null).
+String serverScriptStatement(const Array& variables, const String& form);

@@ -1,0 +1,49 @@
+// One request, from the web server to the server application and back. No step looks at how an
+// earlier one went: each leaves its outcome in the request state, and the last outcome is printed.
+#include <utility>
+
+#include "bridge/ChooseConnection.h"
+#include "bridge/FinishResponse.h"
+#include "bridge/RequestCapture.h"
+#include "bridge/RequestState.h"
+#include "bridge/SendAppleEvent.h"
+#include "bridge/SendLocalURL.h"
+#include "bridge/ServerScript.h"
+#include "extras/NSDictionary+NSDictionary_Extras.h"
+#include "extras/NSString+Extras.h"
+#include "extras/NSString.h"
+#include "platform/Process.h"
+
+namespace {
+
+// The path by which the web server started the bridge. File systems hold any bytes, so a path that
+// is not UTF-8 is read as well as can be; there is none when the argument list is empty.
+String pathOfBridge(int count, const char* const* arguments) {
+  return stringWithUnknownEncodingData(count > 0 && arguments[0] ? arguments[0] : "");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  prepareProcess();
+  const String bridgePath = pathOfBridge(argc, argv);
+  const String commandName = lastPathComponent(bridgePath);
+
+  ChooseConnection(commandName);
+
+  for (const char16_t* name : kCGIVariables)
+    AddEnvironmentVariable(name);
+  setObjectForKey(postParameters, bridgePath, tunnelKey(u"CLIPATH"));
+  setObjectForKey(postParameters, commandName, tunnelKey(u"CLICOMMAND"));
+  AddPostData();
+  const String statement = serverScriptStatement(environmentVariables, postDataCode);
+
+  if (postParameters)
+    SendLocalURL();
+  if (environmentVariables)
+    SendAppleEvent(statement);
+
+  cgiResult = FinishResponse(std::move(cgiResult));
+  writeStandardOutput(lossyUTF8Data(cgiResult).c_str());  // up to the first NUL
+  return 0;
+}

@@ -1,0 +1,36 @@
+# How the product is compiled and linked. Tests use the same options through the libraries they
+# link, apart from exceptions, which the product does not use and GoogleTest does.
+include(CheckLinkerFlag)
+
+add_library(warnings INTERFACE)
+target_compile_options(warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+  -Wcast-align -Wcast-qual -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wundef
+  -Wimplicit-fallthrough -Wvla -Werror)
+
+add_library(product_options INTERFACE)
+target_include_directories(product_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_link_libraries(product_options INTERFACE $<BUILD_INTERFACE:warnings>)
+target_compile_options(product_options INTERFACE
+  -fno-rtti -fvisibility=hidden -fstack-protector-strong -ffunction-sections -fdata-sections)
+
+# The fortified C library works only in optimised code, and some compilers define it by themselves.
+target_compile_options(product_options INTERFACE
+  $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+
+add_library(product_link_options INTERFACE)
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+if(APPLE)
+  target_link_options(product_link_options INTERFACE -Wl,-dead_strip)
+else()
+  # No shared C++ runtime: loading it costs more than the rest of the start.
+  target_link_options(product_link_options INTERFACE
+    $<$<NOT:$<CONFIG:Sanitize>>:-static-libstdc++> $<$<NOT:$<CONFIG:Sanitize>>:-static-libgcc>
+    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--gc-sections -Wl,--as-needed)
+endif()
+
+# Address and undefined-behaviour checks, for the product and its tests alike.
+set(CMAKE_CXX_FLAGS_SANITIZE
+    "-O1 -g -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer")
+set(CMAKE_EXE_LINKER_FLAGS_SANITIZE "-fsanitize=address,undefined")

@@ -1,0 +1,207 @@
+"""Apple events where there is no Apple Event Manager: messages, statements and a server for them.
+
+An event goes over a Unix-domain stream socket that is named after the server's signature, one
+event and its reply per connection. The message is laid out alike in both directions, every
+integer big-endian:
+
+    offset  size  field
+         0     4  length of all that follows, at most 2^30
+         4     4  event class           'quiZ' for a request, 'aevt' for a reply
+         8     4  event ID              'xRUN' for a request, 'ansr' for a reply
+        12     4  return ID, signed     a reply repeats both numbers of its request
+        16     4  transaction ID, signed
+        20        parameters, to the end of the message, each of them:
+                  4 keyword, 4 descriptor type, 4 size, then as many bytes of data
+
+The request's parameter '----' of type 'TEXT' holds one statement of the scripting language, the
+reply's holds the page, both in UTF-8. A server that fails replies with a number instead ('errn',
+type 'long', 4 bytes, signed) and a sentence ('errs', type 'TEXT').
+"""
+import codecs
+import contextlib
+import os
+import re
+import socketserver
+import struct
+from typing import NamedTuple
+
+LENGTH, HEAD, PARAMETER = struct.Struct(">I"), struct.Struct(">4s4sii"), struct.Struct(">4s4sI")
+LONGEST = 2 ** 30
+RUN, ANSWER = (b"quiZ", b"xRUN"), (b"aevt", b"ansr")
+NOT_HANDLED, NO_PARAMETER, SYNTAX_ERROR = -1708, -1701, -2740
+
+
+class Event(NamedTuple):
+    """One message; kind is the event class and ID, parameters map a keyword to (type, data)."""
+
+    kind: tuple
+    return_id: int
+    transaction_id: int
+    parameters: dict
+
+
+def pack(event):
+    """The event's bytes, ready to be sent."""
+    parts = [HEAD.pack(*event.kind, event.return_id, event.transaction_id)]
+    for keyword, (kind, data) in event.parameters.items():
+        parts += [PARAMETER.pack(keyword, kind, len(data)), data]
+    message = b"".join(parts)
+    return LENGTH.pack(len(message)) + message
+
+
+def receive(stream):
+    """The event that comes next; ValueError when the bytes are not one."""
+    length, = LENGTH.unpack(exactly(stream, LENGTH.size))
+    if not HEAD.size <= length <= LONGEST:
+        raise ValueError(f"a message of {length} bytes")
+    message, at, parameters = exactly(stream, length), HEAD.size, {}
+    while at < length:
+        if at + PARAMETER.size > length:
+            raise ValueError("a parameter without a whole head")
+        keyword, kind, size = PARAMETER.unpack_from(message, at)
+        at += PARAMETER.size + size
+        if at > length:
+            raise ValueError("a parameter that is longer than its message")
+        parameters[keyword] = kind, message[at - size:at]
+    event_class, event_id, return_id, transaction_id = HEAD.unpack_from(message)
+    return Event((event_class, event_id), return_id, transaction_id, parameters)
+
+
+def exactly(stream, count):
+    """Reads count bytes; fewer mean that the peer went away in the middle of a message."""
+    data = stream.read(count)
+    if len(data) != count:
+        raise ValueError(f"the message ended {count - len(data)} bytes early")
+    return data
+
+
+class StatementReader:
+    """Reads the one statement that the bridge writes, as a reader of the language would:
+
+        setappleeventvalue call({_TavrelLib},{httpRequest},DICTIONARY,DICTIONARY or "")
+
+    A dictionary is initializeDictionary(key,value,...). A text stands in double quotes, its own
+    quotes doubled and everything else raw, line ends and braces too; (null) is a text that the
+    bridge could not read. The bridge sends as many bytes as the statement has UTF-16 units, so
+    one that is not wholly ASCII has lost its end. The end of the statement therefore passes for
+    whatever should have followed: quotes and parentheses are closed, missing texts are None.
+    """
+
+    BLANKS = re.compile(r"\s*")
+    LITERAL = re.compile(r'"((?:[^"]+|"")*)"?')
+
+    def __init__(self, statement):
+        self.text = codecs.utf_8_decode(statement)[0]  # leaves out a sequence cut at the very end
+        self.at = 0
+
+    def statement(self):
+        """The two dictionaries as lists of pairs; ValueError when it is no such statement."""
+        for word in "setappleeventvalue call", "(", "{_TavrelLib}", ",", "{httpRequest}", ",":
+            self.need(word)
+        variables = self.dictionary()
+        self.need(",")
+        fields = [] if self.take('""') else self.dictionary()
+        self.need(")")
+        self.skip_blanks()
+        if not self.at_end():
+            raise ValueError(f"end of statement expected at character {self.at}")
+        return variables, fields
+
+    def dictionary(self):
+        """A list of pairs and not a dict: a form may send one name twice."""
+        self.need("initializeDictionary")
+        self.need("(")
+        texts = []
+        while not self.take(")"):
+            if texts:
+                self.need(",")
+            texts.append(self.item())
+        if len(texts) % 2:
+            if not self.at_end():
+                raise ValueError(f"value expected at character {self.at}")
+            texts.append(None)
+        return list(zip(texts[::2], texts[1::2]))
+
+    def item(self):
+        """A text without its quotes, or None."""
+        self.skip_blanks()
+        literal = self.LITERAL.match(self.text, self.at)
+        if not literal:
+            self.need("(null)")
+            return None
+        self.at = literal.end()
+        return literal[1].replace('""', '"')
+
+    def take(self, word):
+        """Passes the word, or as much of it as the cut has left, if it comes next."""
+        self.skip_blanks()
+        found = self.text[self.at:self.at + len(word)]
+        if found != word and not (word.startswith(found) and self.at_end(len(found))):
+            return False
+        self.at += len(found)
+        return True
+
+    def need(self, word):
+        """Passes the word, which has to come next."""
+        if not self.take(word):
+            raise ValueError(f"{word} expected at character {self.at}")
+
+    def skip_blanks(self):
+        self.at = self.BLANKS.match(self.text, self.at).end()
+
+    def at_end(self, further=0):
+        return self.at + further == len(self.text)
+
+
+def run_event(event, answer):
+    """The parameters of the reply to an event: the page, or what went wrong."""
+    if event.kind != RUN:
+        return failure(NOT_HANDLED, "This server runs statements and nothing else.")
+    if b"----" not in event.parameters:
+        return failure(NO_PARAMETER, "The event holds no statement.")
+    try:
+        variables, fields = StatementReader(event.parameters[b"----"][1]).statement()
+    except ValueError as error:
+        return failure(SYNTAX_ERROR, f"The statement cannot be read: {error}.")
+    return {b"----": (b"TEXT", answer(dict(variables), fields).encode())}
+
+
+def failure(number, sentence):
+    return {b"errn": (b"long", struct.pack(">i", number)), b"errs": (b"TEXT", sentence.encode())}
+
+
+class EventHandler(socketserver.StreamRequestHandler):
+    """One event; bytes that are none end the connection, for there is nothing to reply to."""
+
+    def handle(self):
+        try:
+            event = receive(self.rfile)
+        except ValueError:
+            return
+        parameters = run_event(event, self.server.answer)
+        reply = Event(ANSWER, event.return_id, event.transaction_id, parameters)
+        self.wfile.write(pack(reply))
+
+
+class AppleEventServer(socketserver.ThreadingUnixStreamServer):
+    """Listens where the bridge looks for the application with the signature QUIZ.
+
+    A socket that a killed server left behind is replaced. The web server seldom runs as the user
+    who starts this program, so every user of the machine may connect; where XDG_RUNTIME_DIR is a
+    private folder, as it mostly is, only bridges of the same user reach the socket in it.
+    """
+
+    daemon_threads = True
+
+    def __init__(self, answer):
+        self.answer = answer
+        runtime_folder = os.environ.get("XDG_RUNTIME_DIR") or "/run"
+        path = os.path.join(runtime_folder, "apple-events", "QUIZ")
+        os.makedirs(os.path.dirname(path), mode=0o755, exist_ok=True)
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(path)
+        super().__init__(path, EventHandler)
+        os.chmod(path, 0o666)
+
+    def remove_socket(self):
+        os.unlink(self.server_address)

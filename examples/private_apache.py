@@ -1,0 +1,203 @@
+#!/usr/bin/env python3
+"""Starts an Apache of its own around a bridge, for the demo, the tests and a quick try.
+
+The machine's Apache, its configuration and its port are left alone: only the program and its
+modules are used (Debian's package apache2-bin, or the httpd that comes with macOS). Everything
+else lives in a temporary folder that goes away with it.
+
+    with PrivateApache("build/release/Quintora.cgi", names=["Gateway.cgi"]) as apache:
+        urllib.request.urlopen(apache.url("/cgi-bin/Gateway.cgi"))
+"""
+import os
+import pwd
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+
+# Program and modules: Debian's place, macOS's place.
+INSTALLATIONS = (("/usr/sbin/apache2", "/usr/lib/apache2/modules"),
+                 ("/usr/sbin/httpd", "/usr/libexec/apache2"))
+MODULES = "mpm_prefork", "unixd", "authz_core", "alias", "env", "cgi"
+WEB_USERS = "www-data", "_www"
+ATTEMPTS = 5
+PATIENCE = 10  # seconds for one start or stop
+
+CONFIGURATION = """
+ServerRoot "{folder}"
+DefaultRuntimeDir "{folder}"
+PidFile "{folder}/apache.pid"
+ErrorLog "{folder}/error.log"
+ServerName 127.0.0.1:{port}
+Listen 127.0.0.1:{port}
+{modules}
+{user}
+StartServers 2
+MinSpareServers 1
+MaxSpareServers 2
+AddDefaultCharset off
+DocumentRoot "{document_root}"
+ScriptAlias /cgi-bin/ "{folder}/cgi-bin/"
+<Directory "/">
+    Require all granted
+    <Files "*.html">
+        ForceType "text/html; charset=utf-8"
+    </Files>
+</Directory>
+{environment}
+"""
+
+
+class ApacheError(Exception):
+    """Apache is not installed or does not start."""
+
+
+def find_apache():
+    """Where the program and its modules are."""
+    for program, modules in INSTALLATIONS:
+        if os.access(program, os.X_OK) and os.path.isdir(modules):
+            return program, modules
+    raise ApacheError("No Apache found: install Debian's package apache2-bin.")
+
+
+def find_web_user():
+    """The user to whom Apache gives up root's rights; None when there are none to give up."""
+    if os.geteuid() != 0:
+        return None
+    users = {entry.pw_name for entry in pwd.getpwall()}
+    return next(name for name in WEB_USERS if name in users)
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+class PrivateApache:
+    """An Apache on a free loopback port, from the start of a with block to its end.
+
+    bridge is copied to /cgi-bin/ under each of the names, so the original may lie where the web
+    server's user cannot go. environment reaches the copies as part of their CGI environment. The
+    files in document_root, if given, are served as they are and must be readable for that user.
+    """
+
+    def __init__(self, bridge, names=("Quintora.cgi",), environment=None, document_root=None):
+        self.bridge = bridge
+        self.names = names
+        self.environment = environment or {}
+        self.document_root = document_root
+        self.process = self.folder = self.port = None
+
+    def __enter__(self):
+        program, modules = find_apache()
+        # A folder that root alone may enter, as TMPDIR can be, is closed to the web server's user.
+        self.folder = tempfile.mkdtemp(prefix="private-apache-",
+                                       dir="/tmp" if os.geteuid() == 0 else None)
+        try:
+            self._fill_folder()
+            for _ in range(ATTEMPTS):
+                if self._start(program, modules):
+                    return self
+            raise ApacheError(f"Apache does not start:\n{self.error_log()}")
+        except BaseException:
+            self.__exit__()
+            raise
+
+    def __exit__(self, *_):
+        if self.process and self.process.poll() is None:
+            self.process.terminate()
+            try:
+                self.process.wait(PATIENCE)
+            except subprocess.TimeoutExpired:
+                os.killpg(self.process.pid, signal.SIGKILL)
+                self.process.wait()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def url(self, path):
+        return f"http://127.0.0.1:{self.port}{path}"
+
+    def error_log(self):
+        """What Apache has complained about so far, and whatever the bridge wrote on stderr."""
+        try:
+            with open(os.path.join(self.folder, "error.log"), encoding="utf-8") as log:
+                return log.read()
+        except FileNotFoundError:
+            return ""
+
+    def _fill_folder(self):
+        os.chmod(self.folder, 0o755)
+        for name in "cgi-bin", "documents":
+            os.mkdir(os.path.join(self.folder, name))
+            os.chmod(os.path.join(self.folder, name), 0o755)
+        for name in self.names:
+            copy = os.path.join(self.folder, "cgi-bin", name)
+            shutil.copyfile(self.bridge, copy)
+            os.chmod(copy, 0o755)
+
+    def _start(self, program, modules):
+        """One attempt; False when somebody else took the port first."""
+        self.port = free_port()
+        configuration = os.path.join(self.folder, "apache.conf")
+        with open(configuration, "w", encoding="utf-8") as file:
+            file.write(self._configuration(modules))
+        # In a session of its own neither Ctrl-C nor a resized terminal stops it before we do.
+        with open(os.path.join(self.folder, "error.log"), "ab") as log:
+            self.process = subprocess.Popen(
+                [program, "-D", "FOREGROUND", "-f", configuration], env={"PATH": os.defpath},
+                stdin=subprocess.DEVNULL, stdout=log, stderr=log, start_new_session=True)
+        deadline = time.monotonic() + PATIENCE
+        while self.process.poll() is None and time.monotonic() < deadline:
+            if self._answers():
+                return True
+            time.sleep(0.02)
+        if self.process.poll() is None or "Address already in use" not in self.error_log():
+            raise ApacheError(f"Apache does not start:\n{self.error_log()}")
+        return False
+
+    def _answers(self):
+        """The process file comes after the port is ours, so no stranger answers in our place."""
+        if not os.path.exists(os.path.join(self.folder, "apache.pid")):
+            return False
+        try:
+            socket.create_connection(("127.0.0.1", self.port), timeout=1).close()
+            return True
+        except OSError:
+            return False
+
+    def _configuration(self, modules):
+        user = find_web_user()
+        return CONFIGURATION.format(
+            folder=self.folder, port=self.port,
+            document_root=self.document_root or os.path.join(self.folder, "documents"),
+            modules="\n".join(load_module(name, modules) for name in MODULES),
+            user=f"User {user}\nGroup {user}" if user else "",
+            environment="\n".join(f'SetEnv {name} "{value}"'
+                                  for name, value in self.environment.items()))
+
+
+def load_module(name, folder):
+    """Loads a module that is not part of the program already; systems differ in which are."""
+    return (f"<IfModule !{name}_module>\n"
+            f'    LoadModule {name}_module "{folder}/mod_{name}.so"\n'
+            "</IfModule>")
+
+
+def main():
+    if len(sys.argv) < 2:
+        sys.exit(f"usage: {sys.argv[0]} BRIDGE [NAME...]")
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit())
+    with PrivateApache(sys.argv[1], names=sys.argv[2:] or ("Quintora.cgi",)) as apache:
+        for name in apache.names:
+            print(apache.url(f"/cgi-bin/{name}"), flush=True)
+        try:
+            signal.pause()
+        except KeyboardInterrupt:
+            pass
+
+
+if __name__ == "__main__":
+    main()

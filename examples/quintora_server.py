@@ -1,0 +1,165 @@
+#!/usr/bin/env python3
+"""Stands in for the Quintora Server, so that the bridge has somebody to talk to.
+
+The bridge reaches it over loopback HTTP (tunnel mode, below) and, with --apple-events, by an
+Apple event too (apple_events.py). Both ways end in httpRequest(), which returns the page.
+
+A request in tunnel mode, its body on one line:
+
+    POST /apache-tunnel/ HTTP/1.1
+    Content-Length: 78
+    Content-Type: application/x-www-form-urlencoded charset=utf-8
+
+    ApacheTunnel_REQUEST_METHOD=POST&ApacheTunnel_QUERY_STRING=id=7&sum=1%2B1%20=2
+
+"&" parts the pairs, which come in no particular order, and each pair is parted at its first "=".
+The bridge does not escape "=", so a field whose name holds one cannot be told from a field with
+a shorter name and a longer value. The rest is percent-escaped UTF-8: a blank is %20 and a plus
+%2B, and no "+" ever stands for a blank. Keys that begin with ApacheTunnel_ are the web server's
+CGI variables, all others are the fields of the visitor's form, each name at most once.
+
+The bridge prints the reply's body, whatever the status. The body must not be empty and its
+Content-Type must name a charset. A page that begins with a "Content-type:" line of its own and a
+blank line keeps that header; any other is given "Content-type: text/plain".
+"""
+import argparse
+import contextlib
+import html
+import signal
+import sys
+import threading
+import time
+from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+from urllib.parse import parse_qs, unquote
+
+from apple_events import AppleEventServer
+
+TUNNEL_PATH = "/apache-tunnel/"
+PREFIX = "ApacheTunnel_"
+PAGE = """Content-type: text/html; charset=utf-8\r
+\r
+<!DOCTYPE html>
+<html lang="en">
+<head>
+<meta charset="utf-8">
+<title>Quintora Server example</title>
+<style>
+body {{ font: 16px/1.5 sans-serif; max-width: 50em; margin: 2em auto; padding: 0 1em; }}
+th {{ text-align: left; vertical-align: top; font-weight: 600; padding-right: 2em; }}
+td {{ white-space: pre-wrap; word-break: break-all; }}
+</style>
+</head>
+<body>
+<h1>Quintora Server example</h1>
+<p>The request came in <b>{mode}</b> mode.</p>
+<h2>Fields</h2>
+<table>
+{fields}</table>
+<h2>Variables</h2>
+<table>
+{variables}</table>
+</body>
+</html>
+"""
+
+
+def httpRequest(variables, fields):  # named as the bridge's statement names it
+    """Answers one request, given as a dict of variables and a list of (name, value) fields.
+
+    None stands for a text that the bridge could not read. The page shows a NUL character as
+    U+FFFD, because the bridge's output would end there.
+    """
+    if "plain" in parse_qs(variables.get("QUERY_STRING") or "", keep_blank_values=True):
+        page = "".join(f"{name} = {value}\n" for name, value in [*fields, *variables.items()])
+    else:
+        # The bridge names itself in tunnel mode only.
+        mode = "tunnel" if "CLIPATH" in variables else "Apple-event"
+        page = PAGE.format(mode=mode, fields=rows(fields), variables=rows(variables.items()))
+    return page.replace("\0", "\N{REPLACEMENT CHARACTER}")
+
+
+def rows(pairs):
+    return "".join(f"<tr><th>{cell(name)}</th><td>{cell(value)}</td></tr>\n"
+                   for name, value in pairs)
+
+
+def cell(text):
+    return "<em>unreadable</em>" if text is None else html.escape(text)
+
+
+def decode_body(body):
+    """The variables and the fields of a tunnel request; ValueError when they cannot be read."""
+    pairs = [[unquote(part, errors="strict") for part in pair.partition("=")[::2]]
+             for pair in body.decode("ascii").split("&")]
+    variables = {key[len(PREFIX):]: value for key, value in pairs if key.startswith(PREFIX)}
+    fields = [(key, value) for key, value in pairs if not key.startswith(PREFIX)]
+    return variables, fields
+
+
+class TunnelHandler(BaseHTTPRequestHandler):
+    """Answers the bridge's POST; everything else is refused with a text that says so."""
+
+    def do_POST(self):
+        body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        if self.path != TUNNEL_PATH:
+            self.refuse()
+            return
+        try:
+            variables, fields = decode_body(body)
+        except ValueError as error:
+            self.reply(400, f"The body cannot be read: {error}.\n", "text/plain")
+            return
+        self.reply(200, self.server.answer(variables, fields), "text/html")
+
+    def refuse(self):
+        status = 405 if self.path == TUNNEL_PATH else 404
+        self.reply(status, f"This server answers a POST to {TUNNEL_PATH} only.\n", "text/plain")
+
+    do_GET = do_HEAD = do_PUT = do_PATCH = do_DELETE = do_OPTIONS = refuse
+
+    def reply(self, status, text, kind):
+        body = text.encode()
+        self.send_response(status)
+        self.send_header("Content-Type", f"{kind}; charset=utf-8")
+        self.send_header("Content-Length", str(len(body)))
+        if status == 405:
+            self.send_header("Allow", "POST")
+        self.end_headers()
+        if self.command != "HEAD":
+            self.wfile.write(body)
+
+    def log_message(self, format, *values):
+        """Says nothing: the page shows all there is to know about a request."""
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(description="Stands in for the Quintora Server.")
+    parser.add_argument("--port", type=int, default=8080, help="0 takes any free one")
+    parser.add_argument("--apple-events", action="store_true", help="answer Apple events too")
+    parser.add_argument("--delay", type=float, default=0, help="seconds before each answer")
+    return parser.parse_args()
+
+
+def main():
+    arguments = parse_arguments()
+
+    def answer(variables, fields):
+        time.sleep(arguments.delay)
+        return httpRequest(variables, fields)
+
+    for number in signal.SIGINT, signal.SIGTERM:
+        signal.signal(number, lambda *_: sys.exit())
+    with contextlib.ExitStack() as stack:
+        tunnel = stack.enter_context(
+            ThreadingHTTPServer(("127.0.0.1", arguments.port), TunnelHandler))
+        tunnel.answer = answer
+        if arguments.apple_events:
+            events = stack.enter_context(AppleEventServer(answer))
+            stack.callback(events.remove_socket)
+            threading.Thread(target=events.serve_forever, daemon=True).start()
+        print(f"listening on 127.0.0.1 port {tunnel.server_port}", flush=True)
+        tunnel.serve_forever()
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,82 @@
+// The platform's own string operations under their platform names, the same on every system.
+// As everywhere: on an absent receiver they yield false, zero or absent.
+#pragma once
+
+#include <initializer_list>
+#include <type_traits>
+
+#include "extras/String.h"
+#include "extras/TextEncoding.h"
+
+// The location that a search reports when it finds nothing.
+inline constexpr int64_t NSNotFound = INT64_MAX;
+
+struct NSRange {
+  int64_t location;
+  uint64_t length;
+};
+
+// A search option: ignore case. Characters match when their simple upper-case mappings do.
+inline constexpr unsigned NSCaseInsensitiveSearch = 1;
+
+// Exact equality, unit by unit. An absent argument is equal to nothing.
+bool isEqualToString(const String& receiver, const String& other);
+
+// The first place at which the needle stands. An empty or an absent needle is never found.
+NSRange rangeOfString(const String& receiver, const String& needle);
+NSRange rangeOfStringOptions(const String& receiver, const String& needle, unsigned options);
+
+// Whether rangeOfString finds the needle.
+bool containsString(const String& receiver, const String& needle);
+
+// Full Unicode upper-casing, which may change the length; unpaired surrogates stay as they are.
+String uppercaseString(const String& receiver);
+
+// Replaces every occurrence of the target, left to right and without overlap; what was put in is
+// not searched again. An empty or absent target leaves the text as it is; an absent replacement
+// removes the target.
+String stringByReplacingOccurrencesOfStringWithString(const String& receiver, const String& target,
+                                                      const String& replacement);
+
+// The pieces between separators, empty ones kept: always one more than there are separators. The
+// separator is not empty.
+Array componentsSeparatedByString(const String& receiver, const String& separator);
+
+// The elements with the separator between each two; an empty list gives the empty text.
+String componentsJoinedByString(const Array& receiver, const String& separator);
+
+// The decimal number at the start of the text: white space (the Unicode property White_Space) is
+// skipped, a sign may follow, then ASCII digits up to the first other character. 0 without digits;
+// clamped to the bounds of 64 bits.
+int64_t integerValue(const String& receiver);
+
+// The text after the last "/"; slashes at the end are not looked at.
+String lastPathComponent(const String& receiver);
+
+// Replaces each byte of the text's UTF-8 form that is not a legal URL character (RFC 2396: not
+// unreserved, not reserved) by "%" and two upper-case hexadecimal digits. "#", "[" and "]" are
+// escaped too. Absent when the text cannot be converted, and for any encoding but UTF-8.
+String stringByAddingPercentEscapesUsingEncoding(const String& receiver, TextEncoding encoding);
+
+// Replaces each "%" and two hexadecimal digits, of either case, by that byte and reads the result
+// as UTF-8. Absent when a "%" has no two digits behind it or the bytes are not valid UTF-8.
+String stringByRemovingPercentEncoding(const String& receiver);
+
+// An argument of stringWithFormat: a text or a number. It refers to the text, so it lives no
+// longer than the call.
+class FormatArgument {
+ public:
+  FormatArgument(const String& text) : text_(&text) {}
+  template <typename Integer, typename = std::enable_if_t<std::is_integral_v<Integer>>>
+  FormatArgument(Integer number) : number_(static_cast<uint64_t>(number)) {}
+
+ private:
+  friend String stringWithFormat(std::u16string_view, std::initializer_list<FormatArgument>);
+  const String* text_ = nullptr;
+  uint64_t number_ = 0;
+};
+
+// Replaces the placeholders, in order, by the arguments: "%@" a text ("(null)" for an absent one),
+// "%d" a number's low 32 bits as a signed integer, "%ld" a signed and "%lu" an unsigned 64-bit
+// integer, all in decimal; "%%" is a percent sign. Formats are constants of the code, never data.
+String stringWithFormat(std::u16string_view format, std::initializer_list<FormatArgument> arguments);

@@ -1,0 +1,33 @@
+// The values that everything here works on. This header includes the standard library only, and
+// nothing in extras/ includes anything from platform/ or bridge/.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Unicode text in UTF-16 code units. Lengths, positions and ranges count units, so a position may
+// fall between the halves of a surrogate pair. Every value may be absent (nullopt): an operation
+// on an absent receiver yields false, zero or absent, the negative tests included.
+using String = std::optional<std::u16string>;
+
+// Strings in the order in which they were added.
+using Array = std::optional<std::vector<String>>;
+
+// A map from text to text. The order of its entries has no meaning. It is a tree and not a hash
+// table because visitors choose the keys: no choice of theirs makes it slow.
+using Dictionary = std::optional<std::map<std::u16string, String>>;
+
+// Bytes.
+using Data = std::string;
+
+// The length in UTF-16 units; 0 for an absent text.
+inline uint64_t length(const String& receiver) { return receiver ? receiver->size() : 0; }
+
+// Ends the run at once, as an exception that nobody catches does: nothing has been or will be
+// written to standard output, and the exit status is not 0. For what a container or an operation
+// refuses outright: an absent key or value, an index beyond the end.
+[[noreturn]] void raiseException();

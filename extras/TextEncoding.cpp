@@ -1,0 +1,205 @@
+#include "extras/TextEncoding.h"
+
+#include <cstring>
+
+namespace {
+
+using Byte = unsigned char;
+
+// What bytes 0x80 to 0xFF mean in Mac OS Roman: Apple's published table (ROMAN.TXT) in the version
+// that has the euro sign at 0xDB. All 128 have a character in the Basic Multilingual Plane.
+constexpr char16_t kMacOSRoman[129] =
+    u"\u00C4\u00C5\u00C7\u00C9\u00D1\u00D6\u00DC\u00E1\u00E0\u00E2\u00E4\u00E3\u00E5\u00E7\u00E9"
+    u"\u00E8\u00EA\u00EB\u00ED\u00EC\u00EE\u00EF\u00F1\u00F3\u00F2\u00F4\u00F6\u00F5\u00FA\u00F9"
+    u"\u00FB\u00FC\u2020\u00B0\u00A2\u00A3\u00A7\u2022\u00B6\u00DF\u00AE\u00A9\u2122\u00B4\u00A8"
+    u"\u2260\u00C6\u00D8\u221E\u00B1\u2264\u2265\u00A5\u00B5\u2202\u2211\u220F\u03C0\u222B\u00AA"
+    u"\u00BA\u03A9\u00E6\u00F8\u00BF\u00A1\u00AC\u221A\u0192\u2248\u2206\u00AB\u00BB\u2026\u00A0"
+    u"\u00C0\u00C3\u00D5\u0152\u0153\u2013\u2014\u201C\u201D\u2018\u2019\u00F7\u25CA\u00FF\u0178"
+    u"\u2044\u20AC\u2039\u203A\uFB01\uFB02\u2021\u00B7\u201A\u201E\u2030\u00C2\u00CA\u00C1\u00CB"
+    u"\u00C8\u00CD\u00CE\u00CF\u00CC\u00D3\u00D4\uF8FF\u00D2\u00DA\u00DB\u00D9\u0131\u02C6\u02DC"
+    u"\u00AF\u02D8\u02D9\u02DA\u00B8\u02DD\u02DB\u02C7";
+
+bool isHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
+bool isLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
+bool isSurrogate(char16_t unit) { return (unit & 0xF800) == 0xD800; }
+
+bool isContinuation(Byte byte) { return (byte & 0xC0) == 0x80; }
+
+// The length of the well-formed sequence at the start of [at, end), 0 where there is none. Only
+// the second byte's range depends on the first (Unicode 15.0, table 3-7).
+size_t sequenceLength(const Byte* at, const Byte* end) {
+  const Byte first = *at;
+  const size_t length = first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3
+                        : first < 0xF5 ? 4 : 0;
+  if (length < 2)
+    return length;
+  if (static_cast<size_t>(end - at) < length)
+    return 0;
+  const Byte low = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
+  const Byte high = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
+  if (at[1] < low || at[1] > high)
+    return 0;
+  for (size_t i = 2; i < length; ++i) {
+    if (!isContinuation(at[i]))
+      return 0;
+  }
+  return length;
+}
+
+// The character of a well-formed sequence of 2 to 4 bytes.
+char32_t character(const Byte* at, size_t length) {
+  char32_t value = at[0] & (0xFFu >> (length + 1));
+  for (size_t i = 1; i < length; ++i)
+    value = value << 6 | (at[i] & 0x3Fu);
+  return value;
+}
+
+char16_t* putCharacter(char16_t* to, char32_t value) {
+  if (value < 0x10000) {
+    *to++ = static_cast<char16_t>(value);
+  } else {
+    *to++ = static_cast<char16_t>(0xD800 + ((value - 0x10000) >> 10));
+    *to++ = static_cast<char16_t>(0xDC00 + (value & 0x3FF));
+  }
+  return to;
+}
+
+String decodeUTF8(std::string_view bytes) {
+  std::u16string text(bytes.size(), u'\0');  // never more units than bytes
+  char16_t* to = text.data();
+  const Byte* at = reinterpret_cast<const Byte*>(bytes.data());
+  const Byte* const end = at + bytes.size();
+  while (at != end) {
+    if (*at < 0x80) {
+      *to++ = *at++;
+      continue;
+    }
+    const size_t length = sequenceLength(at, end);
+    if (length == 0)
+      return std::nullopt;
+    to = putCharacter(to, character(at, length));
+    at += length;
+  }
+  text.resize(static_cast<size_t>(to - text.data()));
+  return text;
+}
+
+bool surrogatesArePaired(std::u16string_view text) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (!isSurrogate(text[i]))
+      continue;
+    if (!isHighSurrogate(text[i]) || i + 1 == text.size() || !isLowSurrogate(text[i + 1]))
+      return false;
+    ++i;
+  }
+  return true;
+}
+
+// Units of two bytes, the high one at index `high` (0 or 1) of each.
+String decodeUTF16(std::string_view bytes, size_t high) {
+  if (bytes.size() % 2 != 0)
+    return std::nullopt;
+  std::u16string text(bytes.size() / 2, u'\0');
+  for (size_t i = 0; i < text.size(); ++i) {
+    const unsigned upper = static_cast<Byte>(bytes[2 * i + high]);
+    const unsigned lower = static_cast<Byte>(bytes[2 * i + 1 - high]);
+    text[i] = static_cast<char16_t>(upper << 8 | lower);
+  }
+  if (!surrogatesArePaired(text))
+    return std::nullopt;
+  return text;
+}
+
+String decodeMarkedUTF16(std::string_view bytes) {
+  const std::string_view mark = bytes.substr(0, 2);
+  if (mark == "\xFF\xFE")
+    return decodeUTF16(bytes.substr(2), 1);
+  return decodeUTF16(mark == "\xFE\xFF" ? bytes.substr(2) : bytes, 0);
+}
+
+// One unit for each byte: ASCII as it is, the upper half as `upperHalf` says.
+template <typename UpperHalf>
+String decodeBytewise(std::string_view bytes, UpperHalf upperHalf) {
+  std::u16string text(bytes.size(), u'\0');
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    const Byte byte = static_cast<Byte>(bytes[i]);
+    text[i] = byte < 0x80 ? byte : upperHalf(byte);
+  }
+  return text;
+}
+
+String decodeASCII(std::string_view bytes) {
+  for (const char byte : bytes) {
+    if (static_cast<Byte>(byte) >= 0x80)
+      return std::nullopt;
+  }
+  return decodeBytewise(bytes, [](Byte byte) -> char16_t { return byte; });
+}
+
+void appendUTF8(Data& bytes, char32_t value) {
+  const auto put = [&bytes](char32_t byte) { bytes.push_back(static_cast<char>(byte)); };
+  if (value < 0x80) {
+    put(value);
+    return;
+  }
+  if (value < 0x800) {
+    put(0xC0 | value >> 6);
+  } else {
+    if (value < 0x10000) {
+      put(0xE0 | value >> 12);
+    } else {
+      put(0xF0 | value >> 18);
+      put(0x80 | (value >> 12 & 0x3F));
+    }
+    put(0x80 | (value >> 6 & 0x3F));
+  }
+  put(0x80 | (value & 0x3F));
+}
+
+}  // namespace
+
+String initWithDataEncoding(std::string_view bytes, TextEncoding encoding) {
+  switch (encoding) {
+    case kASCIITextEncoding:
+      return decodeASCII(bytes);
+    case kUTF8TextEncoding:
+      return decodeUTF8(bytes);
+    case kISOLatin1TextEncoding:
+      return decodeBytewise(bytes, [](Byte byte) -> char16_t { return byte; });
+    case kUTF16TextEncoding:
+      return decodeMarkedUTF16(bytes);
+    case kMacOSRomanTextEncoding:
+      return decodeBytewise(bytes, [](Byte byte) { return kMacOSRoman[byte - 0x80]; });
+    case kUTF16BigEndianTextEncoding:
+      return decodeUTF16(bytes, 0);
+    case kUTF16LittleEndianTextEncoding:
+      return decodeUTF16(bytes, 1);
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<Data> UTF8Data(const String& receiver) {
+  if (!receiver || !surrogatesArePaired(*receiver))
+    return std::nullopt;
+  return lossyUTF8Data(receiver);
+}
+
+Data lossyUTF8Data(const String& receiver) {
+  Data bytes;
+  if (!receiver)
+    return bytes;
+  bytes.reserve(receiver->size());
+  const std::u16string& text = *receiver;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (!isSurrogate(text[i])) {
+      appendUTF8(bytes, text[i]);
+    } else if (isHighSurrogate(text[i]) && i + 1 < text.size() && isLowSurrogate(text[i + 1])) {
+      appendUTF8(bytes, 0x10000 + ((text[i] & 0x3FFu) << 10) + (text[i + 1] & 0x3FFu));
+      ++i;
+    } else {
+      appendUTF8(bytes, 0xFFFD);
+    }
+  }
+  return bytes;
+}

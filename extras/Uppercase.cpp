@@ -1,0 +1,31 @@
+#include "extras/Uppercase.h"
+
+#include <algorithm>
+
+char32_t simpleUppercase(char32_t character) {
+  const UppercaseRun* const end = kUppercaseRuns + kUppercaseRunCount;
+  const UppercaseRun* const run =
+      std::lower_bound(kUppercaseRuns, end, character,
+                       [](const UppercaseRun& r, char32_t value) { return r.last < value; });
+  if (run == end || character < run->first || (character - run->first) % run->step != 0)
+    return character;
+  return static_cast<char32_t>(static_cast<int32_t>(character) + run->offset);
+}
+
+void appendUppercase(std::u16string& text, char32_t character) {
+  const UppercaseSpecial* const end = kUppercaseSpecials + kUppercaseSpecialCount;
+  const UppercaseSpecial* const special =
+      std::lower_bound(kUppercaseSpecials, end, character,
+                       [](const UppercaseSpecial& s, char32_t value) { return s.character < value; });
+  if (special != end && special->character == character) {
+    text += special->upper;
+    return;
+  }
+  const char32_t upper = simpleUppercase(character);
+  if (upper < 0x10000) {
+    text += static_cast<char16_t>(upper);
+  } else {
+    text += static_cast<char16_t>(0xD800 + ((upper - 0x10000) >> 10));
+    text += static_cast<char16_t>(0xDC00 + (upper & 0x3FF));
+  }
+}

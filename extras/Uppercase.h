@@ -1,0 +1,27 @@
+// Upper-casing of single characters by the Unicode Character Database (version in
+// UppercaseTable.cpp), the same in every locale.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// The character's simple mapping (one character to one); itself where it has none.
+char32_t simpleUppercase(char32_t character);
+
+// Appends the character's full mapping, which is up to three UTF-16 units longer than itself: the
+// unconditional ones of SpecialCasing.txt, else the simple one.
+void appendUppercase(std::u16string& text, char32_t character);
+
+// The tables behind them, written by generate_uppercase_table.py; both sorted by character.
+struct UppercaseRun {
+  uint32_t first, last, step;  // the characters first, first + step, ..., last
+  int32_t offset;              // from each of them to its upper case
+};
+struct UppercaseSpecial {
+  uint16_t character;  // all are in the Basic Multilingual Plane
+  char16_t upper[4];   // ended by a zero unit
+};
+extern const UppercaseRun kUppercaseRuns[];
+extern const size_t kUppercaseRunCount;
+extern const UppercaseSpecial kUppercaseSpecials[];
+extern const size_t kUppercaseSpecialCount;

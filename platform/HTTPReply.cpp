@@ -1,0 +1,279 @@
+#include "platform/HTTPReply.h"
+
+#include <algorithm>
+
+#include "extras/TextEncoding.h"
+
+namespace {
+
+// The most that the head may have, interim replies included, and likewise the lines between two
+// pieces of a chunked body: a server that never ends them must not fill the memory.
+constexpr uint64_t kMostLineBytes = 256 * 1024;
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+char lowercase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool isEqualIgnoringCase(std::string_view text, std::string_view lowercaseText) {
+  return std::equal(text.begin(), text.end(), lowercaseText.begin(), lowercaseText.end(),
+                    [](char a, char b) { return lowercase(a) == b; });
+}
+
+std::string_view withoutBlanks(std::string_view text) {
+  const size_t first = text.find_first_not_of(" \t");
+  if (first == text.npos)
+    return {};
+  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+// Cuts the text before the first separator off and returns it; all of it without a separator.
+std::string_view cutPiece(std::string_view& text, char separator) {
+  const std::string_view piece = text.substr(0, text.find(separator));
+  text.remove_prefix(std::min(piece.size() + 1, text.size()));
+  return piece;
+}
+
+int digitValue(char c) {
+  if (isDigit(c))
+    return c - '0';
+  const char lower = lowercase(c);
+  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : 99;
+}
+
+// A number of nothing but digits of the base (10 or 16), at most 2^63 - 1; absent otherwise.
+std::optional<uint64_t> numberFrom(std::string_view text, unsigned base) {
+  uint64_t number = 0;
+  for (const char c : text) {
+    const unsigned digit = static_cast<unsigned>(digitValue(c));
+    if (digit >= base || number > (static_cast<uint64_t>(INT64_MAX) - digit) / base)
+      return std::nullopt;
+    number = number * base + digit;
+  }
+  if (text.empty())
+    return std::nullopt;
+  return number;
+}
+
+// The value of a quoted-string whose first quote has been taken, cut off the text; a missing last
+// quote ends with the text.
+std::string cutQuotedString(std::string_view& text) {
+  std::string value;
+  while (!text.empty() && text.front() != '"') {
+    if (text.front() == '\\' && text.size() > 1)
+      text.remove_prefix(1);
+    value += text.front();
+    text.remove_prefix(1);
+  }
+  return value;
+}
+
+}  // namespace
+
+HTTPReply::State HTTPReply::take(std::string_view bytes) {
+  hasBegun_ = hasBegun_ || !bytes.empty();
+  while (!bytes.empty() && state_ == State::incomplete) {
+    const bool isBody = expect_ == Expect::bodyOfLength || expect_ == Expect::bodyToEnd ||
+                        expect_ == Expect::chunkData;
+    bytes.remove_prefix(isBody ? takeBodyBytes(bytes) : takeLineBytes(bytes));
+  }
+  return state_;
+}
+
+HTTPReply::State HTTPReply::takeEnd() {
+  if (expect_ == Expect::bodyToEnd && state_ == State::incomplete)
+    state_ = State::complete;
+  return state_;
+}
+
+void HTTPReply::fail(const char* what) {
+  fault = what;
+  state_ = State::invalid;
+}
+
+size_t HTTPReply::takeBodyBytes(std::string_view bytes) {
+  if (expect_ == Expect::bodyToEnd) {
+    body += bytes;
+    return bytes.size();
+  }
+  const std::string_view part = bytes.substr(0, std::min<uint64_t>(remaining_, bytes.size()));
+  body += part;
+  remaining_ -= part.size();
+  if (remaining_ == 0) {
+    if (expect_ == Expect::chunkData)
+      expect_ = Expect::chunkEnd;
+    else
+      state_ = State::complete;
+    lineBytes_ = 0;
+  }
+  return part.size();
+}
+
+// Lines end with CR LF; a lone LF is taken for one, as section 2.2 allows.
+size_t HTTPReply::takeLineBytes(std::string_view bytes) {
+  const size_t end = bytes.find('\n');
+  const size_t taken = end == bytes.npos ? bytes.size() : end + 1;
+  lineBytes_ += taken;
+  if (lineBytes_ > kMostLineBytes) {
+    fail("its head or the lines between its chunks are longer than 256 KiB");
+    return taken;
+  }
+  line_.append(bytes, 0, taken);
+  if (end == bytes.npos)
+    return taken;
+  line_.pop_back();
+  if (!line_.empty() && line_.back() == '\r')
+    line_.pop_back();
+  if (line_.find_first_of(std::string_view("\r\0", 2)) != line_.npos)
+    fail("a line of its head holds a NUL or a lone CR");
+  else
+    takeLine(line_);
+  line_.clear();
+  return taken;
+}
+
+void HTTPReply::takeLine(std::string_view line) {
+  switch (expect_) {
+    case Expect::statusLine:
+      return takeStatusLine(line);
+    case Expect::headerLine:
+      return takeHeaderLine(line);
+    case Expect::chunkSize:
+      return takeChunkSize(line);
+    case Expect::chunkEnd:
+      expect_ = Expect::chunkSize;
+      return line.empty() ? void() : fail("a chunk is longer than it says");
+    case Expect::trailerLine:
+      if (line.empty())
+        state_ = State::complete;
+      return;
+    default:
+      return;
+  }
+}
+
+// "HTTP/1.", a digit, a blank, a status of three digits, and a blank before any reason.
+void HTTPReply::takeStatusLine(std::string_view line) {
+  constexpr std::string_view kProtocol = "HTTP/1.";
+  const std::optional<uint64_t> status =
+      line.size() > 11 ? numberFrom(line.substr(9, 3), 10) : std::nullopt;
+  if (line.substr(0, kProtocol.size()) != kProtocol || !status || *status < 100 ||
+      !isDigit(line[7]) || line[8] != ' ' || (line.size() > 12 && line[12] != ' '))
+    return fail("its status line is malformed");
+  status_ = static_cast<int>(*status);
+  expect_ = Expect::headerLine;
+}
+
+void HTTPReply::takeHeaderLine(std::string_view line) {
+  const bool isFolded = !line.empty() && (line.front() == ' ' || line.front() == '\t');
+  if (isFolded) {
+    if (field_.empty())
+      return fail("its first header line is a continuation");
+    field_ += ' ';
+    field_ += withoutBlanks(line);
+    return;
+  }
+  if (!field_.empty())
+    takeField();
+  field_ = line;
+  if (line.empty() && state_ == State::incomplete)
+    endHead();
+}
+
+void HTTPReply::takeField() {
+  std::string_view value = field_;
+  const std::string_view name = withoutBlanks(cutPiece(value, ':'));
+  if (name.empty() || name.size() == field_.size())
+    return fail("a header line has no name or no colon");
+  value = withoutBlanks(value);
+  if (isEqualIgnoringCase(name, "content-length"))
+    takeContentLength(value);
+  else if (isEqualIgnoringCase(name, "transfer-encoding"))
+    takeTransferEncoding(value);
+  else if (isEqualIgnoringCase(name, "content-type"))
+    textEncodingName = charsetOfContentType(value);
+}
+
+// Section 6.3: a list of equal numbers counts as that number.
+void HTTPReply::takeContentLength(std::string_view value) {
+  do {
+    const std::optional<uint64_t> number = numberFrom(withoutBlanks(cutPiece(value, ',')), 10);
+    if (!number || (contentLength_ && *contentLength_ != *number))
+      contentLengthIsInvalid_ = true;
+    else
+      contentLength_ = number;
+  } while (!value.empty());
+}
+
+// Codings other than chunked would have to be undone, so they are refused; "identity", which older
+// servers send, means none.
+void HTTPReply::takeTransferEncoding(std::string_view value) {
+  do {
+    const std::string_view coding = withoutBlanks(cutPiece(value, ','));
+    if (isEqualIgnoringCase(coding, "identity"))
+      continue;
+    if (isChunked_ || !isEqualIgnoringCase(coding, "chunked"))
+      hasUnknownCoding_ = true;
+    else
+      isChunked_ = true;
+  } while (!value.empty());
+}
+
+void HTTPReply::endHead() {
+  const bool isInterim = status_ < 200;
+  const bool hasNoBody = status_ == 204 || status_ == 304;
+  if (isInterim) {
+    textEncodingName = std::nullopt;
+    contentLength_ = std::nullopt;
+    contentLengthIsInvalid_ = isChunked_ = hasUnknownCoding_ = false;
+    expect_ = Expect::statusLine;
+  } else if (hasNoBody) {
+    state_ = State::complete;
+  } else if (contentLengthIsInvalid_) {
+    fail("its Content-Length is not one number");
+  } else if (hasUnknownCoding_) {
+    fail("its Transfer-Encoding is not chunked");
+  } else if (isChunked_) {
+    expect_ = Expect::chunkSize;
+  } else if (!contentLength_) {
+    expect_ = Expect::bodyToEnd;
+  } else {
+    expect_ = Expect::bodyOfLength;
+    remaining_ = *contentLength_;
+    if (remaining_ == 0)
+      state_ = State::complete;
+  }
+}
+
+// Hexadecimal digits, and after a ";" extensions, which nobody here understands.
+void HTTPReply::takeChunkSize(std::string_view line) {
+  const std::optional<uint64_t> size = numberFrom(withoutBlanks(cutPiece(line, ';')), 16);
+  if (!size)
+    return fail("a chunk has no valid size");
+  remaining_ = *size;
+  expect_ = *size == 0 ? Expect::trailerLine : Expect::chunkData;
+}
+
+String charsetOfContentType(std::string_view contentType) {
+  cutPiece(contentType, ';');  // the media type
+  while (!contentType.empty()) {
+    const size_t end = contentType.find_first_of("=;");
+    const std::string_view name = withoutBlanks(contentType.substr(0, end));
+    const bool hasValue = end != contentType.npos && contentType[end] == '=';
+    contentType.remove_prefix(end == contentType.npos ? contentType.size() : end + 1);
+    if (!hasValue)
+      continue;
+    contentType.remove_prefix(std::min(contentType.find_first_not_of(" \t"), contentType.size()));
+    const bool isQuoted = !contentType.empty() && contentType.front() == '"';
+    std::string value;
+    if (isQuoted) {
+      contentType.remove_prefix(1);
+      value = cutQuotedString(contentType);
+      cutPiece(contentType, ';');
+    } else {
+      value = withoutBlanks(cutPiece(contentType, ';'));
+    }
+    if (isEqualIgnoringCase(name, "charset") && (isQuoted || !value.empty()))
+      return initWithDataEncoding(value, kISOLatin1TextEncoding);
+  }
+  return std::nullopt;
+}

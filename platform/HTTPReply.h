@@ -1,0 +1,63 @@
+// Reads the reply to one POST from the bytes of its connection, by RFC 9112.
+#pragma once
+
+#include "extras/String.h"
+
+class HTTPReply {
+ public:
+  enum class State { incomplete, complete, invalid };
+
+  // Takes the next bytes, as many or as few as came. After the end of the reply, which does not
+  // need the end of the connection, further bytes are ignored.
+  State take(std::string_view bytes);
+
+  // Takes note that the connection has ended in order. A reply that has said how long it is and is
+  // not, or that has not got as far, stays incomplete.
+  State takeEnd();
+
+  // Whether any byte has come.
+  bool hasBegun() const { return hasBegun_; }
+
+  // The body without its transfer coding. Content codings stay as they are.
+  Data body;
+
+  // The charset parameter of the Content-Type; absent without one.
+  String textEncodingName;
+
+  // What is wrong with an invalid reply, to follow "is not valid HTTP: ".
+  const char* fault = "";
+
+ private:
+  enum class Expect { statusLine, headerLine, bodyOfLength, bodyToEnd, chunkSize, chunkData,
+                      chunkEnd, trailerLine, nothing };
+
+  void takeLine(std::string_view line);
+  void takeStatusLine(std::string_view line);
+  void takeHeaderLine(std::string_view line);
+  void takeField();
+  void takeContentLength(std::string_view value);
+  void takeTransferEncoding(std::string_view value);
+  void endHead();
+  void takeChunkSize(std::string_view line);
+  size_t takeBodyBytes(std::string_view bytes);
+  size_t takeLineBytes(std::string_view bytes);
+  void fail(const char* what);
+
+  Expect expect_ = Expect::statusLine;
+  State state_ = State::incomplete;
+  bool hasBegun_ = false;
+  int status_ = 0;
+  std::string line_;         // the line that is still coming
+  std::string field_;        // the last header line, to which folded lines are added
+  uint64_t lineBytes_ = 0;   // bytes of lines since the start or the last piece of body
+  uint64_t remaining_ = 0;   // bytes of the body or chunk still to come
+  std::optional<uint64_t> contentLength_;
+  bool contentLengthIsInvalid_ = false;
+  bool isChunked_ = false;
+  bool hasUnknownCoding_ = false;
+};
+
+// The charset parameter of a Content-Type value (RFC 9110, sections 5.6.6 and 8.3): quoted or not,
+// its name in any case, the first of several. Absent when there is none; an unquoted empty one
+// counts as none. Blanks around name and value are dropped.
+String charsetOfContentType(std::string_view contentType);

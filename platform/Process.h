@@ -1,0 +1,16 @@
+// The process that the web server started: its end, its standard streams.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+// Arranges how the process may end: writing to a reader that is gone is an error value and not a
+// signal; an abnormal end, which a visitor can cause at will, leaves no core file.
+void prepareProcess();
+
+// Reads until `count` bytes have come, the input ends or reading fails. Returns how many came;
+// bytes beyond `count` stay unread. Only the bytes that came are touched in the buffer.
+size_t readStandardInput(char* buffer, size_t count);
+
+// Writes all bytes; what cannot be written is lost, for there is nobody left to tell.
+void writeStandardOutput(std::string_view bytes);

@@ -1,0 +1,13 @@
+// Text encodings by the names that the Internet knows them by.
+#pragma once
+
+#include "extras/TextEncoding.h"
+
+// The identifier of the encoding that an IANA charset name stands for, in any case. A name that
+// nobody knows, or that is none (RFC 2978, section 2.3: no slash, so no converter's options), has
+// an identifier, too, which is not 0 and in which nothing can be decoded.
+TextEncoding textEncodingFromIANACharSetName(const String& name);
+
+// Decodes bytes in the encoding that an identifier from above or from TextEncoding.h stands for;
+// absent when one byte is not valid in it.
+String decodeData(std::string_view bytes, TextEncoding encoding);

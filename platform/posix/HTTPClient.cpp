@@ -1,0 +1,267 @@
+#include "platform/HTTPClient.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+#include "extras/NSString.h"
+#include "extras/TextEncoding.h"
+#include "platform/HTTPReply.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Owns a descriptor.
+class Socket {
+ public:
+  explicit Socket(int family) : descriptor_(socket(family, SOCK_STREAM, 0)) {}
+  ~Socket() {
+    if (descriptor_ >= 0)
+      close(descriptor_);
+  }
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
+  int descriptor() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+struct Address {
+  sockaddr_storage storage = {};
+  socklen_t size = 0;
+};
+
+// Absent when the text is no numeric address.
+std::optional<Address> numericAddress(const std::string& text, uint16_t port) {
+  Address address;
+  auto* const v4 = reinterpret_cast<sockaddr_in*>(&address.storage);
+  auto* const v6 = reinterpret_cast<sockaddr_in6*>(&address.storage);
+  if (inet_pton(AF_INET, text.c_str(), &v4->sin_addr) == 1) {
+    v4->sin_family = AF_INET;
+    v4->sin_port = htons(port);
+    address.size = sizeof *v4;
+  } else if (inet_pton(AF_INET6, text.c_str(), &v6->sin6_addr) == 1) {
+    v6->sin6_family = AF_INET6;
+    v6->sin6_port = htons(port);
+    address.size = sizeof *v6;
+  } else {
+    return std::nullopt;
+  }
+  return address;
+}
+
+std::string headOf(const HTTPRequest& request) {
+  std::string head = request.method + " " + request.url.path + " HTTP/1.1\r\nHost: " +
+                     request.url.host + ":" + request.url.port + "\r\n";
+  for (const auto& [name, value] : request.headers)
+    head += name + ": " + value + "\r\n";
+  return head + "Connection: close\r\n\r\n";
+}
+
+std::string inWords(std::chrono::milliseconds time) {
+  const auto count = time.count();
+  return count % 1000 == 0 ? std::to_string(count / 1000) + " seconds"
+                           : std::to_string(count) + " milliseconds";
+}
+
+// One exchange with one address.
+class Exchange {
+ public:
+  Exchange(const HTTPRequest& request, const std::string& address, uint16_t port)
+      : request_(request),
+        addressText_(address),
+        place_(address + " port " + std::to_string(port)),
+        address_(numericAddress(address, port)),
+        socket_(address_ ? address_->storage.ss_family : AF_INET) {}
+
+  // False leaves the reason in failure().
+  bool connect();
+  bool wasRefused() const { return wasRefused_; }
+
+  bool sendAndReceive();
+
+  HTTPReply& reply() { return reply_; }
+  const std::string& failure() const { return failure_; }
+
+ private:
+  bool fail(const std::string& sentence) {
+    failure_ = sentence;
+    return false;
+  }
+  bool fail(const std::string& what, int error) {
+    return fail(what + " failed: " + std::strerror(error) + ".");
+  }
+  void restartTimeout() { deadline_ = Clock::now() + request_.timeoutInterval; }
+  int waitFor(int events);
+  void sendSome();
+  bool receiveSome();
+  bool takeOutcome(HTTPReply::State state);
+
+  const HTTPRequest& request_;
+  const std::string addressText_, place_;
+  const std::optional<Address> address_;
+  const Socket socket_;
+  Clock::time_point deadline_;
+  std::string head_;
+  size_t sent_ = 0;  // of head and body together
+  bool isSending_ = true;
+  bool isFinished_ = false;
+  bool wasRefused_ = false;
+  HTTPReply reply_;
+  std::string failure_;
+};
+
+// Waits until the connection can do one of the events or has failed, and returns what poll says of
+// it; 0 after the time-out, with the reason in failure().
+int Exchange::waitFor(int events) {
+  pollfd watched = {socket_.descriptor(), static_cast<short>(events), 0};
+  for (;;) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
+    const int count = poll(&watched, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
+    if (count > 0)
+      return watched.revents;
+    if (count < 0 && errno != EINTR)
+      fail("Waiting for " + place_, errno);
+    else if (left.count() <= 0)
+      fail(place_ + " neither sent nor took a byte for " + inWords(request_.timeoutInterval) + ".");
+    else
+      continue;
+    return 0;
+  }
+}
+
+bool Exchange::connect() {
+  if (!address_)
+    return fail("\"" + addressText_ + "\" is not a numeric address.");
+  const int descriptor = socket_.descriptor();
+  if (descriptor < 0)
+    return fail("Making a socket for " + place_, errno);
+  const int flags = fcntl(descriptor, F_GETFL);
+  if (flags < 0 || fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) < 0)
+    return fail("Preparing a socket for " + place_, errno);
+  restartTimeout();
+  int error = 0;
+  const auto* const storage = reinterpret_cast<const sockaddr*>(&address_->storage);
+  if (::connect(descriptor, storage, address_->size) < 0) {
+    error = errno;
+    if (error == EINPROGRESS || error == EINTR) {
+      if (waitFor(POLLOUT) == 0)
+        return false;
+      socklen_t size = sizeof error;
+      if (getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) < 0)
+        error = errno;
+    }
+  }
+  if (error == 0)
+    return true;
+  wasRefused_ = error == ECONNREFUSED;
+  if (wasRefused_)
+    return fail(place_ + " refused the connection.");
+  return fail("The connection to " + place_, error);
+}
+
+// A server that stops reading may have answered all the same, so a failure to send only ends the
+// sending; what becomes of the exchange is for the receiving side to say.
+void Exchange::sendSome() {
+  const bool headIsSent = sent_ >= head_.size();
+  const size_t bodySent = headIsSent ? sent_ - head_.size() : 0;
+  iovec parts[2] = {};
+  parts[0].iov_base = head_.data() + (headIsSent ? head_.size() : sent_);
+  parts[0].iov_len = headIsSent ? 0 : head_.size() - sent_;
+  parts[1].iov_base = const_cast<char*>(request_.body.data()) + bodySent;
+  parts[1].iov_len = std::min<size_t>(request_.body.size() - bodySent, INT_MAX / 2);
+  const ssize_t count = writev(socket_.descriptor(), parts, 2);
+  if (count >= 0) {
+    sent_ += static_cast<size_t>(count);
+    isSending_ = sent_ < head_.size() + request_.body.size();
+    restartTimeout();
+  } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+    isSending_ = false;
+  }
+}
+
+bool Exchange::receiveSome() {
+  char buffer[65536];
+  const ssize_t count = recv(socket_.descriptor(), buffer, sizeof buffer, 0);
+  if (count > 0) {
+    restartTimeout();
+    return takeOutcome(reply_.take({buffer, static_cast<size_t>(count)}));
+  }
+  if (count == 0) {
+    if (takeOutcome(reply_.takeEnd()) && isFinished_)
+      return true;
+    return fail(place_ + (reply_.hasBegun() ? " closed the connection before its reply was complete."
+                                            : " closed the connection without a reply."));
+  }
+  if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)
+    return true;
+  return fail("The exchange with " + place_, errno);
+}
+
+bool Exchange::takeOutcome(HTTPReply::State state) {
+  isFinished_ = state != HTTPReply::State::incomplete;
+  if (state == HTTPReply::State::invalid)
+    return fail("The reply of " + place_ + " is not valid HTTP: " + reply_.fault + ".");
+  return true;
+}
+
+// Both directions are watched at once: a server may answer, or stream its answer, while it has not
+// read everything yet.
+bool Exchange::sendAndReceive() {
+  head_ = headOf(request_);
+  restartTimeout();
+  sendSome();
+  while (!isFinished_) {
+    const int events = waitFor(isSending_ ? POLLIN | POLLOUT : POLLIN);
+    if (events == 0 || ((events & ~POLLOUT) != 0 && !receiveSome()))
+      return false;
+    if (isSending_ && !isFinished_)
+      sendSome();
+  }
+  return true;
+}
+
+HTTPResponse failed(const std::string& description) {
+  HTTPResponse response;
+  response.localizedDescription = initWithDataEncoding(description, kUTF8TextEncoding);
+  return response;
+}
+
+}  // namespace
+
+HTTPResponse sendSynchronousRequest(const HTTPRequest& request,
+                                    const std::vector<std::string>& addresses) {
+  const std::string& digits = request.url.port;
+  const int64_t port = integerValue(initWithDataEncoding(digits, kUTF8TextEncoding));
+  if (port < 1 || port > 65535)
+    return failed("Port " + digits + " does not exist: TCP ports go from 1 to 65535.");
+  std::string refusal;
+  for (const std::string& address : addresses) {
+    Exchange exchange(request, address, static_cast<uint16_t>(port));
+    if (exchange.connect()) {
+      if (!exchange.sendAndReceive())
+        return failed(exchange.failure());
+      HTTPResponse response;
+      response.data = std::move(exchange.reply().body);
+      response.textEncodingName = std::move(exchange.reply().textEncodingName);
+      return response;
+    }
+    // Where a refusal led to the next address, the first one is what the administrator wants.
+    if (refusal.empty())
+      refusal = exchange.failure();
+    if (!exchange.wasRefused())
+      break;
+  }
+  return failed(refusal);
+}

@@ -1,0 +1,124 @@
+// Preferences where there is no user-defaults system: the file DOMAIN.conf, UTF-8 text of
+// "Key = value" lines, in the folders that version 0.8 of the XDG Base Directory rules names.
+#include "platform/Preferences.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <utility>
+
+#include "extras/TextEncoding.h"
+
+namespace {
+
+struct ConfigurationFile {
+  std::string path;
+  bool isRead = false;
+  Dictionary entries;  // absent until it is read, and when it cannot be
+};
+
+std::optional<Data> contentsOfFile(const std::string& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0)
+    return std::nullopt;
+  Data contents;
+  char buffer[4096];
+  ssize_t came;
+  while ((came = read(file, buffer, sizeof buffer)) > 0 || (came < 0 && errno == EINTR)) {
+    if (came > 0)
+      contents.append(buffer, static_cast<size_t>(came));
+  }
+  close(file);
+  if (came < 0)
+    return std::nullopt;
+  return contents;
+}
+
+std::u16string_view withoutBlanks(std::u16string_view text) {
+  constexpr std::u16string_view kBlanks = u" \t\r";  // a line may end in CR LF
+  const size_t first = text.find_first_not_of(kBlanks);
+  if (first == text.npos)
+    return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+// The entries of a file's text; absent when a line is neither empty, nor a comment, nor an entry.
+Dictionary entriesOf(std::u16string_view text) {
+  Dictionary entries(std::in_place);
+  while (!text.empty()) {
+    const size_t end = text.find(u'\n');
+    const std::u16string_view line = withoutBlanks(text.substr(0, end));
+    text.remove_prefix(end == text.npos ? text.size() : end + 1);
+    if (line.empty() || line.front() == u'#')
+      continue;
+    const size_t equals = line.find(u'=');
+    if (equals == line.npos)
+      return std::nullopt;
+    entries->insert_or_assign(std::u16string(withoutBlanks(line.substr(0, equals))),
+                              std::u16string(withoutBlanks(line.substr(equals + 1))));
+  }
+  return entries;
+}
+
+void readFile(ConfigurationFile& file) {
+  file.isRead = true;
+  const std::optional<Data> contents = contentsOfFile(file.path);
+  if (!contents)
+    return;
+  const String text = initWithDataEncoding(*contents, kUTF8TextEncoding);
+  if (text)
+    file.entries = entriesOf(*text);
+}
+
+std::string_view variable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value ? value : "";
+}
+
+}  // namespace
+
+struct Preferences::Store {
+  std::vector<ConfigurationFile> files;  // in the order in which they are asked for a key
+
+  // Folders that are not absolute do not count.
+  void add(std::string_view folder, const std::string& name) {
+    if (!folder.empty() && folder.front() == '/')
+      files.push_back({std::string(folder) + name, false, std::nullopt});
+  }
+};
+
+Preferences::Preferences(const String& domain) : store_(std::make_unique<Store>()) {
+  const std::string file = "/" + lossyUTF8Data(domain) + ".conf";
+  const std::string_view home = variable("XDG_CONFIG_HOME");
+  if (!home.empty())
+    store_->add(home, file);
+  else
+    store_->add(variable("HOME"), "/.config" + file);
+  std::string_view folders = variable("XDG_CONFIG_DIRS");
+  if (folders.empty())
+    folders = "/etc/xdg";
+  while (!folders.empty()) {
+    const size_t end = folders.find(':');
+    store_->add(folders.substr(0, end), file);
+    folders.remove_prefix(end == folders.npos ? folders.size() : end + 1);
+  }
+}
+
+Preferences::~Preferences() = default;
+
+String Preferences::objectForKey(const String& key) {
+  if (!key)
+    return std::nullopt;
+  for (ConfigurationFile& file : store_->files) {
+    if (!file.isRead)
+      readFile(file);
+    if (!file.entries)
+      continue;
+    const auto entry = file.entries->find(*key);
+    if (entry != file.entries->end())
+      return entry->second;
+  }
+  return std::nullopt;
+}

@@ -1,0 +1,62 @@
+#include "platform/Process.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+
+namespace {
+
+// The system takes no more than this in one call (SSIZE_MAX, and 2^31 - 1 on some).
+constexpr size_t kMostAtOnce = size_t{1} << 30;
+
+[[noreturn]] void endWithoutCore() {
+  // One byte and not zero: Linux hands the dump to a core_pattern program in spite of a limit of
+  // zero, but takes a limit of one for "none at all".
+  const rlimit none = {1, 1};
+  setrlimit(RLIMIT_CORE, &none);
+  std::abort();
+}
+
+// Calls again what a signal interrupted.
+template <typename Call>
+ssize_t uninterrupted(Call call) {
+  ssize_t result;
+  do {
+    result = call();
+  } while (result < 0 && errno == EINTR);
+  return result;
+}
+
+}  // namespace
+
+void prepareProcess() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::set_terminate(endWithoutCore);
+}
+
+size_t readStandardInput(char* buffer, size_t count) {
+  size_t done = 0;
+  while (done < count) {
+    const size_t wanted = count - done < kMostAtOnce ? count - done : kMostAtOnce;
+    const ssize_t came = uninterrupted([=] { return read(STDIN_FILENO, buffer + done, wanted); });
+    if (came <= 0)
+      break;
+    done += static_cast<size_t>(came);
+  }
+  return done;
+}
+
+void writeStandardOutput(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const std::string_view part = bytes.substr(0, kMostAtOnce);
+    const ssize_t went =
+        uninterrupted([=] { return write(STDOUT_FILENO, part.data(), part.size()); });
+    if (went <= 0)
+      return;
+    bytes.remove_prefix(static_cast<size_t>(went));
+  }
+}

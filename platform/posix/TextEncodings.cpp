@@ -1,0 +1,91 @@
+// Charsets by the C library's iconv, for all that is not built in.
+#include "platform/TextEncodings.h"
+
+#include <iconv.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "platform/CharsetNames.h"
+
+namespace {
+
+constexpr TextEncoding kUnknownTextEncoding = 0xFFFFFFFF;
+
+// iconv has names and no numbers, so names are numbered as they are first asked for. The range is
+// one that the built-in identifiers do not use.
+constexpr TextEncoding kFirstNumber = 0x80000000;
+std::vector<std::string> numberedNames;
+
+// Owns a converter to UTF-16; there is none for a name that iconv does not know.
+class Converter {
+ public:
+  explicit Converter(const std::string& name) : handle_(iconv_open("UTF-16BE", name.c_str())) {}
+  ~Converter() {
+    if (isOpen())
+      iconv_close(handle_);
+  }
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+
+  bool isOpen() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
+
+  // Converts from the front of the bytes what fits into the output; the rest stays in both. A null
+  // input flushes what a stateful charset has kept back. Returns whether anything was wrong other
+  // than a full output.
+  bool convert(char** from, size_t* left, char** to, size_t* room) {
+    return iconv(handle_, from, left, to, room) != static_cast<size_t>(-1) || errno == E2BIG;
+  }
+
+ private:
+  const iconv_t handle_;
+};
+
+std::optional<Data> convertedToUTF16(const std::string& name, std::string_view bytes) {
+  Converter converter(name);
+  if (!converter.isOpen())
+    return std::nullopt;
+  Data result;
+  char* from = const_cast<char*>(bytes.data());  // iconv does not write through it
+  size_t left = bytes.size();
+  for (bool isFlushing = false;;) {
+    char buffer[4096];
+    char* to = buffer;
+    size_t room = sizeof buffer;
+    const size_t before = left;
+    if (!converter.convert(isFlushing ? nullptr : &from, isFlushing ? nullptr : &left, &to, &room))
+      return std::nullopt;
+    result.append(buffer, sizeof buffer - room);
+    if (isFlushing)
+      return result;
+    if (left == before && left != 0 && room == sizeof buffer)
+      return std::nullopt;  // a converter that does not get on would keep us here for ever
+    isFlushing = left == 0;
+  }
+}
+
+}  // namespace
+
+TextEncoding textEncodingFromIANACharSetName(const String& name) {
+  const Data text = lossyUTF8Data(name);
+  if (!isCharsetName(text))
+    return kUnknownTextEncoding;
+  const TextEncoding builtIn = builtInTextEncoding(text);
+  if (builtIn != kNoTextEncoding)
+    return builtIn;
+  const auto known = std::find(numberedNames.begin(), numberedNames.end(), text);
+  const TextEncoding number = static_cast<TextEncoding>(known - numberedNames.begin());
+  if (known == numberedNames.end())
+    numberedNames.push_back(text);
+  return kFirstNumber + number;
+}
+
+String decodeData(std::string_view bytes, TextEncoding encoding) {
+  const TextEncoding number = encoding - kFirstNumber;
+  if (encoding < kFirstNumber || number >= numberedNames.size())
+    return initWithDataEncoding(bytes, encoding);
+  const std::optional<Data> units = convertedToUTF16(numberedNames[number], bytes);
+  if (!units)
+    return std::nullopt;
+  return initWithDataEncoding(*units, kUTF16BigEndianTextEncoding);
+}

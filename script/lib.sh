@@ -1,0 +1,57 @@
+# shellcheck shell=bash
+# What the scripts of this folder share; to be sourced, not run.
+
+# install_packages PKG...
+#
+# Sees to it that the packages with these Debian names are there. On Debian the missing ones are
+# installed, without a word when none is. Elsewhere nothing is installed: the function says what
+# is missing and where to get it, and returns 1.
+install_packages() {
+  if command -v dpkg-query >/dev/null; then
+    install_debian_packages "$@"
+  else
+    name_missing_tools "$@"
+  fi
+}
+
+install_debian_packages() {
+  local package missing=() root=()
+  for package in "$@"; do
+    # A package that was removed but not purged is still known, only not as "installed".
+    if [[ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" != installed ]]; then
+      missing+=("$package")
+    fi
+  done
+  if ((${#missing[@]} == 0)); then
+    return 0
+  fi
+  if ((EUID != 0)); then
+    root=(sudo)
+  fi
+  echo "Installing ${missing[*]}" >&2
+  ${root[@]+"${root[@]}"} apt-get update -qq
+  ${root[@]+"${root[@]}"} env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+name_missing_tools() {
+  local package missing=()
+  for package in "$@"; do
+    case "$package" in
+      g++) command -v c++ >/dev/null || missing+=("c++: xcode-select --install") ;;
+      python3) command -v python3 >/dev/null || missing+=("python3: xcode-select --install") ;;
+      apache2-bin) [[ -x /usr/sbin/httpd ]] || missing+=("/usr/sbin/httpd: comes with macOS") ;;
+      ninja-build) command -v ninja >/dev/null || missing+=("ninja: brew install ninja") ;;
+      libgtest-dev | libgmock-dev)
+        brew list googletest >/dev/null 2>&1 || missing+=("GoogleTest: brew install googletest")
+        ;;
+      *) command -v "$package" >/dev/null || missing+=("$package: brew install $package") ;;
+    esac
+  done
+  if ((${#missing[@]} == 0)); then
+    return 0
+  fi
+  echo "Please install what is missing and try again:" >&2
+  printf '  %s\n' "${missing[@]}" >&2
+  return 1
+}

@@ -1,0 +1,206 @@
+"""What the end-to-end tests share: the built bridge, run as a web server would, and its partners.
+
+The bridge under test is named by the environment variable QUINTORA_BRIDGE, else it is the release
+build. No test depends on the machine's own configuration: each run gets a whole environment of
+its own, and each server listens on a port that was free.
+"""
+import contextlib
+import os
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+from typing import NamedTuple
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+BRIDGE = os.path.abspath(os.environ.get("QUINTORA_BRIDGE")
+                         or os.path.join(ROOT, "build", "release", "Quintora.cgi"))
+sys.path.insert(0, os.path.join(ROOT, "examples"))
+
+from demo import PREFERENCES, example_server, open_folder, write_preferences  # noqa: E402,F401
+from quintora_server import decode_body  # noqa: E402
+
+VARIABLES = (
+    "SERVER_SOFTWARE", "QUERY_STRING", "REMOTE_ADDR", "REMOTE_PORT", "REQUEST_METHOD",
+    "SERVER_ADDR", "SERVER_ADMIN", "SERVER_NAME", "SERVER_PORT", "SERVER_SIGNATURE",
+    "HTTP_ACCEPT", "HTTP_ACCEPT_ENCODING", "HTTP_ACCEPT_LANGUAGE", "HTTP_CONNECTION", "HTTP_HOST",
+    "HTTP_REFERER", "HTTP_USER_AGENT", "HTTP_COOKIE")
+DEFAULT_HEADER = b"Content-type: text/plain\r\n\r\n"
+REQUEST_ERROR = DEFAULT_HEADER + b"CGI tunnel request error:"
+LONGEST_RUN = 20  # seconds; a bridge that hangs is killed, and its test fails
+
+
+# Starts the bridge from a process that is small, because a new process inherits the high-water
+# mark of the one that starts it, and reports how it ended and its peak memory.
+SUPERVISOR = """
+import os, sys
+child = os.posix_spawn(sys.argv[1], sys.argv[2:], os.environ)
+_, status, usage = os.wait4(child, 0)
+print(status, usage.ru_maxrss, file=sys.stderr)
+"""
+
+
+class Run(NamedTuple):
+    """The end of one run; status is the exit status, or minus the number of the signal.
+
+    The last two are known of a supervised run only; the peak is in bytes.
+    """
+
+    status: int
+    stdout: bytes
+    stderr: bytes
+    dumped_core: bool = None
+    peak_memory: int = None
+
+
+def run(environment, *, name="Gateway.cgi", arguments=(), stdin=b"", stdout=subprocess.PIPE,
+        cwd=None, before=None, supervised=False):
+    """Runs the bridge once under the given name.
+
+    stdin is bytes for a pipe, or a file; stdout a pipe, or whatever Popen takes. before is called
+    in the new process.
+    """
+    command, program = [name, *arguments], BRIDGE
+    if supervised:
+        command = [sys.executable, "-I", "-S", "-c", SUPERVISOR, BRIDGE, *command]
+        program = sys.executable
+    piped = isinstance(stdin, bytes)
+    with subprocess.Popen(command, executable=program, env=environment, cwd=cwd,
+                          stdin=subprocess.PIPE if piped else stdin, stdout=stdout,
+                          stderr=subprocess.PIPE, preexec_fn=before) as process:
+        try:
+            out, err = process.communicate(stdin if piped else None, timeout=LONGEST_RUN)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            raise
+    if not supervised:
+        return Run(process.returncode, out, err)
+    err, _, report = err.rstrip().rpartition(b"\n")
+    status, peak = (int(number) for number in report.split())
+    return Run(os.waitstatus_to_exitcode(status), out, err, os.WCOREDUMP(status),
+               peak * (1 if sys.platform == "darwin" else 1024))
+
+
+class Request(NamedTuple):
+    """What arrived on one connection, and whatever came behind the request."""
+
+    head: bytes
+    body: bytes
+    behind: bytes
+
+    @property
+    def variables(self):
+        return decode_body(self.body)[0]
+
+    @property
+    def fields(self):
+        return dict(decode_body(self.body)[1])
+
+
+def reply(body, content_type="text/html; charset=utf-8", status="200 OK", *headers):
+    """The bytes of an HTTP reply."""
+    lines = [f"HTTP/1.1 {status}", f"Content-Length: {len(body)}", *headers]
+    if content_type is not None:
+        lines.append(f"Content-Type: {content_type}")
+    return "\r\n".join(lines).encode() + b"\r\n\r\n" + body
+
+
+class ScriptedServer:
+    """Gives every connection the same bytes, records what came, and closes (or not, with hold)."""
+
+    def __init__(self, answer=reply(b"page"), port=0):
+        self.answer = answer
+        self.hold = False
+        self.connections = 0
+        self.requests = []
+        self._socket = socket.create_server(("127.0.0.1", port), backlog=64)
+        self.port = self._socket.getsockname()[1]
+        self._thread = threading.Thread(target=self._serve, daemon=True)
+        self._thread.start()
+
+    @property
+    def request(self):
+        """The one request that came."""
+        request, = self.requests
+        return request
+
+    def close(self):
+        """Stops listening; from then on the port refuses connections."""
+        with contextlib.suppress(OSError):
+            self._socket.shutdown(socket.SHUT_RDWR)
+        self._socket.close()
+        self._thread.join()
+
+    def _serve(self):
+        with contextlib.suppress(OSError):
+            while True:
+                connection, _ = self._socket.accept()
+                self.connections += 1
+                with connection, contextlib.suppress(ConnectionError):
+                    self._answer(connection)
+
+    def _answer(self, connection):
+        connection.settimeout(LONGEST_RUN)
+        stream = connection.makefile("rb")
+        head = b"".join(iter(stream.readline, b"\r\n"))
+        lengths = [line.split(b":")[1] for line in head.split(b"\r\n") if b"Content-Length:" in line]
+        body = stream.read(int(lengths[0]))
+        self.requests.append(Request(head, body, b""))
+        connection.sendall(self.answer)
+        if not self.hold:
+            connection.shutdown(socket.SHUT_WR)
+        self.requests[-1] = Request(head, body, stream.read())
+
+
+class BridgeTest(unittest.TestCase):
+    """A bridge in tunnel mode, its preferences and a scripted server at the port they name."""
+
+    def setUp(self):
+        self.folder = self.enter(open_folder("config", "runtime", "work"))
+        self.server = self.start_server()
+        self.prefer(QZQuintoraServerPort=self.server.port)
+
+    def enter(self, context):
+        value = context.__enter__()
+        self.addCleanup(context.__exit__, None, None, None)
+        return value
+
+    def path(self, *names):
+        return os.path.join(self.folder, *names)
+
+    def start_server(self, **details):
+        server = ScriptedServer(**details)
+        self.addCleanup(server.close)
+        return server
+
+    def prefer(self, **values):
+        write_preferences(self.path("config"), **values)
+
+    def environment(self, **more):
+        return {"XDG_CONFIG_HOME": self.path("config"), "XDG_CONFIG_DIRS": self.path("none"),
+                "XDG_RUNTIME_DIR": self.path("runtime"), "HOME": self.path("none"), **more}
+
+    def run_bridge(self, environment=None, **details):
+        """A run as it should be: status 0 and nothing on standard error."""
+        result = run(self.environment(**(environment or {})), cwd=self.path("work"), **details)
+        self.assertEqual((result.status, result.stderr), (0, b""), result)
+        return result
+
+    def post(self, body, length=None, **details):
+        """A run with a form body; the length is the body's own unless the test says otherwise."""
+        length = str(len(body)) if length is None else length
+        return self.run_bridge({"REQUEST_METHOD": "POST", "CONTENT_LENGTH": length},
+                               stdin=body, **details)
+
+    def page(self, answer, **details):
+        """What the bridge prints when the server gives this reply."""
+        self.server.answer = answer
+        return self.run_bridge(**details).stdout
+
+    def fields(self, body, length=None):
+        """The form's fields as they arrive at the server."""
+        self.server.requests.clear()
+        self.post(body, length)
+        return self.server.request.fields

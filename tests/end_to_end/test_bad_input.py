@@ -1,0 +1,290 @@
+"""What a visitor, a web server or an administrator can get wrong, and how a run ends then."""
+import errno
+import os
+import resource
+import subprocess
+import sys
+import unittest
+
+from harness import (BRIDGE, DEFAULT_HEADER, PREFERENCES, REQUEST_ERROR, BridgeTest, reply, run)
+
+PAGE = DEFAULT_HEADER + b"page\r\n"
+MIB = 1 << 20
+
+# CONTENT_LENGTH at and beyond the bounds of 64 bits, and one that no machine grants a buffer for.
+HUGE_LENGTHS = (
+    "1000000000000", "9223372036854775707", "9223372036854775708", "9223372036854775807",
+    "9223372036854775808", "18446744073709551615", "18446744073709551616", "9" * 40)
+NEGATIVE_LENGTHS = (
+    "-1", "-100", "-101", "-9223372036854775808", "-9223372036854775809", "-" + "9" * 40)
+
+# Environment and form body of requests that a visitor can send and that cannot be forwarded.
+UNREADABLE = (
+    ({"QUERY_STRING": b"id=\xff"}, b""),
+    ({"HTTP_COOKIE": b"\xc3"}, b""),
+    ({"HTTP_USER_AGENT": b"\xed\xa0\x80"}, b""),
+    ({"HTTP_REFERER": b"\xc0\xaf"}, b"a=1"),
+    ({}, b"a=%zz"), ({}, b"a=%C3"), ({}, b"a=%"), ({}, b"a=1%4"), ({}, b"%zz=1"), ({}, b"%FF"),
+    ({}, b"a=1&b=%ED%A0%80&c=2"), ({}, b"a=%F4%90%80%80"),
+)
+
+# Replies that announce their own end, to be cut at every byte.
+REPLIES = (
+    reply(b"a page of two\r\nlines"),
+    b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nContent-Type: text/html; charset=utf-8\r\n"
+    b"\r\n6\r\na page\r\n7;x=\"y\"\r\n of two\r\n7\r\n\r\nlines\r\n0\r\nTrailer: t\r\n\r\n",
+)
+
+# What stands in the place of a preferences file and counts as absent.
+ABSENT = {
+    "a folder": os.mkdir,
+    "a link to nowhere": lambda path: os.symlink("nowhere", path),
+    "a link to itself": lambda path: os.symlink(PREFERENCES, path),
+    "text that is not UTF-8": lambda path: write(path, b"QZQuintoraServerPort = 1\n# caf\xe9\n"),
+    "an empty file": lambda path: write(path, b""),
+    "lines without =": lambda path: write(path, b"QZQuintoraServerPort 1\nQZQuintoraServerPort\n"),
+    "a comment": lambda path: write(path, b"#QZQuintoraServerPort = 1\n \t# QZQuintoraServerPort = 1"),
+    "another key": lambda path: write(path, b"QZQuintoraServerPort2 = 1\nqzquintoraserverport = 1"),
+}
+
+# Odd ways to write down the port, which stands for {port}.
+WRITTEN = (
+    "QZQuintoraServerPort={port}",
+    " \t QZQuintoraServerPort \t = \t {port} \t \n",
+    "\n\n# a comment\n\nQZQuintoraServerPort = {port}\n\n",
+    "no equals sign\nQZQuintoraServerPort = {port}\nnone here either\n",
+    "QZQuintoraServerPort = 1\nQZQuintoraServerPort = {port}\n",
+    "QZQuintoraServerPort = {port} = 1\n",
+    "= 1\nQZQuintoraServerPort = {port}\nGrüße = 😀\n",
+)
+
+
+def write(path, content):
+    with open(path, "wb") as file:
+        file.write(content)
+
+
+def allow_core_files():
+    """As ulimit -c unlimited, or as near to it as this user may come."""
+    _, most = resource.getrlimit(resource.RLIMIT_CORE)
+    resource.setrlimit(resource.RLIMIT_CORE, (most, most))
+
+
+class BodyLength(BridgeTest):
+    def test_huge_length_reads_the_input_or_drops_the_form(self):
+        """Whether such a buffer can be had is the machine's affair; nothing else may come of it."""
+        for length in HUGE_LENGTHS:
+            with self.subTest(length=length):
+                self.assertIn(self.fields(b"a=12345678", length), ({"a": "12345678"}, {}))
+
+    def test_negative_length_reads_nothing(self):
+        for length in NEGATIVE_LENGTHS:
+            with self.subTest(length=length):
+                self.assertEqual(self.fields(b"a=12345678", length), {})
+
+    def test_huge_length_costs_no_memory(self):
+        small, huge = (self.peak_memory(length) for length in ("10", "1000000000000"))
+        self.assertLess(huge, small + 4 * MIB)
+
+    def peak_memory(self, length):
+        result = run(self.environment(CONTENT_LENGTH=length), stdin=b"a=12345678", supervised=True)
+        self.assertEqual((result.status, result.stdout, result.stderr), (0, PAGE, b""))
+        return result.peak_memory
+
+    def test_body_of_100_mb_arrives_whole(self):
+        value = b"0123456789" * 10_000_000
+        self.post(b"a=" + value)
+        pairs = self.server.request.body.split(b"&")
+        self.assertEqual(max(pairs, key=len) == b"a=" + value, True)
+
+    def test_body_ends_at_a_nul(self):
+        self.assertEqual(self.fields(b"a=1\0&b=2"), {"a": "1"})
+        self.assertEqual(self.fields(b"\0a=1"), {"": ""})
+
+    def test_input_shorter_than_declared_is_used_as_far_as_it_goes(self):
+        self.assertEqual(self.fields(b"a=1&b=2", "1000"), {"a": "1", "b": "2"})
+
+
+class Streams(BridgeTest):
+    def test_closed_input_is_an_empty_body(self):
+        output = self.run_bridge({"CONTENT_LENGTH": "10"}, before=lambda: os.close(0)).stdout
+        self.assertEqual(output, PAGE)
+        self.assertEqual(self.server.request.fields, {"": ""})
+
+    def test_closed_output_ends_with_0_and_spills_nowhere(self):
+        self.run_bridge(before=lambda: os.close(1))
+        self.server.close()
+        self.assertEqual(self.server.request.behind, b"")
+
+    def test_all_streams_closed_end_with_0(self):
+        result = run(self.environment(CONTENT_LENGTH="10"),
+                     before=lambda: os.closerange(0, 3))
+        self.assertEqual(result.status, 0)
+        self.server.close()
+        self.assertEqual(self.server.request.behind, b"")
+
+    def test_output_that_nobody_reads_ends_with_0(self):
+        for body in b"page", b"x" * MIB:
+            with self.subTest(length=len(body)):
+                self.server.answer = reply(body)
+                reader, writer = os.pipe()
+                os.close(reader)
+                with os.fdopen(writer, "wb") as stdout:
+                    self.run_bridge(stdout=stdout)
+
+    def test_output_on_a_full_disk_ends_with_0(self):
+        if not os.path.exists("/dev/full"):
+            self.skipTest("this system has no /dev/full")
+        with open("/dev/full", "wb") as stdout:
+            self.run_bridge(stdout=stdout)
+
+
+class ArgumentList(BridgeTest):
+    EXECVE_WITHOUT_ARGUMENTS = """
+import ctypes, os, sys
+texts = [f"{name}={value}".encode() for name, value in os.environ.items()]
+environment = (ctypes.c_char_p * (len(texts) + 1))(*texts, None)
+library = ctypes.CDLL(None, use_errno=True)
+library.execve(sys.argv[1].encode(), (ctypes.c_char_p * 1)(None), environment)
+sys.exit(f"errno {ctypes.get_errno()}")
+"""
+
+    def test_missing_argument_list_does_not_crash(self):
+        result = subprocess.run(
+            [sys.executable, "-c", self.EXECVE_WITHOUT_ARGUMENTS, BRIDGE], env=self.environment(),
+            stdin=subprocess.DEVNULL, capture_output=True, timeout=20)
+        if result.stderr == f"errno {errno.EINVAL}\n".encode():
+            self.skipTest("this system starts no program without arguments")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, PAGE, b""))
+
+    def test_empty_path_is_forwarded_as_it_is(self):
+        self.assertEqual(self.run_bridge(name="").stdout, PAGE)
+        variables = self.server.request.variables
+        self.assertEqual((variables["CLIPATH"], variables["CLICOMMAND"]), ("", ""))
+
+
+class ServerGoesAway(BridgeTest):
+    def test_reply_cut_at_any_byte_is_a_described_error_and_never_a_shorter_page(self):
+        for whole in REPLIES:
+            for length in range(len(whole)):
+                with self.subTest(reply=whole[:length]):
+                    output = self.page(whole[:length])
+                    self.assertTrue(output.startswith(REQUEST_ERROR), output)
+                    self.assertNotIn(b"(null)", output)
+                    self.assertGreater(len(output), len(REQUEST_ERROR + b"\r\n"))
+            self.assertEqual(self.page(whole), DEFAULT_HEADER + b"a page of two\r\nlines\r\n")
+
+    def test_bytes_that_are_no_reply_are_a_described_error(self):
+        for answer in b"\0" * 100, b"hello\r\n\r\n", b"HTTP/1.1\r\n\r\n", b"\r\n" * 50:
+            with self.subTest(answer=answer):
+                output = self.page(answer)
+                self.assertTrue(output.startswith(REQUEST_ERROR), output)
+                self.assertNotIn(b"(null)", output)
+
+
+class Unreadable(BridgeTest):
+    def test_undecodable_request_ends_abnormally_and_leaves_nothing(self):
+        for variables, body in UNREADABLE:
+            with self.subTest(variables=variables, body=body):
+                environment = self.environment(CONTENT_LENGTH=str(len(body)), **variables)
+                result = run(environment, stdin=body, cwd=self.path("work"),
+                             before=allow_core_files, supervised=True)
+                self.assertLess(result.status, 0)
+                self.assertEqual(result.stdout, b"")
+                self.assertFalse(result.dumped_core)
+                self.assertEqual(os.listdir(self.path("work")), [])
+        self.server.close()
+        self.assertEqual(self.server.connections, 0)
+
+    def test_other_undecodable_variables_are_not_looked_at(self):
+        self.assertEqual(self.run_bridge({"PATH_INFO": b"\xff", "CONTENT_TYPE": b"\xff"}).stdout,
+                         PAGE)
+
+    def test_undecodable_content_length_reads_nothing(self):
+        self.run_bridge({"CONTENT_LENGTH": b"3\xff"}, stdin=b"a=1")
+        self.assertEqual(self.server.request.fields, {})
+
+
+class Preferences(BridgeTest):
+    """The file of XDG_CONFIG_HOME is the odd one; an all-right one lies further down."""
+
+    def setUp(self):
+        super().setUp()
+        self.fallback = self.start_server(answer=reply(b"fallback"))
+        self.odd = self.path("config", PREFERENCES)
+        self.folders = [self.path("first"), self.path("second")]
+        for folder in self.folders:
+            os.mkdir(folder)
+        self.put(self.folders[1], f"QZQuintoraServerPort = {self.fallback.port}\n")
+
+    def put(self, folder, text):
+        os.makedirs(folder, exist_ok=True)
+        write(os.path.join(folder, PREFERENCES), text.encode())
+
+    def asked(self, **variables):
+        """Which of the two servers a run asks."""
+        environment = {"XDG_CONFIG_DIRS": ":".join(self.folders), **variables}
+        output = self.run_bridge(environment).stdout
+        return {PAGE: "server", DEFAULT_HEADER + b"fallback\r\n": "fallback"}.get(output, output)
+
+    def test_file_that_cannot_be_used_counts_as_absent(self):
+        for what, make in ABSENT.items():
+            with self.subTest(what):
+                os.rename(self.path("config"), self.path(f"config before {what}"))
+                os.mkdir(self.path("config"))
+                make(self.odd)
+                self.assertEqual(self.asked(), "fallback")
+
+    @unittest.skipIf(os.geteuid() == 0, "root may read every file")
+    def test_file_without_permission_counts_as_absent(self):
+        os.chmod(self.odd, 0)
+        self.assertEqual(self.asked(), "fallback")
+
+    def test_blanks_comments_and_repetitions_are_understood(self):
+        for text in WRITTEN:
+            with self.subTest(text=text):
+                self.put(self.path("config"), text.format(port=self.server.port))
+                self.assertEqual(self.asked(), "server")
+
+    def test_an_empty_value_holds(self):
+        self.put(self.path("config"), "QZQuintoraServerPort =\n")
+        self.assertTrue(self.asked().startswith(REQUEST_ERROR))
+
+    def test_for_each_key_the_first_file_that_has_it_holds(self):
+        self.put(self.path("config"), "QZCGIConnectionProtocol = TCP/IP\n")
+        self.put(self.folders[0], "QZCGIConnectionProtocol = AppleEvents\n"
+                                  f"QZQuintoraServerPort = {self.server.port}\n")
+        self.assertEqual(self.asked(), "server")
+
+    def test_folder_order_is_that_of_the_list(self):
+        os.remove(self.odd)
+        self.assertEqual(self.asked(), "fallback")
+        self.put(self.folders[0], f"QZQuintoraServerPort = {self.server.port}\n")
+        self.assertEqual(self.asked(), "server")
+
+    def test_home_serves_where_xdg_config_home_is_not_set(self):
+        home = self.path("home")
+        self.put(os.path.join(home, ".config"), f"QZQuintoraServerPort = {self.server.port}\n")
+        self.assertEqual(self.asked(XDG_CONFIG_HOME="", HOME=home), "server")
+        os.remove(os.path.join(home, ".config", PREFERENCES))
+        self.assertEqual(self.asked(XDG_CONFIG_HOME="", HOME=home), "fallback")
+
+    def test_home_is_not_looked_at_beside_xdg_config_home(self):
+        home = self.path("home")
+        self.put(os.path.join(home, ".config"), f"QZQuintoraServerPort = {self.server.port}\n")
+        os.remove(self.odd)
+        self.assertEqual(self.asked(HOME=home), "fallback")
+
+    def test_relative_folders_are_ignored(self):
+        self.put(self.path("work", "relative"), "QZQuintoraServerPort = 1\n")
+        self.assertEqual(self.asked(XDG_CONFIG_HOME="relative", XDG_CONFIG_DIRS=":".join(
+            ["relative", "", ".", *self.folders])), "fallback")
+
+    def test_neither_home_nor_folders_set_is_survived(self):
+        environment = {name: "" for name in ("XDG_CONFIG_HOME", "XDG_CONFIG_DIRS", "HOME")}
+        name = f"Gateway_{self.server.port}.cgi"
+        self.assertEqual(self.run_bridge(environment, name=name).stdout, PAGE)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,6 +1,5 @@
-# How the product is compiled and linked. Tests use the same options through the libraries they
-# link, apart from exceptions, which the product does not use and GoogleTest does.
-include(CheckLinkerFlag)
+# How the product is compiled and linked. Its libraries take product_options, the tests only the
+# warnings, since GoogleTest wants exceptions and type information, which the product does without.
 
 add_library(warnings INTERFACE)
 target_compile_options(warnings INTERFACE
@@ -9,10 +8,9 @@ target_compile_options(warnings INTERFACE
   -Wimplicit-fallthrough -Wvla -Werror)
 
 add_library(product_options INTERFACE)
-target_include_directories(product_options INTERFACE ${PROJECT_SOURCE_DIR})
-target_link_libraries(product_options INTERFACE $<BUILD_INTERFACE:warnings>)
+target_link_libraries(product_options INTERFACE warnings)
 target_compile_options(product_options INTERFACE
-  -fno-rtti -fvisibility=hidden -fstack-protector-strong -ffunction-sections -fdata-sections)
+  -fno-exceptions -fno-rtti -fvisibility=hidden -fstack-protector-strong -ffunction-sections -fdata-sections)
 
 # The fortified C library works only in optimised code, and some compilers define it by themselves.
 target_compile_options(product_options INTERFACE

@@ -93,6 +93,7 @@ class StatementReader:
     def __init__(self, statement):
         self.text = codecs.utf_8_decode(statement)[0]  # leaves out a sequence cut at the very end
         self.at = 0
+        self.move_by(0)
 
     def statement(self):
         """The two dictionaries as lists of pairs; ValueError when it is no such statement."""
@@ -102,7 +103,6 @@ class StatementReader:
         self.need(",")
         fields = [] if self.take('""') else self.dictionary()
         self.need(")")
-        self.skip_blanks()
         if not self.at_end():
             raise ValueError(f"end of statement expected at character {self.at}")
         return variables, fields
@@ -115,7 +115,8 @@ class StatementReader:
         while not self.take(")"):
             if texts:
                 self.need(",")
-            texts.append(self.item())
+            if not self.at_end():
+                texts.append(self.item())
         if len(texts) % 2:
             if not self.at_end():
                 raise ValueError(f"value expected at character {self.at}")
@@ -124,21 +125,19 @@ class StatementReader:
 
     def item(self):
         """A text without its quotes, or None."""
-        self.skip_blanks()
         literal = self.LITERAL.match(self.text, self.at)
         if not literal:
             self.need("(null)")
             return None
-        self.at = literal.end()
+        self.move_by(len(literal[0]))
         return literal[1].replace('""', '"')
 
     def take(self, word):
         """Passes the word, or as much of it as the cut has left, if it comes next."""
-        self.skip_blanks()
         found = self.text[self.at:self.at + len(word)]
         if found != word and not (word.startswith(found) and self.at_end(len(found))):
             return False
-        self.at += len(found)
+        self.move_by(len(found))
         return True
 
     def need(self, word):
@@ -146,8 +145,9 @@ class StatementReader:
         if not self.take(word):
             raise ValueError(f"{word} expected at character {self.at}")
 
-    def skip_blanks(self):
-        self.at = self.BLANKS.match(self.text, self.at).end()
+    def move_by(self, count):
+        """Moves on, and over the blanks there, so that at is always where something stands."""
+        self.at = self.BLANKS.match(self.text, self.at + count).end()
 
     def at_end(self, further=0):
         return self.at + further == len(self.text)

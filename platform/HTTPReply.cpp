@@ -67,6 +67,24 @@ std::string cutQuotedString(std::string_view& text) {
   return value;
 }
 
+// Cuts "=" and the value of a parameter off the text. An unquoted value ends before a quote, which
+// cannot be part of it. False when there is no value, or an empty unquoted one.
+bool cutParameterValue(std::string_view& text, std::string& value) {
+  if (text.substr(0, 1) != "=")
+    return false;
+  text.remove_prefix(1);
+  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+  if (text.substr(0, 1) == "\"") {
+    text.remove_prefix(1);
+    value = cutQuotedString(text);
+    return true;
+  }
+  const size_t end = std::min(text.find_first_of("\";"), text.size());
+  value = withoutBlanks(text.substr(0, end));
+  text.remove_prefix(end);
+  return !value.empty();
+}
+
 }  // namespace
 
 HTTPReply::State HTTPReply::take(std::string_view bytes) {
@@ -256,23 +274,13 @@ void HTTPReply::takeChunkSize(std::string_view line) {
 String charsetOfContentType(std::string_view contentType) {
   cutPiece(contentType, ';');  // the media type
   while (!contentType.empty()) {
-    const size_t end = contentType.find_first_of("=;");
+    const size_t end = std::min(contentType.find_first_of("=;"), contentType.size());
     const std::string_view name = withoutBlanks(contentType.substr(0, end));
-    const bool hasValue = end != contentType.npos && contentType[end] == '=';
-    contentType.remove_prefix(end == contentType.npos ? contentType.size() : end + 1);
-    if (!hasValue)
-      continue;
-    contentType.remove_prefix(std::min(contentType.find_first_not_of(" \t"), contentType.size()));
-    const bool isQuoted = !contentType.empty() && contentType.front() == '"';
+    contentType.remove_prefix(end);
     std::string value;
-    if (isQuoted) {
-      contentType.remove_prefix(1);
-      value = cutQuotedString(contentType);
-      cutPiece(contentType, ';');
-    } else {
-      value = withoutBlanks(cutPiece(contentType, ';'));
-    }
-    if (isEqualIgnoringCase(name, "charset") && (isQuoted || !value.empty()))
+    const bool isGiven = cutParameterValue(contentType, value);
+    cutPiece(contentType, ';');
+    if (isGiven && isEqualIgnoringCase(name, "charset"))
       return initWithDataEncoding(value, kISOLatin1TextEncoding);
   }
   return std::nullopt;

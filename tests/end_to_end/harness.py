@@ -5,7 +5,10 @@ build. No test depends on the machine's own configuration: each run gets a whole
 its own, and each server listens on a port that was free.
 """
 import contextlib
+import html
+import http.client
 import os
+import re
 import socket
 import subprocess
 import sys
@@ -20,6 +23,7 @@ BRIDGE = os.path.abspath(os.environ.get("QUINTORA_BRIDGE")
 sys.path.insert(0, os.path.join(ROOT, "examples"))
 
 from demo import PREFERENCES, example_server, open_folder, write_preferences  # noqa: E402,F401
+from private_apache import PrivateApache  # noqa: E402
 from quintora_server import decode_body  # noqa: E402
 
 VARIABLES = (
@@ -204,3 +208,50 @@ class BridgeTest(unittest.TestCase):
         self.server.requests.clear()
         self.post(body, length)
         return self.server.request.fields
+
+
+class ApacheTest(unittest.TestCase):
+    """Copies of the bridge under a private Apache; the preferences may differ for each test."""
+
+    names = ("Gateway.cgi",)
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = cls.enter(open_folder("config", "runtime"))
+        cls.config = os.path.join(cls.folder, "config")
+        cls.environment = {"XDG_CONFIG_HOME": cls.config, "XDG_CONFIG_DIRS": cls.folder,
+                           "XDG_RUNTIME_DIR": os.path.join(cls.folder, "runtime")}
+        cls.apache = cls.enter(PrivateApache(BRIDGE, cls.names, cls.environment))
+
+    @classmethod
+    def enter(cls, context):
+        value = context.__enter__()
+        cls.addClassCleanup(context.__exit__, None, None, None)
+        return value
+
+    def browse(self, query="", form=None, *, name="Gateway.cgi", method=None):
+        """What a browser gets for a query and a form body, both sent byte for byte."""
+        head = [f"{method or ('GET' if form is None else 'POST')} /cgi-bin/{name}{query} HTTP/1.1",
+                "Host: localhost", "Connection: close"]
+        if form is not None:
+            head += ["Content-Type: application/x-www-form-urlencoded",
+                     f"Content-Length: {len(form)}"]
+        with socket.create_connection(("127.0.0.1", self.apache.port), LONGEST_RUN) as connection:
+            connection.sendall("\r\n".join(head).encode() + b"\r\n\r\n" + (form or b""))
+            answer = http.client.HTTPResponse(connection, method=method)
+            answer.begin()
+            return Answer(answer.status, answer.getheader("Content-Type"), answer.read().decode())
+
+
+class Answer(NamedTuple):
+    """What a browser got."""
+
+    status: int
+    content_type: str
+    text: str
+
+    def shown(self):
+        """The fields and the variables that the example server's page shows, as two lists."""
+        row = re.compile("<tr><th>(.*?)</th><td>(.*?)</td></tr>", re.DOTALL)
+        return [[tuple(map(html.unescape, pair)) for pair in row.findall(part)]
+                for part in self.text.split("<h2>Variables</h2>")]

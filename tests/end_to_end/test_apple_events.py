@@ -1,0 +1,97 @@
+"""A browser, Apache, the bridge in Apple-event mode and the example server."""
+import contextlib
+import os
+import socket
+import unittest
+from urllib.parse import urlencode
+
+from harness import (BRIDGE, DEFAULT_HEADER, VARIABLES, ApacheTest, example_server, run,
+                     write_preferences)
+
+# Stands last and is lost in part for the characters beyond ASCII that come before it.
+PADDING = ("padding", "." * 50)
+FORMS = (
+    [("a", "1")],
+    [("quotes", '"'), ("doubled", '""'), ("said", 'say "hi"'), ('"', '","'), ("comma", ",")],
+    [("braces", "a}b{c"), ("call", "initializeDictionary("), ("end", ")\n)\n"), ("null", "(null)")],
+    [("lines", "one\r\ntwo\nthree\rfour"), ("back", "\\n\\"), ("percent", "100%25 %@ %s")],
+    [("emoji", "😀 is U+1F600"), ("é", "ü"), ("euro", "€" * 10), PADDING],
+    [("twice", "1"), ("twice", "2"), ("", ""), ("empty", "")],
+)
+NOT_RUNNING = "Quintora CGI error: Quintora Server is not running.\r\n"
+
+
+class AppleEventMode(ApacheTest):
+    """The server answers in both modes; the preferences ask for Apple events."""
+
+    def setUp(self):
+        write_preferences(self.config, QZCGIConnectionProtocol="AppleEvents")
+
+    @contextlib.contextmanager
+    def server(self):
+        with example_server("--apple-events", environment=self.environment):
+            yield
+
+    def test_get_shows_the_variables(self):
+        with self.server():
+            answer = self.browse("?id=7")
+        self.assertEqual((answer.status, answer.content_type), (200, "text/html; charset=utf-8"))
+        self.assertIn("<b>Apple-event</b> mode", answer.text)
+        fields, variables = answer.shown()
+        self.assertEqual(fields, [])
+        self.assertEqual([name for name, _ in variables], list(VARIABLES))
+        self.assertEqual(dict(variables)["QUERY_STRING"], "id=7")
+
+    def test_post_shows_the_fields_in_their_order(self):
+        with self.server():
+            for fields in FORMS:
+                with self.subTest(fields=fields):
+                    shown, variables = self.browse(form=urlencode(fields).encode()).shown()
+                    whole = len(fields) - (PADDING in fields)
+                    self.assertEqual(shown[:whole], fields[:whole])
+                    self.assertEqual(len(shown), len(fields))
+                    self.assertEqual(dict(variables)["REQUEST_METHOD"], "POST")
+
+    def test_undecodable_value_is_null(self):
+        with self.server():
+            shown, _ = self.browse(form=b"a=%zz&b=2&%C3=3").shown()
+        unreadable = "<em>unreadable</em>"
+        self.assertEqual(shown, [("a", unreadable), ("b", "2"), (unreadable, "3")])
+
+    def test_undecodable_body_is_a_form_without_fields(self):
+        with self.server():
+            self.assertEqual(self.browse(form=b"a=\xff").shown()[0], [])
+
+    def test_each_character_beyond_ascii_costs_bytes_at_the_end(self):
+        """The first six are those that close the statement, the others come off the last field."""
+        with self.server():
+            for text, lost in ("e" * 7, 0), ("é" * 6, 0), ("é" * 7, 1), ("€" * 8, 10), ("😀" * 8, 10):
+                with self.subTest(text=text):
+                    form = urlencode([("text", text), ("last", "0123456789abcdef")]).encode()
+                    fields, _ = self.browse(form=form).shown()
+                    self.assertEqual(fields, [("text", text),
+                                              ("last", "0123456789abcdef"[:16 - lost])])
+
+    def test_plain_page_and_large_page_pass(self):
+        with self.server():
+            self.assertEqual(self.browse("?plain=1").content_type, "text/plain")
+            fields = [(f"field {number}", "x" * 1000) for number in range(1000)]
+            self.assertEqual(self.browse(form=urlencode(fields).encode()).shown()[0], fields)
+
+    def test_stopped_server_gives_a_message(self):
+        with self.server():
+            self.assertEqual(self.browse("?plain=1").status, 200)
+        self.assertEqual(tuple(self.browse()), (200, "text/plain", NOT_RUNNING))
+
+    def test_socket_that_nobody_answers_gives_the_same_message(self):
+        folder = os.path.join(self.environment["XDG_RUNTIME_DIR"], "apple-events")
+        os.makedirs(folder, exist_ok=True)
+        with socket.socket(socket.AF_UNIX) as abandoned:
+            abandoned.bind(os.path.join(folder, "QUIZ"))
+        self.addCleanup(os.unlink, os.path.join(folder, "QUIZ"))
+        result = run(self.environment)
+        self.assertEqual(result.stdout, DEFAULT_HEADER + NOT_RUNNING.encode())
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,8 +1,122 @@
 #include "bridge/SendAppleEvent.h"
 
-#include "bridge/RequestState.h"
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 
-// Until the bridge can send Apple events no server can be reached by them.
-void SendAppleEvent(const String&) {
-  cgiResult = u"Quintora CGI error: Quintora Server is not running.";
+#include "bridge/RequestState.h"
+#include "extras/NSString.h"
+#include "platform/AppleEvents.h"
+
+namespace {
+
+constexpr FourCharCode fourCharCode(const char (&text)[5]) {
+  FourCharCode code = 0;
+  for (int i = 0; i < 4; ++i)
+    code = code << 8 | static_cast<unsigned char>(text[i]);
+  return code;
+}
+
+constexpr AEEventClass kEventClass = fourCharCode("quiZ");
+constexpr AEEventID kEventID = fourCharCode("xRUN");
+constexpr OSType kServerSignature = fourCharCode("QUIZ");
+
+// A margin behind the reply's text; the zero that ends it needs one byte of them.
+constexpr uint64_t kSpareBytes = 100;
+
+struct Descriptors {
+  AEDesc target = {typeNull, nullptr};
+  AEDesc event = {typeNull, nullptr};
+  AEDesc reply = {typeNull, nullptr};
+};
+
+String statusMessage(std::u16string_view format, OSErr status) {
+  return stringWithFormat(format, {status});
+}
+
+// Makes the event with the statement in it, or leaves a message and the descriptors released that
+// had been made.
+bool makeEvent(const String& statement, Descriptors& d) {
+  const OSType signature = kServerSignature;
+  OSErr status = AECreateDesc(typeApplSignature, &signature, sizeof signature, &d.target);
+  if (status != noErr) {
+    cgiResult = statusMessage(u"Quintora CGI error %d returned by AECreateDesc()", status);
+    return false;
+  }
+  status = AECreateAppleEvent(kEventClass, kEventID, &d.target, kAutoGenerateReturnID,
+                              kAnyTransactionID, &d.event);
+  if (status != noErr) {
+    cgiResult = statusMessage(u"Quintora CGI error %d returned by AECreateAppleEvent()", status);
+    AEDisposeDesc(&d.target);
+    return false;
+  }
+  // The size is the count of UTF-16 units, never more than there are bytes.
+  status = AEPutParamPtr(&d.event, keyDirectObject, typeChar, lossyUTF8Data(statement).c_str(),
+                         static_cast<Size>(length(statement)));
+  if (status != noErr) {
+    cgiResult = statusMessage(u"Quintora CGI error %d returned by AEPutParamPtr()", status);
+    AEDisposeDesc(&d.target);
+    AEDisposeDesc(&d.event);
+    return false;
+  }
+  return true;
+}
+
+void disposeAll(Descriptors& d) {
+  AEDisposeDesc(&d.target);
+  AEDisposeDesc(&d.event);
+  AEDisposeDesc(&d.reply);
+}
+
+// Sends the event and waits; on failure leaves a message and everything released.
+bool send(Descriptors& d) {
+  // The system's own status is wider than what is tested and printed.
+  const OSErr status =
+      static_cast<OSErr>(AESendMessage(&d.event, &d.reply, kAEWaitReply, kAEDefaultTimeout));
+  if (status == noErr)
+    return true;
+  if (status == connectionInvalid)
+    cgiResult = u"Quintora CGI error: Quintora Server is not running.";
+  else
+    cgiResult = statusMessage(u"Quintora CGI error %d returned by AESendMessage()", status);
+  disposeAll(d);
+  return false;
+}
+
+// Leaves the reply's text in cgiResult. On failure leaves a message there and, since the process
+// ends soon, the descriptors as they are; the buffer is never released for the same reason.
+bool receive(const AEDesc& reply) {
+  DescType type = typeNull;
+  Size size = 0;
+  // A reply without the parameter is reported by the call after the next.
+  AESizeOfParam(&reply, keyDirectObject, &type, &size);
+  // As an unsigned sum it cannot overflow; one of 0, from a size that no system tells, would leave
+  // no room for the zero.
+  const uint64_t capacity = std::max<uint64_t>(static_cast<uint64_t>(size) + kSpareBytes, 1);
+  char* const buffer = static_cast<char*>(std::realloc(nullptr, capacity));
+  if (!buffer) {
+    cgiResult =
+        stringWithFormat(u"Quintora CGI error: Out of memory (reply needed %d bytes", {size});
+    return false;
+  }
+  Size actualSize = 0;
+  const OSErr status =
+      AEGetParamPtr(&reply, keyDirectObject, typeChar, &type, buffer, size, &actualSize);
+  if (status != noErr) {
+    cgiResult = statusMessage(u"Quintora CGI error %d returned by AEGetParamPtr()", status);
+    return false;
+  }
+  // A text longer than the size first told was copied up to that size only.
+  const uint64_t copied = static_cast<uint64_t>(std::max<Size>(std::min(actualSize, size), 0));
+  buffer[copied] = '\0';
+  cgiResult = initWithDataEncoding(buffer, kUTF8TextEncoding);
+  return true;
+}
+
+}  // namespace
+
+void SendAppleEvent(const String& statement) {
+  Descriptors descriptors;
+  if (makeEvent(statement, descriptors) && send(descriptors) && receive(descriptors.reply))
+    disposeAll(descriptors);
 }

@@ -6,7 +6,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,26 +15,9 @@
 #include "extras/NSString.h"
 #include "extras/TextEncoding.h"
 #include "platform/HTTPReply.h"
+#include "platform/posix/Sockets.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-// Owns a descriptor.
-class Socket {
- public:
-  explicit Socket(int family) : descriptor_(socket(family, SOCK_STREAM, 0)) {}
-  ~Socket() {
-    if (descriptor_ >= 0)
-      close(descriptor_);
-  }
-  Socket(const Socket&) = delete;
-  Socket& operator=(const Socket&) = delete;
-  int descriptor() const { return descriptor_; }
-
- private:
-  int descriptor_;
-};
 
 struct Address {
   sockaddr_storage storage = {};
@@ -122,23 +104,17 @@ class Exchange {
   std::string failure_;
 };
 
-// Waits until the connection can do one of the events or has failed, and returns what poll says of
-// it; 0 after the time-out, with the reason in failure().
+// Returns what the connection can do of the events; 0 after the time-out or an error, with the
+// reason in failure().
 int Exchange::waitFor(int events) {
-  pollfd watched = {socket_.descriptor(), static_cast<short>(events), 0};
-  for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
-    const int count = poll(&watched, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
-    if (count > 0)
-      return watched.revents;
-    if (count < 0 && errno != EINTR)
-      fail("Waiting for " + place_, errno);
-    else if (left.count() <= 0)
-      fail(place_ + " neither sent nor took a byte for " + inWords(request_.timeoutInterval) + ".");
-    else
-      continue;
-    return 0;
-  }
+  const int ready = pollUntil(deadline_, socket_.descriptor(), events);
+  if (ready > 0)
+    return ready;
+  if (ready < 0)
+    fail("Waiting for " + place_, errno);
+  else
+    fail(place_ + " neither sent nor took a byte for " + inWords(request_.timeoutInterval) + ".");
+  return 0;
 }
 
 bool Exchange::connect() {

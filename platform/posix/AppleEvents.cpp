@@ -1,0 +1,362 @@
+// Apple events where there is no Apple Event Manager: an event goes to a process on the same
+// machine over a Unix-domain stream socket, $XDG_RUNTIME_DIR/apple-events/NAME or, without that
+// variable, /run/apple-events/NAME, where NAME is the target's signature. One connection carries
+// one event and its reply.
+//
+// Both are messages of this layout, every integer in network byte order (big-endian):
+//
+//   bytes  field
+//   4      size of all that follows, at most 2^30
+//   4      event class     (the reply: 'aevt')
+//   4      event ID        (the reply: 'ansr')
+//   4      return ID, signed; the reply repeats the event's
+//   4      transaction ID, signed; likewise
+//   then, up to the end of the message, for each parameter:
+//   4      keyword
+//   4      descriptor type
+//   4      size of the data
+//   size   data
+#include "platform/AppleEvents.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/posix/Sockets.h"
+
+#ifndef APPLE_EVENT_DEFAULT_TIMEOUT_MILLISECONDS
+#define APPLE_EVENT_DEFAULT_TIMEOUT_MILLISECONDS 60000  // tests build with a shorter one
+#endif
+
+namespace {
+
+constexpr size_t kMostMessageBytes = size_t{1} << 30;
+constexpr size_t kMessageHeadBytes = 16;    // class, ID, return ID, transaction ID
+constexpr size_t kParameterHeadBytes = 12;  // keyword, type, size
+constexpr FourCharCode kReplyClass = 0x61657674;  // 'aevt'
+constexpr FourCharCode kReplyID = 0x616E7372;     // 'ansr'
+
+struct Parameter {
+  AEKeyword keyword;
+  DescType type;
+  std::string data;
+};
+
+struct Message {
+  AEEventClass eventClass = 0;
+  AEEventID eventID = 0;
+  AEReturnID returnID = 0;
+  AETransactionID transactionID = 0;
+  std::vector<Parameter> parameters;
+};
+
+}  // namespace
+
+// What a descriptor refers to: plain data, or an event or reply.
+struct AEDataStorageType {
+  std::string data;
+  OSType target = 0;  // of an event: the signature of the process that it goes to
+  Message message;
+};
+
+namespace {
+
+bool isEvent(const AppleEvent* event) {
+  return event && event->descriptorType == typeAppleEvent && event->dataHandle;
+}
+
+const Parameter* findParameter(const AppleEvent* event, AEKeyword keyword) {
+  for (const Parameter& parameter : event->dataHandle->message.parameters) {
+    if (parameter.keyword == keyword)
+      return &parameter;
+  }
+  return nullptr;
+}
+
+void putNumber(std::string& bytes, uint32_t number) {
+  for (int shift = 24; shift >= 0; shift -= 8)
+    bytes.push_back(static_cast<char>(number >> shift & 0xFF));
+}
+
+// Takes four bytes, which must be there, off the front.
+uint32_t takeNumber(std::string_view& bytes) {
+  uint32_t number = 0;
+  for (const char byte : bytes.substr(0, 4))
+    number = number << 8 | static_cast<unsigned char>(byte);
+  bytes.remove_prefix(4);
+  return number;
+}
+
+std::string encoded(const Message& message) {
+  std::string content;
+  putNumber(content, message.eventClass);
+  putNumber(content, message.eventID);
+  putNumber(content, static_cast<uint32_t>(message.returnID));
+  putNumber(content, static_cast<uint32_t>(message.transactionID));
+  for (const Parameter& parameter : message.parameters) {
+    putNumber(content, parameter.keyword);
+    putNumber(content, parameter.type);
+    putNumber(content, static_cast<uint32_t>(parameter.data.size()));
+    content += parameter.data;
+  }
+  return content;
+}
+
+OSStatus decode(std::string_view content, Message& message) {
+  if (content.size() < kMessageHeadBytes)
+    return errAECorruptData;
+  message.eventClass = takeNumber(content);
+  message.eventID = takeNumber(content);
+  message.returnID = static_cast<AEReturnID>(takeNumber(content));
+  message.transactionID = static_cast<AETransactionID>(takeNumber(content));
+  while (!content.empty()) {
+    if (content.size() < kParameterHeadBytes)
+      return errAECorruptData;
+    const AEKeyword keyword = takeNumber(content);
+    const DescType type = takeNumber(content);
+    const size_t size = takeNumber(content);
+    if (size > content.size())
+      return errAECorruptData;
+    message.parameters.push_back({keyword, type, std::string(content.substr(0, size))});
+    content.remove_prefix(size);
+  }
+  return noErr;
+}
+
+// The path of the target's socket.
+std::string socketPath(OSType target) {
+  const char* const folder = std::getenv("XDG_RUNTIME_DIR");
+  std::string path = folder && *folder ? folder : "/run";
+  path += "/apple-events/";
+  putNumber(path, target);
+  return path;
+}
+
+OSStatus statusOfConnect(int error) {
+  if (error == EACCES || error == EPERM)
+    return errAEEventNotPermitted;
+  // A full queue of a process that takes no connections; the socket's own time-out has passed.
+  return error == EAGAIN || error == EINPROGRESS ? errAETimeout : connectionInvalid;
+}
+
+// A connection to one process, all of whose calls end by the deadline.
+class Connection {
+ public:
+  explicit Connection(Clock::time_point deadline) : deadline_(deadline), socket_(AF_UNIX) {}
+
+  OSStatus open(const std::string& path);
+  OSStatus send(std::string_view bytes);
+
+  // Receives exactly as many bytes as asked for. An end before the first of them is `atStart`.
+  OSStatus receive(char* bytes, size_t size, OSStatus atStart);
+
+ private:
+  OSStatus waitFor(int events);
+
+  const Clock::time_point deadline_;
+  const Socket socket_;
+};
+
+OSStatus Connection::open(const std::string& path) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  if (path.size() >= sizeof address.sun_path)
+    return connectionInvalid;
+  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+  // Connecting waits while the other's queue is full, and only this time-out ends that.
+  const auto left = std::chrono::ceil<std::chrono::microseconds>(deadline_ - Clock::now()).count();
+  timeval timeout = {};
+  timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(left / 1000000);
+  timeout.tv_usec = static_cast<decltype(timeout.tv_usec)>(left % 1000000);
+  setsockopt(socket_.descriptor(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
+  if (connect(socket_.descriptor(), reinterpret_cast<sockaddr*>(&address), sizeof address) < 0)
+    return statusOfConnect(errno);
+  return fcntl(socket_.descriptor(), F_SETFL, O_NONBLOCK) < 0 ? connectionInvalid : noErr;
+}
+
+OSStatus Connection::waitFor(int events) {
+  const int ready = pollUntil(deadline_, socket_.descriptor(), events);
+  return ready > 0 ? noErr : ready == 0 ? errAETimeout : connectionInvalid;
+}
+
+OSStatus Connection::send(std::string_view bytes) {
+  while (!bytes.empty()) {
+    if (const OSStatus status = waitFor(POLLOUT))
+      return status;
+    const ssize_t count = write(socket_.descriptor(), bytes.data(), bytes.size());
+    if (count >= 0)
+      bytes.remove_prefix(static_cast<size_t>(count));
+    else if (errno != EAGAIN && errno != EINTR)
+      return connectionInvalid;
+  }
+  return noErr;
+}
+
+OSStatus Connection::receive(char* bytes, size_t size, OSStatus atStart) {
+  for (size_t done = 0; done < size;) {
+    if (const OSStatus status = waitFor(POLLIN))
+      return status;
+    const ssize_t count = read(socket_.descriptor(), bytes + done, size - done);
+    if (count > 0)
+      done += static_cast<size_t>(count);
+    else if (count == 0 || (errno != EAGAIN && errno != EINTR))
+      return done == 0 ? atStart : errAECorruptData;
+  }
+  return noErr;
+}
+
+// Receives a message in pieces, so that a peer that only claims to send much costs no memory.
+OSStatus receiveMessage(Connection& connection, Message& message) {
+  char head[4];
+  if (const OSStatus status = connection.receive(head, sizeof head, connectionInvalid))
+    return status;
+  std::string_view headBytes(head, sizeof head);
+  const size_t size = takeNumber(headBytes);
+  if (size > kMostMessageBytes)
+    return errAECorruptData;
+  constexpr size_t kPieceBytes = size_t{1} << 20;
+  std::string content;
+  while (content.size() < size) {
+    const size_t done = content.size();
+    content.resize(done + std::min(kPieceBytes, size - done));
+    if (const OSStatus status =
+            connection.receive(&content[done], content.size() - done, errAECorruptData))
+      return status;
+  }
+  return decode(content, message);
+}
+
+Clock::time_point deadlineAfter(long timeOut) {
+  using std::chrono::milliseconds;
+  if (timeOut == kNoTimeOut)
+    return Clock::time_point::max();
+  return Clock::now() + (timeOut == kAEDefaultTimeout
+                             ? milliseconds(APPLE_EVENT_DEFAULT_TIMEOUT_MILLISECONDS)
+                             : milliseconds(timeOut * 1000 / 60));
+}
+
+AEReturnID newReturnID() {
+  static AEReturnID last = 0;
+  last = static_cast<AEReturnID>(last % INT16_MAX + 1);
+  return last;
+}
+
+}  // namespace
+
+OSErr AECreateDesc(DescType type, const void* data, Size size, AEDesc* result) {
+  if (!result || size < 0 || (!data && size > 0))
+    return paramErr;
+  *result = {type, new AEDataStorageType};
+  result->dataHandle->data.assign(static_cast<const char*>(data), static_cast<size_t>(size));
+  return noErr;
+}
+
+OSErr AECreateAppleEvent(AEEventClass eventClass, AEEventID eventID, const AEAddressDesc* target,
+                         AEReturnID returnID, AETransactionID transactionID, AppleEvent* result) {
+  if (!target || !result)
+    return paramErr;
+  OSType signature;
+  if (target->descriptorType != typeApplSignature || !target->dataHandle ||
+      target->dataHandle->data.size() != sizeof signature)
+    return errAENotAEDesc;
+  std::memcpy(&signature, target->dataHandle->data.data(), sizeof signature);
+  *result = {typeAppleEvent, new AEDataStorageType};
+  result->dataHandle->target = signature;
+  result->dataHandle->message = {
+      eventClass, eventID, returnID == kAutoGenerateReturnID ? newReturnID() : returnID,
+      transactionID, {}};
+  return noErr;
+}
+
+OSErr AEPutParamPtr(AppleEvent* event, AEKeyword keyword, DescType type, const void* data,
+                    Size size) {
+  if (!isEvent(event))
+    return errAENotAEDesc;
+  if (size < 0 || (!data && size > 0))
+    return paramErr;
+  std::vector<Parameter>& parameters = event->dataHandle->message.parameters;
+  parameters.erase(std::remove_if(parameters.begin(), parameters.end(),
+                                  [=](const Parameter& p) { return p.keyword == keyword; }),
+                   parameters.end());
+  parameters.push_back(
+      {keyword, type, std::string(static_cast<const char*>(data), static_cast<size_t>(size))});
+  return noErr;
+}
+
+OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode mode, long timeOut) {
+  if (!isEvent(event))
+    return errAENotAEDesc;
+  if (!reply)
+    return paramErr;
+  if (mode != kAEWaitReply)
+    return errAEUnknownSendMode;
+  const std::string content = encoded(event->dataHandle->message);
+  if (content.size() > kMostMessageBytes)
+    return paramErr;
+  std::string size;
+  putNumber(size, static_cast<uint32_t>(content.size()));
+
+  Connection connection(deadlineAfter(timeOut));
+  Message answer;
+  OSStatus status = connection.open(socketPath(event->dataHandle->target));
+  if (status == noErr)
+    status = connection.send(size);
+  if (status == noErr)
+    status = connection.send(content);
+  if (status == noErr)
+    status = receiveMessage(connection, answer);
+  if (status != noErr)
+    return status;
+  if (answer.eventClass != kReplyClass || answer.eventID != kReplyID ||
+      answer.returnID != event->dataHandle->message.returnID)
+    return errAEReplyNotValid;
+  *reply = {typeAppleEvent, new AEDataStorageType};
+  reply->dataHandle->message = std::move(answer);
+  return noErr;
+}
+
+OSErr AESizeOfParam(const AppleEvent* event, AEKeyword keyword, DescType* type, Size* size) {
+  if (!isEvent(event))
+    return errAENotAEDesc;
+  const Parameter* const parameter = findParameter(event, keyword);
+  if (!parameter)
+    return errAEDescNotFound;
+  *type = parameter->type;
+  *size = static_cast<Size>(parameter->data.size());
+  return noErr;
+}
+
+OSErr AEGetParamPtr(const AppleEvent* event, AEKeyword keyword, DescType desiredType,
+                    DescType* actualType, void* data, Size maximumSize, Size* actualSize) {
+  if (!isEvent(event))
+    return errAENotAEDesc;
+  const Parameter* const parameter = findParameter(event, keyword);
+  if (!parameter)
+    return errAEDescNotFound;
+  if (desiredType != typeWildCard && desiredType != parameter->type)
+    return errAECoercionFail;
+  *actualType = parameter->type;
+  *actualSize = static_cast<Size>(parameter->data.size());
+  std::memcpy(data, parameter->data.data(),
+              static_cast<size_t>(std::clamp<Size>(maximumSize, 0, *actualSize)));
+  return noErr;
+}
+
+OSErr AEDisposeDesc(AEDesc* descriptor) {
+  if (!descriptor)
+    return paramErr;
+  delete descriptor->dataHandle;
+  *descriptor = {typeNull, nullptr};
+  return noErr;
+}

@@ -1,0 +1,32 @@
+#include "platform/posix/Sockets.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
+Socket::Socket(int family) : descriptor_(socket(family, SOCK_STREAM, 0)) {}
+
+Socket::~Socket() {
+  if (descriptor_ >= 0)
+    close(descriptor_);
+}
+
+int pollUntil(Clock::time_point deadline, int descriptor, int events) {
+  pollfd watched = {descriptor, static_cast<short>(events), 0};
+  for (;;) {
+    const int64_t left =
+        std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    const int count =
+        poll(&watched, 1, static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX)));
+    if (count > 0)
+      return watched.revents;
+    if (count < 0 && errno != EINTR)
+      return -1;
+    if (left <= 0)
+      return 0;
+  }
+}

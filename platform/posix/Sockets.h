@@ -1,0 +1,24 @@
+// What the two transports share: a descriptor that closes itself, and waiting with a deadline.
+#pragma once
+
+#include <chrono>
+
+using Clock = std::chrono::steady_clock;
+
+// Owns a stream socket; the descriptor is negative, and errno says why, when none could be made.
+class Socket {
+ public:
+  explicit Socket(int family);
+  ~Socket();
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
+
+  int descriptor() const { return descriptor_; }
+
+ private:
+  const int descriptor_;
+};
+
+// Waits until the descriptor can do one of poll's events or has failed, signals or not. Returns
+// what poll says of it, 0 when the deadline has passed, or -1 with errno.
+int pollUntil(Clock::time_point deadline, int descriptor, int events);

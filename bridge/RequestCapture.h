@@ -5,12 +5,11 @@
 
 // The CGI variables that are forwarded, in their order.
 inline constexpr const char16_t* kCGIVariables[] = {
-    u"SERVER_SOFTWARE", u"QUERY_STRING",         u"REMOTE_ADDR",
-    u"REMOTE_PORT",     u"REQUEST_METHOD",       u"SERVER_ADDR",
-    u"SERVER_ADMIN",    u"SERVER_NAME",          u"SERVER_PORT",
-    u"SERVER_SIGNATURE", u"HTTP_ACCEPT",         u"HTTP_ACCEPT_ENCODING",
-    u"HTTP_ACCEPT_LANGUAGE", u"HTTP_CONNECTION", u"HTTP_HOST",
-    u"HTTP_REFERER",    u"HTTP_USER_AGENT",      u"HTTP_COOKIE",
+    u"SERVER_SOFTWARE",      u"QUERY_STRING",     u"REMOTE_ADDR",  u"REMOTE_PORT",
+    u"REQUEST_METHOD",       u"SERVER_ADDR",      u"SERVER_ADMIN", u"SERVER_NAME",
+    u"SERVER_PORT",          u"SERVER_SIGNATURE", u"HTTP_ACCEPT",  u"HTTP_ACCEPT_ENCODING",
+    u"HTTP_ACCEPT_LANGUAGE", u"HTTP_CONNECTION",  u"HTTP_HOST",    u"HTTP_REFERER",
+    u"HTTP_USER_AGENT",      u"HTTP_COOKIE",
 };
 
 // The key of postParameters under which a CGI variable is sent.

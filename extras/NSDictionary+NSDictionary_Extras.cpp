@@ -10,8 +10,8 @@ namespace {
 const String kAbsent;
 
 String escapedForBody(const String& text) {
-  return percentEscapeList(
-      stringByAddingPercentEscapesUsingEncoding(text, kUTF8TextEncoding), u"+&");
+  return percentEscapeList(stringByAddingPercentEscapesUsingEncoding(text, kUTF8TextEncoding),
+                           u"+&");
 }
 
 }  // namespace

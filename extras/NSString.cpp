@@ -155,7 +155,8 @@ Array componentsSeparatedByString(const String& receiver, const String& separato
     raiseException();
   Array pieces(std::in_place);
   size_t from = 0;
-  for (size_t at; (at = receiver->find(*separator, from)) != kNowhere; from = at + separator->size())
+  for (size_t at; (at = receiver->find(*separator, from)) != kNowhere;
+       from = at + separator->size())
     pieces->emplace_back(receiver->substr(from, at - from));
   pieces->emplace_back(receiver->substr(from));
   return pieces;

@@ -79,4 +79,5 @@ class FormatArgument {
 // Replaces the placeholders, in order, by the arguments: "%@" a text ("(null)" for an absent one),
 // "%d" a number's low 32 bits as a signed integer, "%ld" a signed and "%lu" an unsigned 64-bit
 // integer, all in decimal; "%%" is a percent sign. Formats are constants of the code, never data.
-String stringWithFormat(std::u16string_view format, std::initializer_list<FormatArgument> arguments);
+String stringWithFormat(std::u16string_view format,
+                        std::initializer_list<FormatArgument> arguments);

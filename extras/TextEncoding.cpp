@@ -29,8 +29,12 @@ bool isContinuation(Byte byte) { return (byte & 0xC0) == 0x80; }
 // the second byte's range depends on the first (Unicode 15.0, table 3-7).
 size_t sequenceLength(const Byte* at, const Byte* end) {
   const Byte first = *at;
-  const size_t length = first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3
-                        : first < 0xF5 ? 4 : 0;
+  const size_t length = first < 0x80   ? 1
+                        : first < 0xC2 ? 0
+                        : first < 0xE0 ? 2
+                        : first < 0xF0 ? 3
+                        : first < 0xF5 ? 4
+                                       : 0;
   if (length < 2)
     return length;
   if (static_cast<size_t>(end - at) < length)

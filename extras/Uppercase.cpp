@@ -14,9 +14,9 @@ char32_t simpleUppercase(char32_t character) {
 
 void appendUppercase(std::u16string& text, char32_t character) {
   const UppercaseSpecial* const end = kUppercaseSpecials + kUppercaseSpecialCount;
-  const UppercaseSpecial* const special =
-      std::lower_bound(kUppercaseSpecials, end, character,
-                       [](const UppercaseSpecial& s, char32_t value) { return s.character < value; });
+  const UppercaseSpecial* const special = std::lower_bound(
+      kUppercaseSpecials, end, character,
+      [](const UppercaseSpecial& s, char32_t value) { return s.character < value; });
   if (special != end && special->character == character) {
     text += special->upper;
     return;

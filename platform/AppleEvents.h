@@ -51,15 +51,15 @@ enum : long { kAEDefaultTimeout = -1, kNoTimeOut = -2 };  // else sixtieths of a
 enum : OSErr {
   noErr = 0,
   paramErr = -50,
-  connectionInvalid = -609,         // nobody listens, or the peer went away without a reply
-  errAECoercionFail = -1700,        // the parameter has another type than the desired one
-  errAEDescNotFound = -1701,        // no parameter has that keyword
-  errAECorruptData = -1702,         // the peer's message is cut off or has an impossible size
-  errAENotAEDesc = -1704,           // the descriptor is no Apple event, or no address
-  errAEReplyNotValid = -1709,       // the message is not the reply to this event
-  errAEUnknownSendMode = -1710,     // only waiting for the reply is known here
-  errAETimeout = -1712,             // no whole reply within the time-out
-  errAEEventNotPermitted = -1743,   // the socket is there and may not be used by this user
+  connectionInvalid = -609,        // nobody listens, or the peer went away without a reply
+  errAECoercionFail = -1700,       // the parameter has another type than the desired one
+  errAEDescNotFound = -1701,       // no parameter has that keyword
+  errAECorruptData = -1702,        // the peer's message is cut off or has an impossible size
+  errAENotAEDesc = -1704,          // the descriptor is no Apple event, or no address
+  errAEReplyNotValid = -1709,      // the message is not the reply to this event
+  errAEUnknownSendMode = -1710,    // only waiting for the reply is known here
+  errAETimeout = -1712,            // no whole reply within the time-out
+  errAEEventNotPermitted = -1743,  // the socket is there and may not be used by this user
 };
 
 // Make a descriptor of a copy of the data, an event for a target without parameters; on failure

@@ -67,6 +67,7 @@ TextEncoding builtInTextEncoding(std::string_view name) {
 // Those of RFC 2978, and ":", "." and parentheses, which older registered names have.
 bool isCharsetName(std::string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
-    return isLetterOrDigit(c) || std::string_view("!#$%&'+-^_`{}~:.()").find(c) != std::string_view::npos;
+    return isLetterOrDigit(c) ||
+           std::string_view("!#$%&'+-^_`{}~:.()").find(c) != std::string_view::npos;
   });
 }

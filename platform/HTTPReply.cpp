@@ -239,6 +239,8 @@ void HTTPReply::takeTransferEncoding(std::string_view value) {
 void HTTPReply::endHead() {
   const bool isInterim = status_ < 200;
   const bool hasNoBody = status_ == 204 || status_ == 304;
+  if (!isInterim)
+    lineBytes_ = 0;
   if (isInterim) {
     textEncodingName = std::nullopt;
     contentLength_ = std::nullopt;

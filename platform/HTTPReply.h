@@ -28,8 +28,16 @@ class HTTPReply {
   const char* fault = "";
 
  private:
-  enum class Expect { statusLine, headerLine, bodyOfLength, bodyToEnd, chunkSize, chunkData,
-                      chunkEnd, trailerLine, nothing };
+  enum class Expect {
+    statusLine,
+    headerLine,
+    bodyOfLength,
+    bodyToEnd,
+    chunkSize,
+    chunkData,
+    chunkEnd,
+    trailerLine
+  };
 
   void takeLine(std::string_view line);
   void takeStatusLine(std::string_view line);
@@ -47,10 +55,10 @@ class HTTPReply {
   State state_ = State::incomplete;
   bool hasBegun_ = false;
   int status_ = 0;
-  std::string line_;         // the line that is still coming
-  std::string field_;        // the last header line, to which folded lines are added
-  uint64_t lineBytes_ = 0;   // bytes of lines since the start or the last piece of body
-  uint64_t remaining_ = 0;   // bytes of the body or chunk still to come
+  std::string line_;        // the line that is still coming
+  std::string field_;       // the last header line, to which folded lines are added
+  uint64_t lineBytes_ = 0;  // bytes of lines since the start, the head or a piece of the body
+  uint64_t remaining_ = 0;  // bytes of the body or chunk still to come
   std::optional<uint64_t> contentLength_;
   bool contentLengthIsInvalid_ = false;
   bool isChunked_ = false;

@@ -42,8 +42,8 @@
 namespace {
 
 constexpr size_t kMostMessageBytes = size_t{1} << 30;
-constexpr size_t kMessageHeadBytes = 16;    // class, ID, return ID, transaction ID
-constexpr size_t kParameterHeadBytes = 12;  // keyword, type, size
+constexpr size_t kMessageHeadBytes = 16;          // class, ID, return ID, transaction ID
+constexpr size_t kParameterHeadBytes = 12;        // keyword, type, size
 constexpr FourCharCode kReplyClass = 0x61657674;  // 'aevt'
 constexpr FourCharCode kReplyID = 0x616E7372;     // 'ansr'
 
@@ -273,9 +273,11 @@ OSErr AECreateAppleEvent(AEEventClass eventClass, AEEventID eventID, const AEAdd
   std::memcpy(&signature, target->dataHandle->data.data(), sizeof signature);
   *result = {typeAppleEvent, new AEDataStorageType};
   result->dataHandle->target = signature;
-  result->dataHandle->message = {
-      eventClass, eventID, returnID == kAutoGenerateReturnID ? newReturnID() : returnID,
-      transactionID, {}};
+  result->dataHandle->message = {eventClass,
+                                 eventID,
+                                 returnID == kAutoGenerateReturnID ? newReturnID() : returnID,
+                                 transactionID,
+                                 {}};
   return noErr;
 }
 

@@ -44,8 +44,8 @@ std::optional<Address> numericAddress(const std::string& text, uint16_t port) {
 }
 
 std::string headOf(const HTTPRequest& request) {
-  std::string head = request.method + " " + request.url.path + " HTTP/1.1\r\nHost: " +
-                     request.url.host + ":" + request.url.port + "\r\n";
+  std::string head = request.method + " " + request.url.path +
+                     " HTTP/1.1\r\nHost: " + request.url.host + ":" + request.url.port + "\r\n";
   for (const auto& [name, value] : request.headers)
     head += name + ": " + value + "\r\n";
   return head + "Connection: close\r\n\r\n";
@@ -177,8 +177,9 @@ bool Exchange::receiveSome() {
   if (count == 0) {
     if (takeOutcome(reply_.takeEnd()) && isFinished_)
       return true;
-    return fail(place_ + (reply_.hasBegun() ? " closed the connection before its reply was complete."
-                                            : " closed the connection without a reply."));
+    return fail(place_ + (reply_.hasBegun()
+                              ? " closed the connection before its reply was complete."
+                              : " closed the connection without a reply."));
   }
   if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)
     return true;

@@ -20,8 +20,7 @@ int pollUntil(Clock::time_point deadline, int descriptor, int events) {
   for (;;) {
     const int64_t left =
         std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    const int count =
-        poll(&watched, 1, static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX)));
+    const int count = poll(&watched, 1, static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX)));
     if (count > 0)
       return watched.revents;
     if (count < 0 && errno != EINTR)

@@ -162,6 +162,11 @@ void appendUTF8(Data& bytes, char32_t value) {
 
 }  // namespace
 
+bool isBuiltInTextEncoding(TextEncoding encoding) {
+  // Every one of them can decode the empty text, and no other identifier can.
+  return initWithDataEncoding({}, encoding).has_value();
+}
+
 String initWithDataEncoding(std::string_view bytes, TextEncoding encoding) {
   switch (encoding) {
     case kASCIITextEncoding:

@@ -15,6 +15,9 @@ inline constexpr TextEncoding kMacOSRomanTextEncoding = 30;
 inline constexpr TextEncoding kUTF16BigEndianTextEncoding = 0x90000100;
 inline constexpr TextEncoding kUTF16LittleEndianTextEncoding = 0x94000100;
 
+// Whether the identifier is one of the encodings above.
+bool isBuiltInTextEncoding(TextEncoding encoding);
+
 // Decodes bytes in one of the encodings above. Absent when they are not valid in it, or when the
 // identifier is none of them. UTF-8 is as Unicode 15.0 table 3-7 has it (no overlong forms, no
 // surrogates) and keeps a leading U+FEFF; UTF-16 has whole units and paired surrogates only.

@@ -3,7 +3,7 @@
 // developed, tested and tried where there is no macOS.
 #pragma once
 
-#ifdef __APPLE__
+#if __has_include(<CoreServices/CoreServices.h>)
 
 #include <CoreServices/CoreServices.h>
 

@@ -3,6 +3,9 @@
 
 #include "extras/TextEncoding.h"
 
+// The identifier of every name that nobody knows: none of an encoding, and not 0.
+inline constexpr TextEncoding kUnknownTextEncoding = 0xFFFFFFFF;
+
 // The encoding that a charset name in any case stands for; kNoTextEncoding when it is not built in.
 TextEncoding builtInTextEncoding(std::string_view name);
 

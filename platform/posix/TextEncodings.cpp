@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr TextEncoding kUnknownTextEncoding = 0xFFFFFFFF;
-
 // iconv has names and no numbers, so names are numbered as they are first asked for. The range is
 // one that the built-in identifiers do not use.
 constexpr TextEncoding kFirstNumber = 0x80000000;
@@ -81,9 +79,11 @@ TextEncoding textEncodingFromIANACharSetName(const String& name) {
 }
 
 String decodeData(std::string_view bytes, TextEncoding encoding) {
+  if (isBuiltInTextEncoding(encoding))
+    return initWithDataEncoding(bytes, encoding);
   const TextEncoding number = encoding - kFirstNumber;
   if (encoding < kFirstNumber || number >= numberedNames.size())
-    return initWithDataEncoding(bytes, encoding);
+    return std::nullopt;
   const std::optional<Data> units = convertedToUTF16(numberedNames[number], bytes);
   if (!units)
     return std::nullopt;

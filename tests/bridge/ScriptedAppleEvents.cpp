@@ -5,11 +5,16 @@
 
 ScriptedAppleEvents scripted;
 
-struct AEDataStorageType {
-  std::string name;
-};
-
 namespace {
+
+// Descriptors refer to the name of what was made, by a handle that is nobody else's business.
+AEDataStorage handleOf(const std::string& name) {
+  return reinterpret_cast<AEDataStorage>(new std::string(name));
+}
+
+std::string* nameOf(const AEDesc* descriptor) {
+  return reinterpret_cast<std::string*>(descriptor->dataHandle);
+}
 
 std::string code(FourCharCode value) {
   std::string text;
@@ -22,7 +27,7 @@ std::string code(FourCharCode value) {
 std::string state(const AEDesc* descriptor) {
   if (descriptor->descriptorType == typeNull && descriptor->dataHandle == nullptr)
     return "null";
-  return descriptor->dataHandle ? descriptor->dataHandle->name : "no data";
+  return descriptor->dataHandle ? *nameOf(descriptor) : "no data";
 }
 
 // Records the call and returns its status; when that is 0, fills the result.
@@ -31,7 +36,7 @@ OSStatus play(const std::string& name, const std::string& arguments, AEDesc* res
   scripted.calls.push_back(name + "(" + arguments + ")");
   const OSStatus status = scripted.statuses[name];
   if (status == noErr && result)
-    *result = {typeAppleEvent, new AEDataStorageType{made}};
+    *result = {typeAppleEvent, handleOf(made)};
   return status;
 }
 
@@ -98,7 +103,7 @@ OSErr AEGetParamPtr(const AppleEvent* event, AEKeyword keyword, DescType desired
 OSErr AEDisposeDesc(AEDesc* descriptor) {
   // A status of its own, which nobody may look at.
   scripted.calls.push_back("AEDisposeDesc(" + state(descriptor) + ")");
-  delete descriptor->dataHandle;
+  delete nameOf(descriptor);
   *descriptor = {typeNull, nullptr};
   return paramErr;
 }

@@ -1,1 +1,613 @@
+// The HTTP client against servers that behave in every way that a server can.
+#include "platform/HTTPClient.h"
+
 #include <gmock/gmock.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <future>
+#include <memory>
+
+#include "extras/TextEncoding.h"
+#include "platform/Process.h"
+#include "tests/platform/ScriptedServer.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using testing::HasSubstr;
+
+constexpr size_t kMegabyte = 1024 * 1024;
+constexpr int kSmallBuffer = 128 * 1024;  // a receive buffer that does not grow
+constexpr milliseconds kLongTime = 5s;    // longer than anything here takes that must not time out
+
+const std::string kReply =
+    "HTTP/1.1 200 OK\r\nContent-Type: text/html; charset=utf-8\r\nContent-Length: 5\r\n\r\nhello";
+
+HTTPRequest postTo(const std::string& port, const Data& body, milliseconds timeout = kLongTime) {
+  return {{"127.0.0.1", port, "/apache-tunnel/"},
+          "POST",
+          {{"Content-Length", std::to_string(body.size())},
+           {"Content-Type", "application/x-www-form-urlencoded charset=utf-8"}},
+          body,
+          timeout};
+}
+
+HTTPRequest postTo(uint16_t port, const Data& body, milliseconds timeout = kLongTime) {
+  return postTo(std::to_string(port), body, timeout);
+}
+
+// One connection serves one request, so the head says that it ends with it.
+std::string bytesOf(const HTTPRequest& request) {
+  std::string bytes = request.method + " " + request.url.path +
+                      " HTTP/1.1\r\nHost: 127.0.0.1:" + request.url.port + "\r\n";
+  for (const auto& [name, value] : request.headers)
+    bytes += name + ": " + value + "\r\n";
+  return bytes + "Connection: close\r\n\r\n" + request.body;
+}
+
+std::string replyOf(const Data& body) {
+  return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+// Bytes without a pattern that a piece lost, repeated or moved would leave as it is.
+Data largeBody(size_t size) {
+  Data body(size, '\0');
+  uint32_t state = 1;
+  for (char& byte : body) {
+    state = state * 1664525 + 1013904223;
+    byte = static_cast<char>(state >> 24);
+  }
+  return body;
+}
+
+// A script that receives the whole request and then goes on with the rest.
+ScriptedServer::Script afterRequest(size_t size, ScriptedServer::Script rest) {
+  return [=](Connection& connection) {
+    connection.receiveUntil(size);
+    rest(connection);
+  };
+}
+
+// The size of a request with this body to any port that a system hands out.
+size_t requestSize(const Data& body) { return bytesOf(postTo("54321", body)).size(); }
+
+std::string textOf(const String& string) { return UTF8Data(string).value_or("(absent)"); }
+
+MATCHER_P(IsSentenceNaming, place, "is a sentence that names " + testing::PrintToString(place)) {
+  const std::string sentence = textOf(arg);
+  *result_listener << "which is \"" << sentence << '"';
+  const char first = sentence.front();
+  const bool startsLikeOne = (first >= 'A' && first <= 'Z') || isdigit(first) || first == ':';
+  return startsLikeOne && sentence.size() > 1 && sentence.back() == '.' &&
+         isalnum(sentence[sentence.size() - 2]) && sentence.find('\n') == sentence.npos &&
+         std::count(sentence.begin(), sentence.end(), ' ') >= 4 &&
+         sentence.find(place) != sentence.npos;
+}
+
+auto namesPort(uint16_t port) { return IsSentenceNaming("127.0.0.1 port " + std::to_string(port)); }
+
+void expectSuccess(const HTTPResponse& response, const Data& body) {
+  ASSERT_TRUE(response.data.has_value()) << textOf(response.localizedDescription);
+  EXPECT_TRUE(*response.data == body)
+      << response.data->substr(0, 200) << " (" << response.data->size() << " bytes)";
+  EXPECT_EQ(response.localizedDescription, std::nullopt);
+}
+
+void expectFailure(const HTTPResponse& response, uint16_t port) {
+  EXPECT_EQ(response.data, std::nullopt);
+  EXPECT_THAT(response.localizedDescription, namesPort(port));
+}
+
+milliseconds elapsedSince(steady_clock::time_point start) {
+  return std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
+}
+
+bool hasIPv6Loopback() { return BoundPort("::1").isBound(); }
+
+// A port that is free on both loopback addresses.
+uint16_t portOfBoth() {
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    const BoundPort first("127.0.0.1");
+    if (BoundPort("::1", first.port()).isBound())
+      return first.port();
+  }
+  return 0;
+}
+
+class HTTPClient : public testing::Test {
+ protected:
+  // As in every run: a server that is gone is an error value and not a signal.
+  void SetUp() override { prepareProcess(); }
+};
+
+TEST_F(HTTPClient, SendsTheRequestLineHostTheHeadersInOrderAndTheBody) {
+  const Data bodies[] = {"", "a=b&c=%2B", Data("\0\r\n\xFF\x80", 5), largeBody(300000)};
+  for (const Data& body : bodies) {
+    for (const char* const method : {"POST", "PUT"}) {
+      ScriptedServer server(afterRequest(requestSize(body) - strlen("POST") + strlen(method),
+                                         [](Connection& connection) {
+                                           connection.send(kReply);
+                                           connection.receiveUntilClosed();
+                                         }));
+      ASSERT_TRUE(server.isListening());
+      HTTPRequest request = postTo(server.port(), body);
+      request.method = method;
+      request.url.path = "/other/?q=1";
+      request.headers.push_back({"X-Empty", ""});
+      expectSuccess(sendSynchronousRequest(request), "hello");
+      EXPECT_THAT(server.received(), testing::ElementsAre(bytesOf(request)));
+    }
+  }
+}
+
+TEST_F(HTTPClient, ReturnsTheBodyAndTheCharsetWhateverTheStatus) {
+  const struct {
+    std::string status, contentType, body;
+    String charset;
+  } rows[] = {
+      {"200 OK", "text/html; charset=utf-8", "hello", u"utf-8"},
+      {"200 OK", "text/html", "hello", std::nullopt},
+      {"200 OK", "text/html; charset=utf-8", "", u"utf-8"},
+      {"404 Not Found", "text/plain; charset=\"koi8-r\"", "nothing", u"koi8-r"},
+      {"500 Internal Server Error", "text/plain; charset=us-ascii", "broken", u"us-ascii"},
+      {"302 Found\r\nLocation: http://127.0.0.1:1/", "text/plain", "elsewhere", std::nullopt},
+      {"401 Unauthorized\r\nWWW-Authenticate: Basic realm=x", "text/plain", "who", std::nullopt},
+      {"200 OK\r\nContent-Encoding: gzip", "text/plain", "\x1F\x8B", std::nullopt},
+  };
+  for (const auto& row : rows) {
+    ScriptedServer server(afterRequest(requestSize("x"), [&](Connection& connection) {
+      connection.send("HTTP/1.1 " + row.status + "\r\nContent-Type: " + row.contentType +
+                      "\r\nContent-Length: " + std::to_string(row.body.size()) + "\r\n\r\n" +
+                      row.body);
+    }));
+    const HTTPResponse response = sendSynchronousRequest(postTo(server.port(), "x"));
+    SCOPED_TRACE(row.status + ", " + row.contentType);
+    expectSuccess(response, row.body);
+    EXPECT_EQ(response.textEncodingName, row.charset);
+    EXPECT_EQ(server.received().size(), 1u);
+  }
+}
+
+TEST_F(HTTPClient, ReturnsAsSoonAsTheReplyIsCompleteThoughTheConnectionStaysOpen) {
+  const struct {
+    std::string reply;
+    Data body;
+  } rows[] = {
+      {kReply, "hello"},
+      {kReply + "surplus", "hello"},
+      {replyOf(""), ""},
+      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\n\r\n", "ok"},
+      {"HTTP/1.1 204 No Content\r\n\r\n", ""},
+      {"HTTP/1.1 304 Not Modified\r\nContent-Length: 5\r\n\r\n", ""},
+      {"HTTP/1.1 100 Continue\r\n\r\n" + kReply, "hello"},
+      {replyOf(largeBody(kMegabyte)), largeBody(kMegabyte)},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.reply.substr(0, 100));
+    ScriptedServer server(afterRequest(requestSize("x"), [&](Connection& connection) {
+      connection.send(row.reply);
+      connection.receiveUntilClosed();
+    }));
+    const auto start = steady_clock::now();
+    expectSuccess(sendSynchronousRequest(postTo(server.port(), "x")), row.body);
+    EXPECT_LT(elapsedSince(start), kLongTime);
+  }
+}
+
+TEST_F(HTTPClient, TakesAReplyThatTheEndOfTheConnectionEnds) {
+  ScriptedServer server(afterRequest(requestSize("x"), [](Connection& connection) {
+    connection.send("HTTP/1.0 200 OK\r\n\r\nto the end");
+  }));
+  expectSuccess(sendSynchronousRequest(postTo(server.port(), "x")), "to the end");
+}
+
+TEST_F(HTTPClient, TakesAReplyThatComesBeforeItsBodyIsRead) {
+  const Data body = largeBody(32 * kMegabyte);
+  const Data large = largeBody(16 * kMegabyte);
+  const struct {
+    const char* what;
+    Data reply;
+    bool isBodyReadThen;
+  } rows[] = {
+      {"small, the body is never read", "hello", false},
+      {"small, the body is read then", "hello", true},
+      {"large, the body is never read", large, false},
+      {"large, the body is read then", large, true},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    std::promise<void> hasReturned;
+    const std::string reply = replyOf(row.reply);
+    ScriptedServer server(
+        [&](Connection& connection) {
+          connection.send(reply);
+          if (row.isBodyReadThen)
+            connection.receiveUntilClosed();
+          else
+            hasReturned.get_future().wait_for(10s);
+        },
+        "127.0.0.1", 0, kSmallBuffer);
+    expectSuccess(sendSynchronousRequest(postTo(server.port(), body)), row.reply);
+    hasReturned.set_value();
+    EXPECT_EQ(server.received().size(), 1u);
+  }
+}
+
+TEST_F(HTTPClient, TakesAReplyThatIsStreamedWhileItsBodyIsRead) {
+  const Data body = largeBody(16 * kMegabyte);
+  ScriptedServer server(
+      [&](Connection& connection) {
+        const size_t size = requestSize(body);
+        connection.receiveUntil(size - body.size());
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) +
+                        "\r\n\r\n");
+        while (connection.received().size() < size) {
+          const size_t before = connection.received().size();
+          if (!connection.receive())
+            return;
+          connection.send(std::string_view(connection.received()).substr(before));
+        }
+      },
+      "127.0.0.1", 0, kSmallBuffer);
+  const HTTPRequest request = postTo(server.port(), body);
+  expectSuccess(sendSynchronousRequest(request), body);
+  EXPECT_TRUE(server.received() == std::vector<std::string>{bytesOf(request)});
+}
+
+// Closing with bytes unread resets the connection behind the reply. Which of the two the client
+// meets first is a matter of chance, so it is tried often.
+TEST_F(HTTPClient, TakesAReplyThoughTheServerClosesWithoutReadingTheBody) {
+  const Data body = largeBody(4 * kMegabyte);
+  const std::string replies[] = {
+      kReply,
+      "HTTP/1.1 413 Too Large\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n",
+  };
+  for (const std::string& reply : replies) {
+    ScriptedServer server([&](Connection& connection) {
+      connection.receive(100);
+      connection.send(reply);
+    });
+    for (int round = 0; round < 20; ++round)
+      expectSuccess(sendSynchronousRequest(postTo(server.port(), body)), "hello");
+    EXPECT_EQ(server.received().size(), 20u);
+  }
+}
+
+TEST_F(HTTPClient, TakesAReplyToTheEndThoughTheServerDoesNotReadTheBody) {
+  const Data body = largeBody(32 * kMegabyte);
+  std::promise<void> hasReturned;
+  ScriptedServer server([&](Connection& connection) {
+    connection.send("HTTP/1.0 200 OK\r\n\r\nhello");
+    connection.endSending();
+    hasReturned.get_future().wait_for(10s);
+  });
+  expectSuccess(sendSynchronousRequest(postTo(server.port(), body)), "hello");
+  hasReturned.set_value();
+}
+
+// One byte less is never a shorter page.
+TEST_F(HTTPClient, FailsWhenTheServerEndsTheConnectionAtAnyByteOfItsReply) {
+  const std::string replies[] = {
+      kReply,
+      "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5;x\r\nhello\r\n0\r\nX: y\r\n\r\n",
+      "HTTP/1.1 100 Continue\r\n\r\n" + kReply,
+  };
+  for (const bool isReset : {false, true}) {
+    for (const std::string& reply : replies) {
+      size_t size = 0;
+      ScriptedServer server(afterRequest(requestSize("x"), [&](Connection& connection) {
+        connection.send(reply.substr(0, size));
+        if (isReset)
+          connection.reset();
+      }));
+      for (size = 0; size < reply.size(); ++size) {
+        SCOPED_TRACE((isReset ? "reset after " : "closed after ") +
+                     testing::PrintToString(reply.substr(0, size)));
+        expectFailure(sendSynchronousRequest(postTo(server.port(), "x")), server.port());
+      }
+      EXPECT_EQ(server.received().size(), reply.size());
+    }
+  }
+}
+
+TEST_F(HTTPClient, FailsWhenTheConnectionIsResetWithinAReplyToTheEnd) {
+  ScriptedServer server(afterRequest(requestSize("x"), [](Connection& connection) {
+    connection.send("HTTP/1.1 200 OK\r\nContent-Type: text/plain; charset=utf-8\r\n\r\nhel");
+    connection.reset();
+  }));
+  for (int round = 0; round < 20; ++round)
+    expectFailure(sendSynchronousRequest(postTo(server.port(), "x")), server.port());
+}
+
+// What can go wrong after the connection stands. Nothing of it leads to a second attempt, neither
+// here nor at the next address.
+struct Misbehaviour {
+  const char* what;
+  ScriptedServer::Script script;
+  size_t bodySize;
+  milliseconds timeout;
+  const char* word;  // of the description
+};
+
+std::vector<Misbehaviour> misbehaviours() {
+  const auto size = [](size_t bodySize) { return requestSize(Data(bodySize, 'x')); };
+  const auto stay = [](Connection& connection) { connection.receiveUntilClosed(); };
+  return {
+      {"closes at once", [](Connection&) {}, 10, kLongTime, ""},
+      {"closes after the request", afterRequest(size(10), [](Connection&) {}), 10, kLongTime,
+       "closed"},
+      {"closes amid the request", [](Connection& c) { c.receive(); }, 8 * kMegabyte, kLongTime, ""},
+      {"resets after the request", afterRequest(size(10), [](Connection& c) { c.reset(); }), 10,
+       kLongTime, ""},
+      {"resets amid the request",
+       [](Connection& c) {
+         c.receive();
+         c.reset();
+       },
+       8 * kMegabyte, kLongTime, ""},
+      {"closes amid the reply",
+       afterRequest(size(10), [](Connection& c) { c.send(kReply.substr(0, kReply.size() - 1)); }),
+       10, kLongTime, "closed"},
+      {"speaks no HTTP", afterRequest(size(10), [](Connection& c) { c.send("220 hello\r\n"); }), 10,
+       kLongTime, "HTTP"},
+      {"sends a wrong length",
+       afterRequest(size(10),
+                    [](Connection& c) {
+                      c.send(
+                          "HTTP/1.1 200 OK\r\nContent-Length: -1\r\n"
+                          "\r\n");
+                    }),
+       10, kLongTime, "HTTP"},
+      {"is silent", stay, 10, 200ms, "200 milliseconds"},
+      {"stops amid the reply",
+       afterRequest(size(10),
+                    [=](Connection& c) {
+                      c.send(kReply.substr(0, 30));
+                      stay(c);
+                    }),
+       10, 200ms, "200 milliseconds"},
+  };
+}
+
+TEST_F(HTTPClient, NeverSendsTwiceNorElsewhereOnceConnected) {
+  const bool hasOther = hasIPv6Loopback();
+  for (const Misbehaviour& row : misbehaviours()) {
+    SCOPED_TRACE(row.what);
+    const uint16_t port = hasOther ? portOfBoth() : 0;
+    ScriptedServer server(row.script, "127.0.0.1", port);
+    ASSERT_TRUE(server.isListening());
+    std::optional<ScriptedServer> other;
+    if (hasOther) {
+      other.emplace([](Connection& connection) { connection.send(kReply); }, "::1", port);
+      ASSERT_TRUE(other->isListening());
+    }
+    const HTTPRequest request = postTo(server.port(), Data(row.bodySize, 'x'), row.timeout);
+    const HTTPResponse response = sendSynchronousRequest(request);
+    expectFailure(response, server.port());
+    EXPECT_THAT(textOf(response.localizedDescription), HasSubstr(row.word));
+    ASSERT_EQ(server.received().size(), 1u) << "connections";
+    const std::string bytes = bytesOf(request);
+    EXPECT_TRUE(bytes.compare(0, server.received()[0].size(), server.received()[0]) == 0)
+        << "The server has got something else than the request, or more.";
+    if (other) {
+      EXPECT_EQ(other->received().size(), 0u) << "connections elsewhere";
+    }
+  }
+}
+
+TEST_F(HTTPClient, TriesTheNextAddressWhenOneRefuses) {
+  if (!hasIPv6Loopback())
+    GTEST_SKIP() << "This machine has no IPv6 loopback.";
+  const uint16_t port = portOfBoth();
+  ScriptedServer server(afterRequest(requestSize("x"),
+                                     [](Connection& connection) {
+                                       connection.send(kReply);
+                                       connection.receiveUntilClosed();
+                                     }),
+                        "::1", port);
+  const BoundPort refusing("127.0.0.1", port);
+  ASSERT_TRUE(server.isListening() && refusing.isBound());
+  const HTTPRequest request = postTo(port, "x");
+  expectSuccess(sendSynchronousRequest(request), "hello");
+  // The host stays that of the URL.
+  EXPECT_THAT(server.received(), testing::ElementsAre(bytesOf(request)));
+}
+
+TEST_F(HTTPClient, PrefersTheFirstAddress) {
+  if (!hasIPv6Loopback())
+    GTEST_SKIP() << "This machine has no IPv6 loopback.";
+  const uint16_t port = portOfBoth();
+  const auto answer = [](const std::string& text) {
+    return afterRequest(requestSize("x"), [=](Connection& c) { c.send(replyOf(text)); });
+  };
+  ScriptedServer v4(answer("v4"), "127.0.0.1", port);
+  ScriptedServer v6(answer("v6"), "::1", port);
+  ASSERT_TRUE(v4.isListening() && v6.isListening());
+  expectSuccess(sendSynchronousRequest(postTo(port, "x")), "v4");
+  expectSuccess(sendSynchronousRequest(postTo(port, "x"), {"::1", "127.0.0.1"}), "v6");
+  EXPECT_EQ(v4.received().size(), 1u);
+  EXPECT_EQ(v6.received().size(), 1u);
+}
+
+TEST_F(HTTPClient, SaysWhichPortRefused) {
+  const uint16_t port = hasIPv6Loopback() ? portOfBoth() : 0;
+  const BoundPort refusing("127.0.0.1", port);
+  const BoundPort refusingToo("::1", port);
+  ASSERT_TRUE(refusing.isBound());
+  const HTTPResponse response = sendSynchronousRequest(postTo(refusing.port(), "x"));
+  expectFailure(response, refusing.port());
+  EXPECT_THAT(textOf(response.localizedDescription), HasSubstr("refused"));
+  if (!refusingToo.isBound())
+    return;
+  const HTTPResponse alone = sendSynchronousRequest(postTo(port, "x"), {"::1"});
+  EXPECT_EQ(alone.data, std::nullopt);
+  EXPECT_THAT(alone.localizedDescription, IsSentenceNaming("::1 port " + std::to_string(port)));
+}
+
+TEST_F(HTTPClient, SaysThatThereIsNoSuchPort) {
+  for (const char* const port : {"0", "00", "65536", "65616", "4294967376", "9223372036854775807",
+                                 "18446744073709551696", "99999999999999999999999999"}) {
+    const HTTPResponse response = sendSynchronousRequest(postTo(port, "x"));
+    EXPECT_EQ(response.data, std::nullopt) << port;
+    EXPECT_THAT(response.localizedDescription, IsSentenceNaming(std::string(port)));
+  }
+}
+
+TEST_F(HTTPClient, GivesUpAfterTheTimeoutWithoutAByte) {
+  const Data small = "x", large(32 * kMegabyte, 'x');
+  const auto stay = [](Connection& c) { c.receiveUntilClosed(); };
+  std::promise<void> hasReturned;
+  const std::shared_future<void> isOver = hasReturned.get_future().share();
+  const auto sleep = [=](Connection&) { isOver.wait_for(10s); };
+  const struct {
+    const char* what;
+    ScriptedServer::Script script;
+    const Data& body;
+  } rows[] = {
+      {"takes all and sends nothing", stay, small},
+      {"takes little and sends nothing", sleep, large},
+      {"sends an interim reply only",
+       [=](Connection& c) {
+         c.send("HTTP/1.1 100 Continue\r\n\r\n");
+         sleep(c);
+       },
+       small},
+      {"sends its reply but for one byte",
+       [=](Connection& c) {
+         c.send(kReply.substr(0, kReply.size() - 1));
+         sleep(c);
+       },
+       large},
+  };
+  std::vector<std::unique_ptr<ScriptedServer>> servers;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    servers.push_back(
+        std::make_unique<ScriptedServer>(row.script, "127.0.0.1", uint16_t{0}, kSmallBuffer));
+    const uint16_t port = servers.back()->port();
+    const auto start = steady_clock::now();
+    expectFailure(sendSynchronousRequest(postTo(port, row.body, 200ms)), port);
+    EXPECT_GE(elapsedSince(start), 200ms);
+    EXPECT_LT(elapsedSince(start), 2s);
+  }
+  hasReturned.set_value();
+}
+
+// A queue of connections that is full makes a further one wait.
+TEST_F(HTTPClient, GivesUpAfterTheTimeoutWhenNobodyTakesTheConnection) {
+  const uint16_t port = hasIPv6Loopback() ? portOfBoth() : 0;
+  const BoundPort busy("127.0.0.1", port);
+  ASSERT_TRUE(busy.isBound() && listen(busy.descriptor(), 0) == 0);
+  std::vector<std::unique_ptr<Descriptor>> waiting;
+  bool isFull = false;
+  while (!isFull && waiting.size() < 20) {
+    waiting.push_back(std::make_unique<Descriptor>(socket(AF_INET, SOCK_STREAM, 0)));
+    fcntl(waiting.back()->get(), F_SETFL, O_NONBLOCK);
+    SocketAddress address = socketAddress("127.0.0.1", busy.port());
+    connect(waiting.back()->get(), address.get(), address.size);
+    pollfd watched = {waiting.back()->get(), POLLOUT, 0};
+    isFull = poll(&watched, 1, 100) == 0;
+  }
+  ASSERT_TRUE(isFull);
+  ScriptedServer other([](Connection& connection) { connection.send(kReply); }, "::1", port);
+  const auto start = steady_clock::now();
+  expectFailure(sendSynchronousRequest(postTo(busy.port(), "x", 200ms)), busy.port());
+  EXPECT_GE(elapsedSince(start), 200ms);
+  EXPECT_LT(elapsedSince(start), 2s);
+  if (other.isListening()) {
+    EXPECT_EQ(other.received().size(), 0u) << "connections elsewhere";
+  }
+}
+
+TEST_F(HTTPClient, WaitsLongerThanTheTimeoutWhileBytesCome) {
+  ScriptedServer server(afterRequest(requestSize("x"), [](Connection& connection) {
+    connection.send("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n");
+    for (const char byte : std::string("hello, world")) {
+      std::this_thread::sleep_for(100ms);
+      connection.send({&byte, 1});
+    }
+  }));
+  const auto start = steady_clock::now();
+  expectSuccess(sendSynchronousRequest(postTo(server.port(), "x", 500ms)), "hello, world");
+  EXPECT_GE(elapsedSince(start), 1s);
+}
+
+TEST_F(HTTPClient, WaitsLongerThanTheTimeoutWhileBytesAreTaken) {
+  const struct {
+    const char* what;
+    size_t bodySize, pieceSize;
+    milliseconds pause;
+  } rows[] = {
+      // Much of the body waits on the client's side of the system.
+      {"a large body", 24 * kMegabyte, kMegabyte, 50ms},
+      // All of it waits there soon, and the server takes its time all the same.
+      {"a body that the system takes at once", kMegabyte + kMegabyte / 2, kMegabyte / 16, 50ms},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    const Data body = largeBody(row.bodySize);
+    ScriptedServer server(
+        [&](Connection& connection) {
+          const size_t size = requestSize(body);
+          while (connection.received().size() < size) {
+            std::this_thread::sleep_for(row.pause);
+            connection.receiveUntil(std::min(size, connection.received().size() + row.pieceSize));
+          }
+          connection.send(kReply);
+        },
+        "127.0.0.1", 0, kSmallBuffer);
+    const auto start = steady_clock::now();
+    expectSuccess(sendSynchronousRequest(postTo(server.port(), body, 500ms)), "hello");
+    EXPECT_GE(elapsedSince(start), 1s);
+  }
+}
+
+// Interrupts every call that waits, again and again.
+class FrequentSignal {
+ public:
+  FrequentSignal() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};  // without SA_RESTART
+    sigaction(SIGALRM, &action, &before_);
+    const itimerval often = {{0, 3000}, {0, 3000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+  }
+  ~FrequentSignal() {
+    const itimerval never = {};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    sigaction(SIGALRM, &before_, nullptr);
+  }
+  FrequentSignal(const FrequentSignal&) = delete;
+  FrequentSignal& operator=(const FrequentSignal&) = delete;
+
+ private:
+  struct sigaction before_ = {};
+};
+
+TEST_F(HTTPClient, IsNotDisturbedBySignals) {
+  const Data body = largeBody(2 * kMegabyte);
+  ScriptedServer server(afterRequest(requestSize(body), [](Connection& connection) {
+    std::this_thread::sleep_for(100ms);
+    connection.send(kReply.substr(0, 40));
+    std::this_thread::sleep_for(100ms);
+    connection.send(kReply.substr(40));
+  }));
+  const FrequentSignal signal;
+  expectSuccess(sendSynchronousRequest(postTo(server.port(), body)), "hello");
+}
+
+TEST_F(HTTPClient, IsNotKeptBySignalsBeyondTheTimeout) {
+  ScriptedServer server([](Connection& connection) { connection.receiveUntilClosed(); });
+  const FrequentSignal signal;
+  const auto start = steady_clock::now();
+  expectFailure(sendSynchronousRequest(postTo(server.port(), "x", 200ms)), server.port());
+  EXPECT_GE(elapsedSince(start), 200ms);
+  EXPECT_LT(elapsedSince(start), 2s);
+}
+
+}  // namespace

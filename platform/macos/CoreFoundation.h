@@ -1,0 +1,43 @@
+// CoreFoundation's objects and the product's texts.
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include "extras/String.h"
+
+// Owns a reference that a function with Create or Copy in its name has returned; null is allowed.
+template <typename Reference>
+class Owned {
+ public:
+  explicit Owned(Reference reference) : reference_(reference) {}
+  ~Owned() {
+    if (reference_)
+      CFRelease(reference_);
+  }
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+
+  Reference get() const { return reference_; }
+
+ private:
+  const Reference reference_;
+};
+
+// A new object that the caller owns; null for an absent text.
+inline CFStringRef createCFString(const String& text) {
+  if (!text)
+    return nullptr;
+  return CFStringCreateWithCharacters(kCFAllocatorDefault,
+                                      reinterpret_cast<const UniChar*>(text->data()),
+                                      static_cast<CFIndex>(text->size()));
+}
+
+// The object's text, unit by unit; absent for null.
+inline String stringFromCFString(CFStringRef object) {
+  if (!object)
+    return std::nullopt;
+  std::u16string text(static_cast<size_t>(CFStringGetLength(object)), u'\0');
+  CFStringGetCharacters(object, CFRangeMake(0, static_cast<CFIndex>(text.size())),
+                        reinterpret_cast<UniChar*>(text.data()));
+  return text;
+}

@@ -1,0 +1,33 @@
+// Charsets by CoreFoundation, for all that is not built in.
+#include "platform/TextEncodings.h"
+
+#include "platform/CharsetNames.h"
+#include "platform/macos/CoreFoundation.h"
+
+TextEncoding textEncodingFromIANACharSetName(const String& name) {
+  const Data bytes = lossyUTF8Data(name);
+  if (!isCharsetName(bytes))
+    return kUnknownTextEncoding;
+  const TextEncoding builtIn = builtInTextEncoding(bytes);
+  if (builtIn != kNoTextEncoding)
+    return builtIn;
+  const Owned<CFStringRef> object(createCFString(name));
+  const CFStringEncoding encoding = CFStringConvertIANACharSetNameToEncoding(object.get());
+  if (encoding == kCFStringEncodingInvalidId)
+    return kUnknownTextEncoding;
+  return CFStringConvertEncodingToNSStringEncoding(encoding);
+}
+
+String decodeData(std::string_view bytes, TextEncoding encoding) {
+  if (isBuiltInTextEncoding(encoding))
+    return initWithDataEncoding(bytes, encoding);
+  const CFStringEncoding systemEncoding = CFStringConvertNSStringEncodingToEncoding(encoding);
+  if (encoding == kUnknownTextEncoding || !CFStringIsEncodingAvailable(systemEncoding))
+    return std::nullopt;
+  // The bytes come from outside, so a byte-order mark at their start is no part of the text.
+  constexpr Boolean kIsExternal = true;
+  const Owned<CFStringRef> object(
+      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
+                              static_cast<CFIndex>(bytes.size()), systemEncoding, kIsExternal));
+  return stringFromCFString(object.get());
+}

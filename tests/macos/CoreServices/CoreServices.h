@@ -1,0 +1,62 @@
+// Stands in for the system's header where there is no macOS: the Apple Event Manager as far as the
+// product uses it, with the documented signatures.
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+extern "C" {
+
+using SInt16 = short;
+using SInt32 = int;
+using OSErr = SInt16;
+using OSStatus = SInt32;
+using FourCharCode = UInt32;
+using OSType = FourCharCode;
+using DescType = FourCharCode;
+using AEKeyword = FourCharCode;
+using AEEventClass = FourCharCode;
+using AEEventID = FourCharCode;
+using AEReturnID = SInt16;
+using AETransactionID = SInt32;
+using AESendMode = SInt32;
+using Size = long;
+
+using AEDataStorageType = struct OpaqueAEDataStorageType*;
+using AEDataStorage = AEDataStorageType*;
+struct AEDesc {
+  DescType descriptorType;
+  AEDataStorage dataHandle;
+};
+using AEAddressDesc = AEDesc;
+using AppleEvent = AEDesc;
+
+enum {
+  typeNull = 0x6E756C6C,
+  typeChar = 0x54455854,
+  typeApplSignature = 0x7369676E,
+  typeAppleEvent = 0x61657674,
+  keyDirectObject = 0x2D2D2D2D,
+};
+enum { noErr = 0, paramErr = -50, connectionInvalid = -609 };
+enum {
+  kAutoGenerateReturnID = -1,
+  kAnyTransactionID = 0,
+  kAEWaitReply = 3,
+  kAEDefaultTimeout = -1
+};
+
+OSErr AECreateDesc(DescType typeCode, const void* dataPtr, Size dataSize, AEDesc* result);
+OSErr AECreateAppleEvent(AEEventClass theAEEventClass, AEEventID theAEEventID,
+                         const AEAddressDesc* target, AEReturnID returnID,
+                         AETransactionID transactionID, AppleEvent* result);
+OSErr AEPutParamPtr(AppleEvent* theAppleEvent, AEKeyword theAEKeyword, DescType typeCode,
+                    const void* dataPtr, Size dataSize);
+OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode sendMode,
+                       long timeOutInTicks);
+OSErr AESizeOfParam(const AppleEvent* theAppleEvent, AEKeyword theAEKeyword, DescType* typeCode,
+                    Size* dataSize);
+OSErr AEGetParamPtr(const AppleEvent* theAppleEvent, AEKeyword theAEKeyword, DescType desiredType,
+                    DescType* actualType, void* dataPtr, Size maximumSize, Size* actualSize);
+OSErr AEDisposeDesc(AEDesc* theAEDesc);
+
+}  // extern "C"

@@ -1,0 +1,191 @@
+#include "tests/macos/StandIns.h"
+
+#include <gtest/gtest.h>
+#include <iconv.h>
+
+#include <algorithm>
+#include <map>
+#include <optional>
+
+namespace {
+
+enum : CFTypeID { kStringType = 7, kNumberType = 22, kDateType = 42, kBooleanType = 21 };
+
+struct Object {
+  CFTypeID type;
+  std::u16string text;
+  double number;
+};
+
+std::map<const void*, long> references;  // of each living object
+std::map<std::pair<std::u16string, std::u16string>, Object> preferences;
+
+const void* create(CFTypeID type, const std::u16string& text, double number = 0) {
+  const Object* const object = new Object{type, text, number};
+  references[object] = 1;
+  return object;
+}
+
+const Object& living(CFTypeRef object) {
+  EXPECT_EQ(references.count(object), 1u) << "an object is used that is not there";
+  return *static_cast<const Object*>(object);
+}
+
+const std::u16string& textOf(CFStringRef string) {
+  EXPECT_EQ(living(string).type, kStringType);
+  return living(string).text;
+}
+
+// The charsets that this system knows: their numbers in CoreFoundation, and as text encodings.
+struct Charset {
+  const char16_t* name;  // lower-case
+  CFStringEncoding encoding;
+  unsigned long identifier;
+  const char* converter;
+};
+const Charset kCharsets[] = {
+    {u"windows-1252", 0x0500, 12, "WINDOWS-1252"},
+    {u"koi8-r", 0x0A02, 0x80000A02, "KOI8-R"},
+    {u"shift_jis", 0x0A01, 8, "SHIFT_JIS"},
+    // Real systems have charsets that CoreFoundation knows and that have no identifier.
+    {u"x-without-identifier", 0x0BFF, 0, nullptr},
+};
+
+std::u16string lowercase(std::u16string text) {
+  for (char16_t& unit : text)
+    unit = unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
+  return text;
+}
+
+std::optional<std::u16string> converted(const char* charset, std::string bytes) {
+  std::u16string text(bytes.size() + 1, u'\0');
+  const iconv_t converter = iconv_open("UTF-16LE", charset);
+  char* from = bytes.data();
+  char* to = reinterpret_cast<char*>(text.data());
+  size_t left = bytes.size();
+  size_t room = text.size() * 2;
+  const bool fits = iconv(converter, &from, &left, &to, &room) != static_cast<size_t>(-1);
+  iconv_close(converter);
+  text.resize(text.size() - room / 2);
+  return fits ? std::optional<std::u16string>(text) : std::nullopt;
+}
+
+}  // namespace
+
+void standInStoreText(const std::u16string& domain, const std::u16string& key,
+                      const std::u16string& text) {
+  preferences[{domain, key}] = {kStringType, text, 0};
+}
+void standInStoreNumber(const std::u16string& domain, const std::u16string& key, double number) {
+  preferences[{domain, key}] = {kNumberType, u"", number};
+}
+void standInStoreDate(const std::u16string& domain, const std::u16string& key) {
+  preferences[{domain, key}] = {kDateType, u"", 0};
+}
+void standInStoreBoolean(const std::u16string& domain, const std::u16string& key) {
+  preferences[{domain, key}] = {kBooleanType, u"", 1};
+}
+void standInClearPreferences() { preferences.clear(); }
+
+long standInReferencesHeld() {
+  long held = 0;
+  for (const auto& [object, count] : references)
+    held += count;
+  return held;
+}
+
+const CFAllocatorRef kCFAllocatorDefault = nullptr;
+
+void CFRelease(CFTypeRef object) {
+  const auto found = references.find(object);
+  if (found == references.end()) {
+    ADD_FAILURE() << "an object is released that is not there";
+    return;
+  }
+  if (--found->second == 0) {
+    references.erase(found);
+    delete static_cast<const Object*>(object);
+  }
+}
+
+CFTypeID CFGetTypeID(CFTypeRef object) { return living(object).type; }
+CFTypeID CFStringGetTypeID() { return kStringType; }
+CFTypeID CFNumberGetTypeID() { return kNumberType; }
+
+CFStringRef CFStringCreateWithCharacters(CFAllocatorRef, const UniChar* characters, CFIndex count) {
+  std::u16string text(static_cast<size_t>(count), u'\0');
+  std::copy_n(characters, count, text.begin());
+  return static_cast<CFStringRef>(create(kStringType, text));
+}
+
+CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex count,
+                                    CFStringEncoding encoding, Boolean isExternalRepresentation) {
+  EXPECT_TRUE(isExternalRepresentation);
+  for (const Charset& charset : kCharsets) {
+    if (charset.encoding != encoding)
+      continue;
+    const std::optional<std::u16string> text =
+        converted(charset.converter,
+                  std::string(reinterpret_cast<const char*>(bytes), static_cast<size_t>(count)));
+    return text ? static_cast<CFStringRef>(create(kStringType, *text)) : nullptr;
+  }
+  ADD_FAILURE() << "decoding in an encoding that is not available";
+  return nullptr;
+}
+
+CFIndex CFStringGetLength(CFStringRef string) {
+  return static_cast<CFIndex>(textOf(string).size());
+}
+
+void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer) {
+  const std::u16string part =
+      textOf(string).substr(static_cast<size_t>(range.location), static_cast<size_t>(range.length));
+  std::copy(part.begin(), part.end(), buffer);
+}
+
+CFStringEncoding CFStringConvertIANACharSetNameToEncoding(CFStringRef name) {
+  for (const Charset& charset : kCharsets) {
+    if (lowercase(textOf(name)) == charset.name)
+      return charset.encoding;
+  }
+  return kCFStringEncodingInvalidId;
+}
+
+unsigned long CFStringConvertEncodingToNSStringEncoding(CFStringEncoding encoding) {
+  for (const Charset& charset : kCharsets) {
+    if (charset.encoding == encoding)
+      return charset.identifier;
+  }
+  return 0x80000000UL | encoding;
+}
+
+CFStringEncoding CFStringConvertNSStringEncodingToEncoding(unsigned long identifier) {
+  for (const Charset& charset : kCharsets) {
+    if (charset.identifier == identifier)
+      return charset.encoding;
+  }
+  return kCFStringEncodingInvalidId;
+}
+
+Boolean CFStringIsEncodingAvailable(CFStringEncoding encoding) {
+  return std::any_of(std::begin(kCharsets), std::end(kCharsets), [=](const Charset& charset) {
+    return charset.encoding == encoding && charset.converter;
+  });
+}
+
+Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
+  EXPECT_EQ(type, kCFNumberSInt64Type);
+  const Object& object = living(number);
+  EXPECT_EQ(object.type, kNumberType);
+  const int64_t whole = static_cast<int64_t>(object.number);
+  *static_cast<int64_t*>(value) = whole;
+  return static_cast<double>(whole) >= object.number && static_cast<double>(whole) <= object.number;
+}
+
+CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applicationID) {
+  const auto stored = preferences.find({textOf(applicationID), textOf(key)});
+  if (stored == preferences.end())
+    return nullptr;
+  const Object& object = stored->second;
+  return create(object.type, object.text, object.number);
+}

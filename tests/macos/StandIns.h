@@ -1,0 +1,17 @@
+// CoreFoundation as the tests want it: it hands out what a test has stored and knows who owns what.
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <string>
+
+// Stores values in a preference domain; the store owns them.
+void standInStoreText(const std::u16string& domain, const std::u16string& key,
+                      const std::u16string& text);
+void standInStoreNumber(const std::u16string& domain, const std::u16string& key, double number);
+void standInStoreDate(const std::u16string& domain, const std::u16string& key);
+void standInStoreBoolean(const std::u16string& domain, const std::u16string& key);
+void standInClearPreferences();
+
+// References that were handed out and not released. Releasing what is not there fails the test.
+long standInReferencesHeld();

@@ -1,0 +1,36 @@
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <map>
+
+#include "extras/TextEncoding.h"
+#include "tests/platform/PreferencesStore.h"
+
+namespace {
+
+std::map<std::string, std::string> files;  // their texts, by their paths
+std::string folder;
+
+}  // namespace
+
+PreferencesStore::PreferencesStore() {
+  char path[] = "/tmp/preferences-test-XXXXXX";
+  folder = mkdtemp(path);
+  setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
+  setenv("XDG_CONFIG_DIRS", folder.c_str(), 1);
+}
+
+PreferencesStore::~PreferencesStore() {
+  for (const auto& [path, text] : files)
+    unlink(path.c_str());
+  files.clear();
+  rmdir(folder.c_str());
+}
+
+void PreferencesStore::storeText(const std::u16string& domain, const std::u16string& key,
+                                 const std::u16string& text) {
+  const std::string path = folder + "/" + lossyUTF8Data(domain) + ".conf";
+  files[path] += lossyUTF8Data(key) + " = " + lossyUTF8Data(text) + "\n";
+  std::ofstream(path) << files[path];
+}

@@ -75,7 +75,7 @@ def show_all(apache, config, port):
         show("A GET with a query", f"{gateway}?id=7&city=Z%C3%BCrich")
         show("A form, sent by POST", gateway,
              "--data-urlencode", 'name=Zoë "Zed" Müller', "--data-urlencode", "sum=1 + 1 = 2",
-             "--data-urlencode", "note=100 % & more {braces}", "--data-urlencode", "last=." * 20)
+             "--data-urlencode", "note=100 % & more {braces}")
 
 
 def serve(apache, config, port):
@@ -97,7 +97,8 @@ def main():
         folder = stack.enter_context(open_folder("config", "runtime", "site"))
         shutil.copy(os.path.join(EXAMPLES, "form.html"), os.path.join(folder, "site"))
         config = os.path.join(folder, "config")
-        environment = {"XDG_CONFIG_HOME": config, "XDG_RUNTIME_DIR": os.path.join(folder, "runtime")}
+        environment = {"XDG_CONFIG_HOME": config,
+                       "XDG_RUNTIME_DIR": os.path.join(folder, "runtime")}
         port = stack.enter_context(example_server("--apple-events", environment=environment))
         apache = stack.enter_context(PrivateApache(
             arguments.bridge, environment=environment,
@@ -108,5 +109,5 @@ def main():
 if __name__ == "__main__":
     try:
         main()
-    except (ApacheError, ChildProcessError, subprocess.CalledProcessError) as error:
+    except (ApacheError, OSError, subprocess.CalledProcessError) as error:
         sys.exit(f"The demo failed: {error}")

@@ -44,18 +44,16 @@ std::u16string_view withoutBlanks(std::u16string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-// The entries of a file's text; absent when a line is neither empty, nor a comment, nor an entry.
+// The entries of a file's text. Whatever is no entry, a comment for instance, is skipped.
 Dictionary entriesOf(std::u16string_view text) {
   Dictionary entries(std::in_place);
   while (!text.empty()) {
     const size_t end = text.find(u'\n');
     const std::u16string_view line = withoutBlanks(text.substr(0, end));
     text.remove_prefix(end == text.npos ? text.size() : end + 1);
-    if (line.empty() || line.front() == u'#')
-      continue;
     const size_t equals = line.find(u'=');
-    if (equals == line.npos)
-      return std::nullopt;
+    if (equals == line.npos || line.front() == u'#')
+      continue;
     entries->insert_or_assign(std::u16string(withoutBlanks(line.substr(0, equals))),
                               std::u16string(withoutBlanks(line.substr(equals + 1))));
   }

@@ -5,7 +5,7 @@ import socket
 import unittest
 from urllib.parse import urlencode
 
-from harness import (BRIDGE, DEFAULT_HEADER, VARIABLES, ApacheTest, example_server, run,
+from harness import (DEFAULT_HEADER, IMPATIENT_BRIDGE, VARIABLES, ApacheTest, example_server, run,
                      write_preferences)
 
 # Stands last and is lost in part for the characters beyond ASCII that come before it.
@@ -65,7 +65,8 @@ class AppleEventMode(ApacheTest):
     def test_each_character_beyond_ascii_costs_bytes_at_the_end(self):
         """The first six are those that close the statement, the others come off the last field."""
         with self.server():
-            for text, lost in ("e" * 7, 0), ("é" * 6, 0), ("é" * 7, 1), ("€" * 8, 10), ("😀" * 8, 10):
+            for text, lost in (("e" * 7, 0), ("é" * 6, 0), ("é" * 7, 1), ("€" * 8, 10),
+                               ("😀" * 8, 10)):
                 with self.subTest(text=text):
                     form = urlencode([("text", text), ("last", "0123456789abcdef")]).encode()
                     fields, _ = self.browse(form=form).shown()
@@ -91,6 +92,18 @@ class AppleEventMode(ApacheTest):
         self.addCleanup(os.unlink, os.path.join(folder, "QUIZ"))
         result = run(self.environment)
         self.assertEqual(result.stdout, DEFAULT_HEADER + NOT_RUNNING.encode())
+
+
+class SilentServer(ApacheTest):
+    """The time-out of the bridge under test is shorter than the usual minute."""
+
+    bridge = IMPATIENT_BRIDGE
+
+    def test_server_that_never_answers_ends_in_the_timeout(self):
+        write_preferences(self.config, QZCGIConnectionProtocol="AppleEvents")
+        with example_server("--apple-events", "--delay", "5", environment=self.environment):
+            self.assertEqual(tuple(self.browse()), (200, "text/plain",
+                             "Quintora CGI error -1712 returned by AESendMessage()\r\n"))
 
 
 if __name__ == "__main__":

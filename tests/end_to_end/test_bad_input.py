@@ -6,7 +6,8 @@ import subprocess
 import sys
 import unittest
 
-from harness import (BRIDGE, DEFAULT_HEADER, PREFERENCES, REQUEST_ERROR, BridgeTest, reply, run)
+from harness import (BRIDGE, DEFAULT_HEADER, PREFERENCES, REQUEST_ERROR, BridgeTest,
+                     is_sanitizer_build, reply, run)
 
 PAGE = DEFAULT_HEADER + b"page\r\n"
 MIB = 1 << 20
@@ -43,7 +44,7 @@ ABSENT = {
     "text that is not UTF-8": lambda path: write(path, b"QZQuintoraServerPort = 1\n# caf\xe9\n"),
     "an empty file": lambda path: write(path, b""),
     "lines without =": lambda path: write(path, b"QZQuintoraServerPort 1\nQZQuintoraServerPort\n"),
-    "a comment": lambda path: write(path, b"#QZQuintoraServerPort = 1\n \t# QZQuintoraServerPort = 1"),
+    "a comment": lambda path: write(path, b"#QZQuintoraServerPort = 1\n \t# QZQ = 1\n"),
     "another key": lambda path: write(path, b"QZQuintoraServerPort2 = 1\nqzquintoraserverport = 1"),
 }
 
@@ -58,6 +59,9 @@ WRITTEN = (
     "= 1\nQZQuintoraServerPort = {port}\nGrüße = 😀\n",
 )
 
+not_sanitized = unittest.skipIf(is_sanitizer_build(),
+                                "a sanitizer has memory and warnings of its own")
+
 
 def write(path, content):
     with open(path, "wb") as file:
@@ -71,6 +75,7 @@ def allow_core_files():
 
 
 class BodyLength(BridgeTest):
+    @not_sanitized
     def test_huge_length_reads_the_input_or_drops_the_form(self):
         """Whether such a buffer can be had is the machine's affair; nothing else may come of it."""
         for length in HUGE_LENGTHS:
@@ -82,9 +87,13 @@ class BodyLength(BridgeTest):
             with self.subTest(length=length):
                 self.assertEqual(self.fields(b"a=12345678", length), {})
 
+    @not_sanitized
     def test_huge_length_costs_no_memory(self):
-        small, huge = (self.peak_memory(length) for length in ("10", "1000000000000"))
-        self.assertLess(huge, small + 4 * MIB)
+        """Most machines grant the smaller buffer and refuse the larger one."""
+        small = self.peak_memory("10")
+        for length in "1000000000", "1000000000000":
+            with self.subTest(length=length):
+                self.assertLess(self.peak_memory(length), small + 4 * MIB)
 
     def peak_memory(self, length):
         result = run(self.environment(CONTENT_LENGTH=length), stdin=b"a=12345678", supervised=True)

@@ -42,7 +42,8 @@ DICTIONARIES = (
     (' initializeDictionary ( "a" , "1" ) ) \r\n', [("a", "1")]),
     ('initializeDictionary(\n"a",(null),\n(null),"2"\n)\n)\n', [("a", None), (None, "2")]),
     ('initializeDictionary("""","""""","(null)","),("))', [('"', '""'), ("(null)", "),(")]),
-    ('initializeDictionary("l","1\n2\r3\r\n","b","{x}\\"))', [("l", "1\n2\r3\r\n"), ("b", "{x}\\")]),
+    ('initializeDictionary("l","1\n2\r3\r\n","b","{x}\\"))',
+     [("l", "1\n2\r3\r\n"), ("b", "{x}\\")]),
     ('initializeDictionary("é","😀"))', [("é", "😀")]),
     # Cut at its end.
     ("", []), ('"', []), ("init", []), ("initializeDictionary", []), ("initializeDictionary(", []),

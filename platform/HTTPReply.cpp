@@ -158,8 +158,10 @@ void HTTPReply::takeLine(std::string_view line) {
     case Expect::chunkSize:
       return takeChunkSize(line);
     case Expect::chunkEnd:
+      if (!line.empty())
+        return fail("a chunk is longer than it says");
       expect_ = Expect::chunkSize;
-      return line.empty() ? void() : fail("a chunk is longer than it says");
+      return;
     case Expect::trailerLine:
       if (line.empty())
         state_ = State::complete;

@@ -123,8 +123,7 @@ bool Exchange::connect() {
   const int descriptor = socket_.descriptor();
   if (descriptor < 0)
     return fail("Making a socket for " + place_, errno);
-  const int flags = fcntl(descriptor, F_GETFL);
-  if (flags < 0 || fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) < 0)
+  if (fcntl(descriptor, F_SETFL, O_NONBLOCK) < 0)  // a new socket has no other flag
     return fail("Preparing a socket for " + place_, errno);
   restartTimeout();
   int error = 0;

@@ -25,6 +25,11 @@ uint64_t position(int64_t index, uint64_t origin) {
   return index < 0 ? origin + static_cast<uint64_t>(index) : static_cast<uint64_t>(index);
 }
 
+// A count trimmed off the start as a position; the largest counts must not become negative ones.
+int64_t startAfter(uint64_t count) {
+  return static_cast<int64_t>(std::min<uint64_t>(count, INT64_MAX));
+}
+
 // What a count trimmed off the end is as the end of a substring: -(count + 1).
 int64_t endBefore(uint64_t count) { return static_cast<int64_t>(~count); }
 
@@ -57,11 +62,11 @@ String substringFunnelFromLength(const String& receiver, int64_t from, int64_t l
 }
 
 String trimFromStartFromEnd(const String& receiver, uint64_t n, uint64_t m) {
-  return substringFunnelFromTo(receiver, static_cast<int64_t>(n), endBefore(m));
+  return substringFunnelFromTo(receiver, startAfter(n), endBefore(m));
 }
 
 String trimFromStart(const String& receiver, uint64_t n) {
-  return substringFunnelFromTo(receiver, static_cast<int64_t>(n), -1);
+  return substringFunnelFromTo(receiver, startAfter(n), -1);
 }
 
 String trimFromEnd(const String& receiver, uint64_t n) {

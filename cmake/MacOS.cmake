@@ -1,0 +1,13 @@
+# What only macOS asks of the product: a property list inside the program.
+
+# embed_info_plist(TARGET)
+#
+# A program that is no bundle carries its Info.plist in a section of its own. Without the
+# NSAppleEventsUsageDescription in it the system refuses Apple events, and asks nobody. A changed
+# list links the program anew.
+function(embed_info_plist target)
+  set(plist ${CMAKE_CURRENT_BINARY_DIR}/Info.plist)
+  configure_file(${PROJECT_SOURCE_DIR}/packaging/macos/Info.plist.in ${plist} @ONLY)
+  target_link_options(${target} PRIVATE "-Wl,-sectcreate,__TEXT,__info_plist,${plist}")
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${plist})
+endfunction()

@@ -1,0 +1,417 @@
+"""The scripts of packaging/macos, in a copy of the tree, with stand-ins for the tools of macOS.
+
+The stand-ins keep the arguments that they are given and answer with texts as the tools print them,
+so the tests run on every system, a Mac included, and sign and send nothing.
+"""
+import json
+import os
+import pathlib
+import plistlib
+import re
+import shutil
+import stat
+import subprocess
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+AUTOMATION = "com.apple.security.automation.apple-events"
+PROGRAM = "/Library/WebServer/CGI-Executables/Quintora.cgi"
+DOCUMENTATION = "/Library/Documentation/Quintora/"
+ORDINARY_TOOLS = ("awk", "cat", "dirname", "echo", "env", "grep", "install", "mkdir", "mktemp",
+                  "python3", "rm", "sort", "xargs")
+TOOLS_OF_MACOS = "codesign", "lipo", "otool", "pkgbuild", "xcrun"
+ALL_KEYS = ("CFBundleIdentifier CFBundleInfoDictionaryVersion CFBundleName "
+            "CFBundleShortVersionString CFBundleVersion LSMinimumSystemVersion "
+            "NSAppleEventsUsageDescription")
+CREDENTIALS = {"SIGN_IDENTITY": "Developer ID Application: Ann (TEAM)",
+               "INSTALLER_IDENTITY": "Developer ID Installer: Ann (TEAM)",
+               "NOTARY_PROFILE": "ann"}
+
+# A slice that lipo cuts out is a file that holds the name of its processor, and so is the program
+# itself; a file of the folder ANSWERS with that name and the option is what otool prints.
+STAND_IN = r"""#!/bin/sh
+tool=${0##*/}
+{ printf '%s' "$tool"; printf '|%s' "$@"; echo; } >>"$CALLS"
+case "$tool $*" in
+  "lipo -archs "*) cat "$ANSWERS/archs" ;;
+  lipo*) echo "$3" >"$5" ;;
+  otool*) cat "$ANSWERS/$(cat "$2")$1" ;;
+  "codesign --verify"*) [ ! -e "$ANSWERS/does-not-hold" ] ;;
+  "codesign --display --verbose"*) cat "$ANSWERS/signature" >&2 ;;
+  "codesign --display --entitlements - --xml"*) cat "$ANSWERS/entitlements-xml" || exit 2 ;;
+  "codesign --display --entitlements :-"*) cat "$ANSWERS/entitlements" ;;
+  "cmake --build"*) mkdir -p build/macos && echo x86_64 >build/macos/Quintora.cgi ;;
+esac
+"""
+X86_64_COMMANDS = """Load command 8
+      cmd LC_VERSION_MIN_MACOSX
+  cmdsize 16
+  version 10.11
+      sdk 12.3
+Load command 9
+      cmd LC_SOURCE_VERSION
+  cmdsize 16
+  version 0.0
+"""
+ARM64_COMMANDS = """Load command 8
+      cmd LC_BUILD_VERSION
+  cmdsize 32
+ platform 1
+    minos 11.0
+      sdk 12.3
+   ntools 1
+     tool 3
+  version 764.0
+Load command 9
+      cmd LC_SOURCE_VERSION
+  cmdsize 16
+  version 0.0
+"""
+FRAMEWORKS = "/System/Library/Frameworks/"
+LIBRARIES = ("/usr/lib/libSystem.B.dylib", "/usr/lib/libc++.1.dylib",
+             FRAMEWORKS + "CoreFoundation.framework/Versions/A/CoreFoundation",
+             FRAMEWORKS + "CoreServices.framework/Versions/A/CoreServices")
+SIGNATURE = """Executable=Quintora.cgi
+Identifier=com.quintora.Quintora-CGI
+CodeDirectory v=20500 size=764 flags=0x10000(runtime) hashes=13+7 location=embedded
+Timestamp=1 Jan 2022 at 12:00:00
+"""
+
+
+def libraries(*paths):
+    return "slice:\n" + "".join(
+        f"\t{path} (compatibility version 1.0.0, current version 1.0.0)\n" for path in paths)
+
+
+def project_version():
+    return re.search(r"project\(Quintora VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
+
+
+def info_plist(**changes):
+    """The property list as the build would write it, without the keys that change to None."""
+    plist = plistlib.loads((ROOT / "packaging/macos/Info.plist.in").read_bytes())
+    plist.update({"CFBundleVersion": "1.2.3", "CFBundleShortVersionString": "1.2.3", **changes})
+    return plistlib.dumps({key: value for key, value in plist.items() if value is not None})
+
+
+class CopyOfTheTree(unittest.TestCase):
+    """A copy of what is shipped, and a PATH without any tool of macOS but the stand-ins."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name).resolve()
+        self.tree = self.folder / "tree"
+        for name in "packaging", "docs":
+            shutil.copytree(ROOT / name, self.tree / name)
+        for name in "README.md", "CHANGELOG.md":
+            shutil.copy(ROOT / name, self.tree)
+        self.macos = self.tree / "packaging/macos"
+        self.tools = self.folder / "tools"
+        self.tools.mkdir()
+        (self.tools / "bash").symlink_to("/bin/bash")  # on a Mac the old one
+        for tool in ORDINARY_TOOLS:
+            (self.tools / tool).symlink_to(shutil.which(tool))
+        self.calls_file = self.folder / "calls"
+        self.answers = self.folder / "answers"
+        self.binary = self.folder / "Quintora.cgi"
+        self.binary.write_text("x86_64\n")
+
+    def add_stand_ins(self):
+        for tool in (*TOOLS_OF_MACOS, "cmake"):
+            (self.tools / tool).write_text(STAND_IN)
+            (self.tools / tool).chmod(0o755)
+        self.answers.mkdir()
+        entitlements = (ROOT / "packaging/macos/Quintora.entitlements").read_text()
+        self.answer("archs", "x86_64 arm64 \n")
+        self.answer("x86_64-l", X86_64_COMMANDS)
+        self.answer("arm64-l", ARM64_COMMANDS)
+        self.answer("signature", SIGNATURE)
+        self.answer("entitlements-xml", entitlements)
+        for processor in "x86_64", "arm64":
+            self.answer(processor + "-L", libraries(*LIBRARIES))
+            self.answer_info_plist(processor, info_plist())
+
+    def answer(self, name, text):
+        (self.answers / name).write_text(text)
+
+    def answer_info_plist(self, processor, plist):
+        self.answer(processor + "-P",
+                    "Contents of (__TEXT,__info_plist) section\n" + plist.decode() * 2)
+
+    def run_script(self, name, *arguments, **environment):
+        return subprocess.run(
+            [self.macos / name, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+            encoding="utf-8", timeout=60, check=False, cwd=self.folder,
+            env={"PATH": str(self.tools), "CALLS": str(self.calls_file),
+                 "ANSWERS": str(self.answers), **environment})
+
+    def calls(self, *beginning):
+        """The arguments of the calls that begin like this, the tool's name first."""
+        calls = [line.split("|") for line in self.calls_file.read_text().splitlines()]
+        return [call for call in calls if tuple(call[:len(beginning)]) == beginning]
+
+    def assert_done(self, run):
+        self.assertEqual((0, ""), (run.returncode, run.stderr), run.stdout)
+
+    def assert_stopped(self, run, sentence):
+        self.assertEqual((1, sentence + "\n"), (run.returncode, run.stderr), run.stdout)
+
+
+class PropertyListTest(unittest.TestCase):
+    def test_entitlements_grant_apple_events_and_nothing_else(self):
+        self.assertEqual(
+            {AUTOMATION: True},
+            plistlib.loads((ROOT / "packaging/macos/Quintora.entitlements").read_bytes()))
+
+    def test_preset_makes_a_universal_binary_for_the_system_that_the_plist_names(self):
+        presets = json.loads((ROOT / "CMakePresets.json").read_text())["configurePresets"]
+        preset = next(preset for preset in presets if preset["name"] == "macos")
+        plist = plistlib.loads(info_plist())
+        self.assertEqual(
+            {"CMAKE_OSX_ARCHITECTURES": "x86_64;arm64",
+             "CMAKE_OSX_DEPLOYMENT_TARGET": plist["LSMinimumSystemVersion"]},
+            preset["cacheVariables"])
+
+    def test_build_fills_in_the_version_and_embeds_the_plist(self):
+        with tempfile.TemporaryDirectory() as folder:
+            project = pathlib.Path(folder).resolve()
+            (project / "CMakeLists.txt").write_text(f"""
+                cmake_minimum_required(VERSION 3.20)
+                project(Quintora VERSION {project_version()} LANGUAGES CXX)
+                set(PROJECT_SOURCE_DIR "{ROOT}")
+                include("{ROOT}/cmake/MacOS.cmake")
+                add_executable(Quintora.cgi main.cpp)
+                embed_info_plist(Quintora.cgi)
+                """)
+            (project / "main.cpp").touch()
+            run = subprocess.run(["cmake", "-G", "Ninja", "-S", folder, "-B", project / "build"],
+                                 capture_output=True, text=True, timeout=120, check=False)
+            self.assertEqual(0, run.returncode, run.stderr)
+            written = project / "build/Info.plist"
+            plist = plistlib.loads(written.read_bytes())
+            self.assertEqual([project_version()] * 2,
+                             [plist["CFBundleVersion"], plist["CFBundleShortVersionString"]])
+            self.assertNotIn("@", written.read_text())
+            self.assertIn(f"-Wl,-sectcreate,__TEXT,__info_plist,{written}",
+                          (project / "build/build.ninja").read_text())
+
+
+class DryRunTest(CopyOfTheTree):
+    def test_names_every_file_and_each_exists(self):
+        run = self.run_script("package", "--dry-run", self.binary)
+        self.assert_done(run)
+        shipped = dict(line.split(" -> ") for line in run.stdout.splitlines())
+        self.assertEqual(PROGRAM, shipped.pop(str(self.binary)))
+        documents = {"README.md", "CHANGELOG.md"} | {
+            f"docs/{path.name}" for path in (ROOT / "docs").glob("*.md")}
+        self.assertEqual({name: DOCUMENTATION + name for name in documents}, shipped)
+        for name in documents:
+            self.assertTrue((self.tree / name).is_file(), name)
+
+    def test_says_where_a_program_that_is_not_built_comes_from(self):
+        run = self.run_script("package", "--dry-run")
+        self.assert_done(run)
+        self.assertIn(f"what the preset macos builds -> {PROGRAM}\n", run.stdout)
+
+    def test_leaves_the_tree_alone(self):
+        before = sorted(self.tree.rglob("*"))
+        self.assert_done(self.run_script("package", "--dry-run"))
+        self.assertEqual(before, sorted(self.tree.rglob("*")))
+
+    def test_stops_at_a_missing_file(self):
+        (self.tree / "docs/tunnel.md").unlink()
+        self.assert_stopped(self.run_script("package", "--dry-run"), "docs/tunnel.md is missing.")
+
+    def test_stops_at_a_missing_program(self):
+        self.binary.unlink()
+        self.assert_stopped(self.run_script("package", "--dry-run", self.binary),
+                            f"{self.binary} is missing.")
+
+    def test_stops_at_a_property_list_that_is_none(self):
+        (self.macos / "Info.plist.in").write_text("<plist><dict></plist>")
+        self.assert_stopped(self.run_script("package", "--dry-run"),
+                            "packaging/macos/Info.plist.in is no property list with values for "
+                            f"{ALL_KEYS}.")
+
+    def test_stops_at_each_key_that_is_missing_or_empty(self):
+        for key in ALL_KEYS.split():
+            for value in None, "":
+                with self.subTest(key=key, value=value):
+                    (self.macos / "Info.plist.in").write_bytes(info_plist(**{key: value}))
+                    self.assert_stopped(
+                        self.run_script("package", "--dry-run"),
+                        f"packaging/macos/Info.plist.in is no property list with values for {key}.")
+
+    def test_stops_at_entitlements_that_do_not_grant_apple_events(self):
+        for text in "", "<plist><dict/></plist>", plistlib.dumps({AUTOMATION: False}).decode():
+            with self.subTest(text=text):
+                (self.macos / "Quintora.entitlements").write_text(text)
+                self.assert_stopped(
+                    self.run_script("package", "--dry-run"),
+                    f"packaging/macos/Quintora.entitlements does not grant {AUTOMATION}.")
+
+
+class PackageTest(CopyOfTheTree):
+    def setUp(self):
+        super().setUp()
+        self.add_stand_ins()
+        self.staged = self.tree / "build/macos/package"
+        self.package = self.tree / "build/macos/Quintora-1.2.3.pkg"
+
+    def test_names_the_tool_that_is_missing(self):
+        for tool in TOOLS_OF_MACOS:
+            with self.subTest(tool=tool):
+                hidden = (self.tools / tool).rename(self.folder / tool)
+                self.assert_stopped(
+                    self.run_script("package", self.binary, **CREDENTIALS),
+                    f"{tool} is missing. It comes with macOS and Xcode: run this on a Mac.")
+                hidden.rename(self.tools / tool)
+
+    def test_without_an_identity_the_signature_is_ad_hoc_and_has_no_time_stamp(self):
+        run = self.run_script("package", self.binary)
+        self.assert_done(run)
+        self.assertEqual(
+            [["codesign", "--force", "--options", "runtime",
+              "--entitlements", str(self.macos / "Quintora.entitlements"), "--sign", "-",
+              f"{self.staged}{PROGRAM}"]],
+            self.calls("codesign", "--force"))
+
+    def test_with_an_identity_the_signature_has_a_time_stamp(self):
+        self.assert_done(self.run_script("package", self.binary, SIGN_IDENTITY="Ann (TEAM)"))
+        [call] = self.calls("codesign", "--force")
+        self.assertEqual(["--sign", "Ann (TEAM)", "--timestamp", f"{self.staged}{PROGRAM}"],
+                         call[-4:])
+
+    def test_packages_the_staged_files_under_the_version_inside_the_program(self):
+        run = self.run_script("package", self.binary)
+        self.assert_done(run)
+        self.assertEqual(
+            [["pkgbuild", "--root", str(self.staged), "--install-location", "/",
+              "--ownership", "recommended", "--identifier", "com.quintora.Quintora-CGI.pkg",
+              "--version", "1.2.3", str(self.package)]],
+            self.calls("pkgbuild"))
+        self.assertIn(f"{self.package} is ready.\n", run.stdout)
+
+    def test_stages_what_the_dry_run_names_with_the_modes_of_the_disk(self):
+        listed = self.run_script("package", "--dry-run", self.binary).stdout.splitlines()
+        (self.staged / "Library/left-over").mkdir(parents=True)
+        self.assert_done(self.run_script("package", self.binary))
+        staged = {str(path)[len(str(self.staged)):]: stat.S_IMODE(path.stat().st_mode)
+                  for path in self.staged.rglob("*")}
+        files = {line.split(" -> ")[1] for line in listed}
+        self.assertEqual(
+            {**{path: 0o644 for path in files}, PROGRAM: 0o755},
+            {path: mode for path, mode in staged.items() if path in files})
+        self.assertEqual({0o755}, {staged[path] for path in staged.keys() - files})
+        self.assertNotIn("/Library/left-over", staged)
+
+    def test_signs_verifies_and_packages_in_this_order_and_sends_nothing_unasked(self):
+        self.assert_done(self.run_script("package", self.binary))
+        steps = [tuple(call[:2]) for call in self.calls()]
+        self.assertEqual(
+            [("codesign", "--force"), ("codesign", "--verify"), ("pkgbuild", "--root")],
+            [step for step in steps if step[1] in ("--force", "--verify", "--root")])
+        self.assertEqual([], self.calls("xcrun"))
+
+    def test_packages_nothing_that_does_not_hold(self):
+        self.answer("does-not-hold", "")
+        self.assert_stopped(self.run_script("package", self.binary),
+                            f"The signature of {self.staged}{PROGRAM} does not hold.")
+        self.assertEqual([], self.calls("pkgbuild"))
+
+    def test_with_credentials_signs_notarises_and_staples_the_package(self):
+        self.assert_done(self.run_script("package", self.binary, **CREDENTIALS))
+        [call] = self.calls("pkgbuild")
+        self.assertEqual(["--sign", CREDENTIALS["INSTALLER_IDENTITY"], "--timestamp",
+                          str(self.package)], call[-4:])
+        self.assertEqual(
+            [["xcrun", "notarytool", "submit", str(self.package),
+              "--keychain-profile", "ann", "--wait"],
+             ["xcrun", "stapler", "staple", str(self.package)]],
+            self.calls("xcrun"))
+
+    def test_notarises_nothing_that_lacks_a_signature(self):
+        for missing in "SIGN_IDENTITY", "INSTALLER_IDENTITY":
+            with self.subTest(missing=missing):
+                self.assert_stopped(
+                    self.run_script("package", self.binary, **{**CREDENTIALS, missing: ""}),
+                    "NOTARY_PROFILE asks for SIGN_IDENTITY and INSTALLER_IDENTITY, too.")
+        self.assertFalse(self.calls_file.exists())
+
+    def test_without_a_program_the_preset_builds_it(self):
+        self.assert_done(self.run_script("package"))
+        self.assertEqual(
+            [["cmake", "--preset", "macos"], ["cmake", "--build", "--preset", "macos"]],
+            self.calls("cmake"))
+        self.assertEqual("x86_64\n", pathlib.Path(f"{self.staged}{PROGRAM}").read_text())
+
+
+class VerifyTest(CopyOfTheTree):
+    def setUp(self):
+        super().setUp()
+        self.add_stand_ins()
+
+    def verify(self):
+        return self.run_script("verify", self.binary)
+
+    def test_accepts_what_may_be_shipped(self):
+        run = self.verify()
+        self.assert_done(run)
+        self.assertEqual(f"{self.binary} is as it should be.\n", run.stdout)
+        self.assertEqual([["codesign", "--verify", "--strict", "--verbose=2", str(self.binary)]],
+                         self.calls("codesign", "--verify"))
+
+    def test_accepts_an_ad_hoc_signature_without_time_stamp(self):
+        self.answer("signature", "CodeDirectory v=20500 size=764 flags=0x10002(adhoc,runtime)\n"
+                                 "Signature=adhoc\n")
+        self.assert_done(self.verify())
+
+    def test_reads_the_entitlements_from_older_tools(self):
+        (self.answers / "entitlements-xml").rename(self.answers / "entitlements")
+        self.assert_done(self.verify())
+        self.assertEqual(2, len(self.calls("codesign", "--display", "--entitlements", ":-")))
+
+    def test_stops_at_each_fault(self):
+        plist = "is no property list with values for"
+        for name, text, sentence in (
+                ("archs", "x86_64\n",
+                 f"{self.binary} has slices for x86_64, not for arm64 and x86_64."),
+                ("archs", "arm64 arm64e x86_64\n",
+                 f"{self.binary} has slices for arm64 arm64e x86_64, not for arm64 and x86_64."),
+                ("x86_64-l", X86_64_COMMANDS.replace("10.11", "10.13"),
+                 "The x86_64 slice is for macOS 10.13, not 10.11."),
+                ("x86_64-l", ARM64_COMMANDS, "The x86_64 slice is for macOS 11.0, not 10.11."),
+                ("arm64-l", ARM64_COMMANDS.replace("minos 11.0", "minos 12.0"),
+                 "The arm64 slice is for macOS 12.0, not 11.0."),
+                ("arm64-l", "", "The arm64 slice is for macOS unknown, not 11.0."),
+                ("x86_64-L", libraries("/usr/local/liba.dylib", *LIBRARIES, "@rpath/libb.dylib"),
+                 "The x86_64 slice is linked to what the product does without: "
+                 "/usr/local/liba.dylib @rpath/libb.dylib."),
+                ("arm64-L", libraries(*LIBRARIES, "/usr/lib/libobjc.A.dylib"),
+                 "The arm64 slice is linked to what the product does without: "
+                 "/usr/lib/libobjc.A.dylib."),
+                ("arm64-L", "", "The arm64 slice is not linked to libSystem."),
+                ("x86_64-P", "", f"The Info.plist inside the x86_64 slice {plist} {ALL_KEYS}."),
+                ("arm64-P", info_plist(NSAppleEventsUsageDescription=None).decode(),
+                 f"The Info.plist inside the arm64 slice {plist} NSAppleEventsUsageDescription."),
+                ("signature", SIGNATURE.replace("(runtime)", "(none)"),
+                 "The x86_64 slice is not signed for the hardened runtime."),
+                ("signature", SIGNATURE.replace("Timestamp=", "Signed Time="),
+                 "The signature of the x86_64 slice has no secure time stamp."),
+                ("entitlements-xml", "", f"The x86_64 slice does not grant {AUTOMATION}."),
+                ("does-not-hold", "", f"The signature of {self.binary} does not hold.")):
+            with self.subTest(sentence=sentence):
+                path = self.answers / name
+                before = path.read_text() if path.exists() else None
+                self.answer(name, text)
+                self.assert_stopped(self.verify(), sentence)
+                if before is None:
+                    path.unlink()
+                else:
+                    self.answer(name, before)
+
+
+if __name__ == "__main__":
+    unittest.main()

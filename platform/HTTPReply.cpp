@@ -33,6 +33,17 @@ std::string_view cutPiece(std::string_view& text, char separator) {
   return piece;
 }
 
+// Calls with each of the pieces, always one more than there are separators, without their blanks.
+template <typename Call>
+void forEachPiece(std::string_view text, char separator, Call call) {
+  for (;;) {
+    const bool isLast = text.find(separator) == text.npos;
+    call(withoutBlanks(cutPiece(text, separator)));
+    if (isLast)
+      return;
+  }
+}
+
 int digitValue(char c) {
   if (isDigit(c))
     return c - '0';
@@ -126,7 +137,8 @@ size_t HTTPReply::takeBodyBytes(std::string_view bytes) {
   return part.size();
 }
 
-// Lines end with CR LF; a lone LF is taken for one, as section 2.2 allows.
+// Lines end with CR LF. In the head and in trailers a lone LF is taken for one, as section 2.2
+// allows; around chunks it would make a wrong size look right.
 size_t HTTPReply::takeLineBytes(std::string_view bytes) {
   const size_t end = bytes.find('\n');
   const size_t taken = end == bytes.npos ? bytes.size() : end + 1;
@@ -139,9 +151,13 @@ size_t HTTPReply::takeLineBytes(std::string_view bytes) {
   if (end == bytes.npos)
     return taken;
   line_.pop_back();
-  if (!line_.empty() && line_.back() == '\r')
+  const bool isChunkLine = expect_ == Expect::chunkSize || expect_ == Expect::chunkEnd;
+  const bool hasCarriageReturn = !line_.empty() && line_.back() == '\r';
+  if (hasCarriageReturn)
     line_.pop_back();
-  if (line_.find_first_of(std::string_view("\r\0", 2)) != line_.npos)
+  if (isChunkLine && !hasCarriageReturn)
+    fail("a line around a chunk does not end with CR LF");
+  else if (line_.find_first_of(std::string_view("\r\0", 2)) != line_.npos)
     fail("a line of its head holds a NUL or a lone CR");
   else
     takeLine(line_);
@@ -215,27 +231,26 @@ void HTTPReply::takeField() {
 
 // Section 6.3: a list of equal numbers counts as that number.
 void HTTPReply::takeContentLength(std::string_view value) {
-  do {
-    const std::optional<uint64_t> number = numberFrom(withoutBlanks(cutPiece(value, ',')), 10);
+  forEachPiece(value, ',', [this](std::string_view piece) {
+    const std::optional<uint64_t> number = numberFrom(piece, 10);
     if (!number || (contentLength_ && *contentLength_ != *number))
       contentLengthIsInvalid_ = true;
     else
       contentLength_ = number;
-  } while (!value.empty());
+  });
 }
 
 // Codings other than chunked would have to be undone, so they are refused; "identity", which older
 // servers send, means none.
 void HTTPReply::takeTransferEncoding(std::string_view value) {
-  do {
-    const std::string_view coding = withoutBlanks(cutPiece(value, ','));
-    if (isEqualIgnoringCase(coding, "identity"))
-      continue;
+  forEachPiece(value, ',', [this](std::string_view coding) {
+    if (coding.empty() || isEqualIgnoringCase(coding, "identity"))
+      return;
     if (isChunked_ || !isEqualIgnoringCase(coding, "chunked"))
       hasUnknownCoding_ = true;
     else
       isChunked_ = true;
-  } while (!value.empty());
+  });
 }
 
 void HTTPReply::endHead() {

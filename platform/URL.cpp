@@ -12,7 +12,11 @@ bool isHostCharacter(char c) {
   return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' || c == '.';
 }
 
-bool isVisibleASCII(char c) { return c > 0x20 && c < 0x7F; }
+// Reserved and unreserved characters; the bridge writes no escapes.
+bool isPathCharacter(char c) {
+  return isHostCharacter(c) ||
+         std::string_view("_~!$&'()*+,;=:@/?#[]").find(c) != std::string_view::npos;
+}
 
 // Takes the characters at the start of the text that satisfy the test.
 template <typename Test>
@@ -38,7 +42,7 @@ std::optional<URL> URLWithString(const String& text) {
   url.port = take(rest, isDigit);
   if (url.host.empty() || colon != ":" || url.port.empty() || rest.substr(0, 1) != "/")
     return std::nullopt;
-  url.path = take(rest, isVisibleASCII);
+  url.path = take(rest, isPathCharacter);
   if (!rest.empty())
     return std::nullopt;
   return url;

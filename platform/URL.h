@@ -10,6 +10,6 @@ struct URL {
 };
 
 // Reads "http://host:port/path" by RFC 3986: the port is made of digits only, so that a
-// negative one is refused, and must be there; the host is a name or an IPv4 address. Absent when
-// the text is no such URL.
+// negative one is refused, and must be there; the host is a name or an IPv4 address; the path has no
+// escapes. Absent when the text is no such URL.
 std::optional<URL> URLWithString(const String& text);

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <future>
 #include <memory>
@@ -259,23 +261,88 @@ TEST_F(HTTPClient, TakesAReplyThatIsStreamedWhileItsBodyIsRead) {
   EXPECT_TRUE(server.received() == std::vector<std::string>{bytesOf(request)});
 }
 
-// Closing with bytes unread resets the connection behind the reply. Which of the two the client
-// meets first is a matter of chance, so it is tried often.
+// Closing with bytes unread resets the connection behind the reply. What of all this the client
+// meets first is a matter of chance, so it is tried often, and with a reply in pieces, too.
 TEST_F(HTTPClient, TakesAReplyThoughTheServerClosesWithoutReadingTheBody) {
-  const Data body = largeBody(4 * kMegabyte);
-  const std::string replies[] = {
-      kReply,
-      "HTTP/1.1 413 Too Large\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n",
+  const HTTPRequest request = postTo("", largeBody(8 * kMegabyte));
+  const struct {
+    std::string reply, body;
+    size_t pieceSize;
+  } rows[] = {
+      {kReply, "hello", 1000},
+      {"HTTP/1.1 413 Too Large\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n",
+       "hello", 1000},
+      {replyOf(largeBody(300)), largeBody(300), 50},  // fewer pieces than a new connection holds
   };
-  for (const std::string& reply : replies) {
-    ScriptedServer server([&](Connection& connection) {
-      connection.receive(100);
-      connection.send(reply);
-    });
-    for (int round = 0; round < 20; ++round)
-      expectSuccess(sendSynchronousRequest(postTo(server.port(), body)), "hello");
-    EXPECT_EQ(server.received().size(), 20u);
+  for (const auto& row : rows) {
+    ScriptedServer server(
+        [&](Connection& connection) {
+          connection.receive(100);
+          for (size_t start = 0; start < row.reply.size(); start += row.pieceSize)
+            connection.send(row.reply.substr(start, row.pieceSize));
+        },
+        "127.0.0.1", 0, kSmallBuffer);
+    HTTPRequest toServer = request;
+    toServer.url.port = std::to_string(server.port());
+    for (int round = 0; round < 40; ++round)
+      expectSuccess(sendSynchronousRequest(toServer), row.body);
+    EXPECT_EQ(server.received().size(), 40u);
   }
+}
+
+// Stops the thread that made it, by a signal whose handler waits, from any other thread.
+class Holder {
+ public:
+  Holder() : held_(pthread_self()) {
+    isReady_ = pipe(ends_) == 0;
+    struct sigaction action = {};
+    action.sa_handler = [](int) {
+      char byte;
+      while (read(ends_[0], &byte, 1) < 0 && errno == EINTR) {
+      }
+    };
+    sigaction(SIGUSR1, &action, &before_);
+  }
+  ~Holder() {
+    sigaction(SIGUSR1, &before_, nullptr);
+    close(ends_[0]);
+    close(ends_[1]);
+  }
+  Holder(const Holder&) = delete;
+  Holder& operator=(const Holder&) = delete;
+
+  bool isReady() const { return isReady_; }
+  void hold() const { pthread_kill(held_, SIGUSR1); }
+  void release() const { EXPECT_EQ(write(ends_[1], "", 1), 1); }
+
+ private:
+  static inline int ends_[2];
+  const pthread_t held_;
+  bool isReady_ = false;
+  struct sigaction before_ = {};
+};
+
+// Here the client has more than it takes at once before it, and behind that the reset.
+TEST_F(HTTPClient, TakesAllOfAReplyThatCameBeforeTheReset) {
+  const Data body = largeBody(16 * kMegabyte), page = largeBody(kMegabyte);
+  const std::string reply = replyOf(page);
+  const size_t late = 100000;
+  const Holder client;
+  ASSERT_TRUE(client.isReady());
+  ScriptedServer server(
+      [&](Connection& connection) {
+        connection.receive(100);
+        connection.send(reply.substr(0, reply.size() - late));
+        std::this_thread::sleep_for(50ms);
+        client.hold();
+        std::this_thread::sleep_for(20ms);
+        connection.send(reply.substr(reply.size() - late));
+        std::this_thread::sleep_for(50ms);
+        connection.reset();
+        client.release();
+      },
+      "127.0.0.1", 0, kSmallBuffer);
+  expectSuccess(sendSynchronousRequest(postTo(server.port(), body)), page);
 }
 
 TEST_F(HTTPClient, TakesAReplyToTheEndThoughTheServerDoesNotReadTheBody) {
@@ -537,34 +604,34 @@ TEST_F(HTTPClient, WaitsLongerThanTheTimeoutWhileBytesCome) {
   EXPECT_GE(elapsedSince(start), 1s);
 }
 
-TEST_F(HTTPClient, WaitsLongerThanTheTimeoutWhileBytesAreTaken) {
-  const struct {
-    const char* what;
-    size_t bodySize, pieceSize;
-    milliseconds pause;
-  } rows[] = {
-      // Much of the body waits on the client's side of the system.
-      {"a large body", 24 * kMegabyte, kMegabyte, 50ms},
-      // All of it waits there soon, and the server takes its time all the same.
-      {"a body that the system takes at once", kMegabyte + kMegabyte / 2, kMegabyte / 16, 50ms},
+// Takes the request in pieces, with a pause before each, and answers then.
+ScriptedServer::Script takingSlowly(size_t size, size_t pieceSize) {
+  return [=](Connection& connection) {
+    size_t wanted = 0;
+    while (connection.received().size() == wanted && wanted < size) {
+      std::this_thread::sleep_for(50ms);
+      wanted = std::min(size, wanted + pieceSize);
+      connection.receiveUntil(wanted);
+    }
+    connection.send(kReply);
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
-    const Data body = largeBody(row.bodySize);
-    ScriptedServer server(
-        [&](Connection& connection) {
-          const size_t size = requestSize(body);
-          while (connection.received().size() < size) {
-            std::this_thread::sleep_for(row.pause);
-            connection.receiveUntil(std::min(size, connection.received().size() + row.pieceSize));
-          }
-          connection.send(kReply);
-        },
-        "127.0.0.1", 0, kSmallBuffer);
-    const auto start = steady_clock::now();
-    expectSuccess(sendSynchronousRequest(postTo(server.port(), body, 500ms)), "hello");
-    EXPECT_GE(elapsedSince(start), 1s);
-  }
+}
+
+void expectToWaitForASlowTaker(size_t bodySize, size_t pieceSize) {
+  const Data body = largeBody(bodySize);
+  ScriptedServer server(takingSlowly(requestSize(body), pieceSize), "127.0.0.1", 0, kSmallBuffer);
+  const auto start = steady_clock::now();
+  expectSuccess(sendSynchronousRequest(postTo(server.port(), body, 500ms)), "hello");
+  EXPECT_GE(elapsedSince(start), 1s);
+}
+
+TEST_F(HTTPClient, WaitsLongerThanTheTimeoutWhileBytesAreTaken) {
+  expectToWaitForASlowTaker(24 * kMegabyte, kMegabyte);
+}
+
+// The system may take all of the body at once, and still the server takes it piece by piece.
+TEST_F(HTTPClient, WaitsLongerThanTheTimeoutWhileBytesThatTheSystemHoldsAreTaken) {
+  expectToWaitForASlowTaker(kMegabyte + kMegabyte / 2, kMegabyte / 16);
 }
 
 // Interrupts every call that waits, again and again.

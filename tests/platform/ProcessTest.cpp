@@ -8,10 +8,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <exception>
 #include <functional>
+#include <new>
 #include <thread>
 
 #include "extras/String.h"
@@ -300,6 +302,8 @@ TEST(WriteStandardOutput, ReturnsWhenThereIsNoOutput) {
   EXPECT_EQ(readAll(output.reader()), "");
 }
 
+[[noreturn]] void runOutOfMemory() { throw std::bad_alloc(); }
+
 // What a visitor can bring about must not fill a disk, nor leave a request where others read it.
 TEST(PrepareProcess, AnAbnormalEndLeavesNeitherOutputNorACoreFile) {
   const struct {
@@ -308,7 +312,7 @@ TEST(PrepareProcess, AnAbnormalEndLeavesNeitherOutputNorACoreFile) {
   } rows[] = {
       {"raiseException", [] { raiseException(); }},
       {"std::terminate", [] { std::terminate(); }},
-      {"no memory", []() noexcept { throw std::bad_alloc(); }},
+      {"no memory", []() noexcept { runOutOfMemory(); }},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);

@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -89,6 +90,8 @@ class Connection {
     const timeval patience = {10, 0};
     setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+    const int yes = 1;  // what is sent goes at once
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
   }
 
   // All that has been received.

@@ -19,6 +19,9 @@
 
 namespace {
 
+// What every peer's system takes at once, so that nothing of a smaller request is held by ours.
+constexpr size_t kLeastWindow = 32768;
+
 struct Address {
   sockaddr_storage storage = {};
   socklen_t size = 0;
@@ -98,6 +101,8 @@ class Exchange {
   std::string head_;
   size_t sent_ = 0;  // of head and body together
   bool isSending_ = true;
+  bool wasReset_ = false;
+  int bytesHeld_ = 0;  // of what was sent, by the system, when that was last looked at
   bool isFinished_ = false;
   bool wasRefused_ = false;
   HTTPReply reply_;
@@ -107,14 +112,23 @@ class Exchange {
 // Returns what the connection can do of the events; 0 after the time-out or an error, with the
 // reason in failure().
 int Exchange::waitFor(int events) {
-  const int ready = pollUntil(deadline_, socket_.descriptor(), events);
-  if (ready > 0)
-    return ready;
-  if (ready < 0)
-    fail("Waiting for " + place_, errno);
-  else
-    fail(place_ + " neither sent nor took a byte for " + inWords(request_.timeoutInterval) + ".");
-  return 0;
+  for (;;) {
+    const int ready = pollUntil(deadline_, socket_.descriptor(), events);
+    if (ready > 0)
+      return ready;
+    if (ready < 0) {
+      fail("Waiting for " + place_, errno);
+      return 0;
+    }
+    // The server may have been busy taking what the system holds for it, which nothing else shows.
+    const int held = bytesOnTheirWay(socket_.descriptor());
+    if (held >= bytesHeld_) {
+      fail(place_ + " neither sent nor took a byte for " + inWords(request_.timeoutInterval) + ".");
+      return 0;
+    }
+    bytesHeld_ = held;
+    restartTimeout();
+  }
 }
 
 bool Exchange::connect() {
@@ -160,9 +174,12 @@ void Exchange::sendSome() {
   if (count >= 0) {
     sent_ += static_cast<size_t>(count);
     isSending_ = sent_ < head_.size() + request_.body.size();
+    if (sent_ > kLeastWindow)
+      bytesHeld_ = bytesOnTheirWay(socket_.descriptor());
     restartTimeout();
   } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
     isSending_ = false;
+    wasReset_ = errno == ECONNRESET;
   }
 }
 
@@ -174,6 +191,9 @@ bool Exchange::receiveSome() {
     return takeOutcome(reply_.take({buffer, static_cast<size_t>(count)}));
   }
   if (count == 0) {
+    // The reset was told to the sending side, and only once; to this side it looks like an end.
+    if (wasReset_)
+      return fail("The exchange with " + place_, ECONNRESET);
     if (takeOutcome(reply_.takeEnd()) && isFinished_)
       return true;
     return fail(place_ + (reply_.hasBegun()

@@ -1,6 +1,7 @@
 #include "platform/posix/Sockets.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -28,4 +29,15 @@ int pollUntil(Clock::time_point deadline, int descriptor, int events) {
     if (left <= 0)
       return 0;
   }
+}
+
+int bytesOnTheirWay(int descriptor) {
+  int count = 0;
+#ifdef SO_NWRITE  // the systems that have it do not know the other question
+  socklen_t size = sizeof count;
+  const bool isKnown = getsockopt(descriptor, SOL_SOCKET, SO_NWRITE, &count, &size) == 0;
+#else
+  const bool isKnown = ioctl(descriptor, TIOCOUTQ, &count) == 0;
+#endif
+  return isKnown ? count : 0;
 }

@@ -22,3 +22,7 @@ class Socket {
 // Waits until the descriptor can do one of poll's events or has failed, signals or not. Returns
 // what poll says of it, 0 when the deadline has passed, or -1 with errno.
 int pollUntil(Clock::time_point deadline, int descriptor, int events);
+
+// How many bytes the system has taken from us and the peer's system has not; 0 where the system
+// does not say.
+int bytesOnTheirWay(int descriptor);

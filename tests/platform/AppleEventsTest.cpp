@@ -104,6 +104,7 @@ class AppleEventsTest : public ::testing::Test {
 
   // Makes the event whose direct parameter is the text, and sends it.
   OSStatus sendText(const std::string& text, long timeOut = kAEDefaultTimeout) {
+    AEDisposeDesc(&event_);
     AEDesc target = {typeNull, nullptr};
     EXPECT_EQ(AECreateDesc(typeApplSignature, &kSignature, sizeof kSignature, &target), noErr);
     EXPECT_EQ(AECreateAppleEvent(0x7175695A, 0x7852554E, &target, kAutoGenerateReturnID,
@@ -229,7 +230,6 @@ TEST_F(AppleEventsTest, AReplyCutOffAnywhereIsCorrupt) {
     close(listener_);
     unlink(path().c_str());
     received_.clear();
-    AEDisposeDesc(&event_);
   }
 }
 
@@ -261,7 +261,6 @@ TEST_F(AppleEventsTest, AnAbsurdReplyIsAnErrorStatus) {
     close(listener_);
     unlink(path().c_str());
     received_.clear();
-    AEDisposeDesc(&event_);
   }
 }
 
@@ -280,7 +279,6 @@ TEST_F(AppleEventsTest, AMessageThatIsNotTheReplyToThisEventIsRefused) {
     close(listener_);
     unlink(path().c_str());
     received_.clear();
-    AEDisposeDesc(&event_);
   }
 }
 

@@ -382,6 +382,20 @@ TEST_F(HTTPClient, FailsWhenTheServerEndsTheConnectionAtAnyByteOfItsReply) {
   }
 }
 
+// The system tells a reset once, and with a large body often to the side that sends; the receiving
+// side then sees what looks like an end in order.
+TEST_F(HTTPClient, FailsWhenAReplyToTheEndIsResetWhileTheBodyIsSent) {
+  for (int repetition = 0; repetition < 20; ++repetition) {
+    ScriptedServer server([](Connection& connection) {
+      connection.receiveUntil(1000);
+      connection.send("HTTP/1.1 200 OK\r\nContent-Type: text/plain; charset=utf-8\r\n\r\npart");
+      connection.reset();
+    });
+    const HTTPRequest request = postTo(server.port(), std::string(8 << 20, 'x'));
+    expectFailure(sendSynchronousRequest(request), server.port());
+  }
+}
+
 TEST_F(HTTPClient, FailsWhenTheConnectionIsResetWithinAReplyToTheEnd) {
   ScriptedServer server(afterRequest(requestSize("x"), [](Connection& connection) {
     connection.send("HTTP/1.1 200 OK\r\nContent-Type: text/plain; charset=utf-8\r\n\r\nhel");

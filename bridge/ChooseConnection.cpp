@@ -3,55 +3,63 @@
 #include "bridge/RequestState.h"
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
-#include "platform/Preferences.h"
+
+const char16_t* const kServerDefaultsSuite = SERVER_DEFAULTS_SUITE;
 
 namespace {
 
-// The server application's preference domain, chosen when the bridge is built.
-const char16_t* const kServerDefaultsSuite = SERVER_DEFAULTS_SUITE;
-
-String stored(Preferences& preferences, const char16_t* key, const char16_t* otherwise) {
-  const String value = preferences.objectForKey(key);
-  return value ? value : otherwise;
+String orElse(const String& stored, const char16_t* otherwise) {
+  return stored ? stored : otherwise;
 }
 
-bool isAppleEventMode(Preferences& preferences) {
-  const String protocol = stored(preferences, u"QZCGIConnectionProtocol", u"TCP/IP");
-  return containsExactString(uppercaseString(protocol), u"APPLE");
-}
-
-// The port that the table has for a key: the first entry with exactly that key holds, and its
-// value is not looked up again. The key itself when there is none.
-String portFromTable(const String& table, const String& key) {
-  if (!isNotEmpty(table))
-    return key;
-  const Array entries = componentsSeparatedByString(table, u",");
+// Looks the port text up in the table: the first entry with exactly that key holds, and its value
+// is not looked up again.
+void applyTable(ConnectionChoice& choice) {
+  if (!isNotEmpty(choice.cloudPorts))
+    return;
+  const Array entries = componentsSeparatedByString(choice.cloudPorts, u",");
   for (const String& entry : *entries) {
     const Array pieces = componentsSeparatedByString(entry, u":");
-    if (pieces->size() >= 2 && isEqualToString(pieces->front(), key))
-      return (*pieces)[1];
+    if (pieces->size() < 2 || !isEqualToString(pieces->front(), choice.portText))
+      continue;
+    choice.tableEntry = entry;
+    choice.portText = (*pieces)[1];
+    return;
   }
-  return key;
-}
-
-String portText(Preferences& preferences, const String& commandName) {
-  if (!containsString(commandName, u"_"))
-    return stored(preferences, u"QZQuintoraServerPort", u"8080");
-  const Array pieces = componentsSeparatedByString(
-      stringByReplacingOccurrencesOfStringWithString(commandName, u".", u"_"), u"_");
-  return portFromTable(preferences.objectForKey(u"QZQuintoraCloudServerPorts"), (*pieces)[1]);
 }
 
 }  // namespace
 
+ConnectionChoice connectionFor(const String& commandName, Preferences& preferences) {
+  ConnectionChoice choice;
+  choice.protocol = preferences.objectForKey(u"QZCGIConnectionProtocol");
+  choice.isAppleEventMode =
+      containsExactString(uppercaseString(orElse(choice.protocol, u"TCP/IP")), u"APPLE");
+  if (choice.isAppleEventMode)
+    return choice;
+  if (containsString(commandName, u"_")) {
+    const Array pieces = componentsSeparatedByString(
+        stringByReplacingOccurrencesOfStringWithString(commandName, u".", u"_"), u"_");
+    choice.nameText = choice.portText = (*pieces)[1];
+    choice.cloudPorts = preferences.objectForKey(u"QZQuintoraCloudServerPorts");
+    applyTable(choice);
+  } else {
+    choice.serverPort = preferences.objectForKey(u"QZQuintoraServerPort");
+    choice.portText = orElse(choice.serverPort, u"8080");
+  }
+  choice.port = integerValue(choice.portText);
+  return choice;
+}
+
 void ChooseConnection(const String& commandName) {
   Preferences preferences(kServerDefaultsSuite);
-  if (isAppleEventMode(preferences)) {
+  const ConnectionChoice choice = connectionFor(commandName, preferences);
+  if (choice.isAppleEventMode) {
     postParameters.reset();
     environmentVariables.emplace();
     return;
   }
-  quiZServerPort = integerValue(portText(preferences, commandName));
+  quiZServerPort = choice.port;
   postParameters.emplace();
   environmentVariables.reset();
 }

@@ -2,12 +2,30 @@
 #pragma once
 
 #include "extras/String.h"
+#include "platform/Preferences.h"
 
-// Reads the server application's preferences and makes one of the two containers of the request
-// state, empty, and the other one absent. In tunnel mode it also sets quiZServerPort; a port that
-// cannot be used is not refused here but where the connection is made.
-//
-// commandName is the bridge's own file name: what stands in it between the first "_" and the next
-// "_" or "." is a port or a name from the preferences' table, so that several copies of the bridge
-// reach several servers.
+// The server application's preference domain, chosen when the bridge is built.
+extern const char16_t* const kServerDefaultsSuite;
+
+// A decision and what it rests on, for those who have to explain it.
+struct ConnectionChoice {
+  bool isAppleEventMode = false;
+  String protocol;    // the stored QZCGIConnectionProtocol
+  String serverPort;  // the stored QZQuintoraServerPort; absent, too, where it is not looked at
+  String nameText;    // what the file name carries; absent without a "_" in it
+  String
+      cloudPorts;  // the stored QZQuintoraCloudServerPorts; absent, too, where it is not looked at
+  String tableEntry;  // the entry of that table that holds; absent without one
+  String portText;    // absent in Apple-event mode
+  int64_t port = 0;   // the number in portText, not necessarily one of a TCP port
+};
+
+// Decides for a bridge with this file name. What stands in the name between the first "_" and the
+// next "_" or "." is a port or a name from the preferences' table, so that several copies of the
+// bridge reach several servers.
+ConnectionChoice connectionFor(const String& commandName, Preferences& preferences);
+
+// Decides for this bridge, by the server application's preferences, and makes one of the two
+// containers of the request state, empty, and the other one absent. In tunnel mode it also sets
+// quiZServerPort; a port that cannot be used is not refused here but where the connection is made.
 void ChooseConnection(const String& commandName);

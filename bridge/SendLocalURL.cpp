@@ -9,10 +9,16 @@ namespace {
 
 constexpr std::chrono::seconds kTimeoutInterval(60);
 
+}  // namespace
+
 // The wire format. The Content-Type has no ";" before its charset; servers rely on it as it is.
-HTTPRequest requestTo(const URL& url) {
+std::optional<HTTPRequest> localRequest() {
+  const std::optional<URL> url =
+      URLWithString(stringWithFormat(u"http://localhost:%ld/apache-tunnel/", {quiZServerPort}));
+  if (!url)
+    return std::nullopt;
   HTTPRequest request;
-  request.url = url;
+  request.url = *url;
   request.method = "POST";
   request.body = encodePostData(postParameters);
   request.headers = {
@@ -22,16 +28,10 @@ HTTPRequest requestTo(const URL& url) {
   return request;
 }
 
-}  // namespace
-
 void SendLocalURL() {
-  const std::optional<URL> url =
-      URLWithString(stringWithFormat(u"http://localhost:%ld/apache-tunnel/", {quiZServerPort}));
-  if (!url) {
-    cgiResult = u"CGI tunnel error: malformed URL.";
-    return;
-  }
-  cgiResult = resultOfResponse(sendSynchronousRequest(requestTo(*url)));
+  const std::optional<HTTPRequest> request = localRequest();
+  cgiResult = request ? resultOfResponse(sendSynchronousRequest(*request))
+                      : u"CGI tunnel error: malformed URL.";
 }
 
 String resultOfResponse(const HTTPResponse& response) {

@@ -8,6 +8,9 @@
 // text, or a message, in cgiResult, which is never absent afterwards. Never sends twice.
 void SendLocalURL();
 
+// The request that SendLocalURL sends; absent when no URL can be made of the port.
+std::optional<HTTPRequest> localRequest();
+
 // What cgiResult becomes for the client's answer.
 String resultOfResponse(const HTTPResponse& response);
 

@@ -8,8 +8,8 @@
 // The character's simple mapping (one character to one); itself where it has none.
 char32_t simpleUppercase(char32_t character);
 
-// Appends the character's full mapping, which has up to three UTF-16 units: one of the unconditional
-// ones of SpecialCasing.txt, else the simple one.
+// Appends the character's full mapping, which has up to three UTF-16 units: an unconditional one of
+// SpecialCasing.txt, else the simple one.
 void appendUppercase(std::u16string& text, char32_t character);
 
 // The tables behind them, written by generate_uppercase_table.py; both sorted by character.

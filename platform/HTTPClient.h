@@ -30,3 +30,8 @@ struct HTTPResponse {
 HTTPResponse sendSynchronousRequest(const HTTPRequest& request,
                                     const std::vector<std::string>& addresses = {"127.0.0.1",
                                                                                  "::1"});
+
+// Connects as sendSynchronousRequest does, and sends nothing. Absent when a connection stands, else
+// the sentence that says why not.
+String connectionFailure(const HTTPRequest& request,
+                         const std::vector<std::string>& addresses = {"127.0.0.1", "::1"});

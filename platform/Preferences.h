@@ -17,6 +17,14 @@ class Preferences {
   // preferences cannot be read or the value is neither text nor a number.
   String objectForKey(const String& key);
 
+  // Where values come from, in the order in which they are looked for, each with what is there: for
+  // the explanation of what was found. A value is asked for first.
+  struct Place {
+    String name;
+    String state;
+  };
+  std::vector<Place> places() const;
+
  private:
   struct Store;
   std::unique_ptr<Store> store_;

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "extras/String.h"
+
 // Arranges how the process may end: writing to a reader that is gone is an error value and not a
 // signal; an abnormal end, which a visitor can cause at will, leaves no core file.
 void prepareProcess();
@@ -14,3 +16,9 @@ size_t readStandardInput(char* buffer, size_t count);
 
 // Writes all bytes; what cannot be written is lost, for there is nobody left to tell.
 void writeStandardOutput(std::string_view bytes);
+
+// Whether standard output is a terminal, and not a file or a pipe.
+bool isTerminalOutput();
+
+// Why this user cannot execute the file, in the system's words; absent when nothing is in the way.
+String executionFailure(const Data& path);

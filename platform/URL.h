@@ -9,7 +9,7 @@ struct URL {
   std::string path;  // with its "/", and with what follows it
 };
 
-// Reads "http://host:port/path" by RFC 3986: the port is made of digits only, so that a
-// negative one is refused, and must be there; the host is a name or an IPv4 address; the path has no
-// escapes. Absent when the text is no such URL.
+// Reads "http://host:port/path" by RFC 3986. The port must be there and is made of digits only, so
+// that a negative one is refused; the host is a name or an IPv4 address; the path has no escapes.
+// Absent when the text is no such URL.
 std::optional<URL> URLWithString(const String& text);

@@ -39,3 +39,7 @@ String Preferences::objectForKey(const String& key) {
   const Owned<CFPropertyListRef> value(CFPreferencesCopyAppValue(name.get(), store_->domain.get()));
   return textOfValue(value.get());
 }
+
+std::vector<Preferences::Place> Preferences::places() const {
+  return {{stringFromCFString(store_->domain.get()), u"the user defaults of this user"}};
+}

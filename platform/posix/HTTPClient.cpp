@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <memory>
 
 #include "extras/NSString.h"
 #include "extras/TextEncoding.h"
@@ -228,36 +229,53 @@ bool Exchange::sendAndReceive() {
   return true;
 }
 
-HTTPResponse failed(const std::string& description) {
-  HTTPResponse response;
-  response.localizedDescription = initWithDataEncoding(description, kUTF8TextEncoding);
-  return response;
+String described(const std::string& failure) {
+  return initWithDataEncoding(failure, kUTF8TextEncoding);
+}
+
+// An exchange whose connection stands; null, with the reason in `failure`, when there is none.
+std::unique_ptr<Exchange> connectedExchange(const HTTPRequest& request,
+                                            const std::vector<std::string>& addresses,
+                                            String& failure) {
+  const std::string& digits = request.url.port;
+  const int64_t port = integerValue(described(digits));
+  if (port < 1 || port > 65535) {
+    failure = described("Port " + digits + " does not exist: TCP ports go from 1 to 65535.");
+    return nullptr;
+  }
+  for (const std::string& address : addresses) {
+    auto exchange = std::make_unique<Exchange>(request, address, static_cast<uint16_t>(port));
+    if (exchange->connect())
+      return exchange;
+    // Where a refusal led to the next address, the first one is what the administrator wants.
+    if (!failure)
+      failure = described(exchange->failure());
+    if (!exchange->wasRefused())
+      break;
+  }
+  return nullptr;
 }
 
 }  // namespace
 
 HTTPResponse sendSynchronousRequest(const HTTPRequest& request,
                                     const std::vector<std::string>& addresses) {
-  const std::string& digits = request.url.port;
-  const int64_t port = integerValue(initWithDataEncoding(digits, kUTF8TextEncoding));
-  if (port < 1 || port > 65535)
-    return failed("Port " + digits + " does not exist: TCP ports go from 1 to 65535.");
-  std::string refusal;
-  for (const std::string& address : addresses) {
-    Exchange exchange(request, address, static_cast<uint16_t>(port));
-    if (exchange.connect()) {
-      if (!exchange.sendAndReceive())
-        return failed(exchange.failure());
-      HTTPResponse response;
-      response.data = std::move(exchange.reply().body);
-      response.textEncodingName = std::move(exchange.reply().textEncodingName);
-      return response;
-    }
-    // Where a refusal led to the next address, the first one is what the administrator wants.
-    if (refusal.empty())
-      refusal = exchange.failure();
-    if (!exchange.wasRefused())
-      break;
+  HTTPResponse response;
+  const std::unique_ptr<Exchange> exchange =
+      connectedExchange(request, addresses, response.localizedDescription);
+  if (!exchange)
+    return response;
+  if (exchange->sendAndReceive()) {
+    response.localizedDescription = std::nullopt;
+    response.data = std::move(exchange->reply().body);
+    response.textEncodingName = std::move(exchange->reply().textEncodingName);
+  } else {
+    response.localizedDescription = described(exchange->failure());
   }
-  return failed(refusal);
+  return response;
+}
+
+String connectionFailure(const HTTPRequest& request, const std::vector<std::string>& addresses) {
+  String failure;
+  return connectedExchange(request, addresses, failure) ? std::nullopt : failure;
 }

@@ -9,14 +9,15 @@
 #include <cstdlib>
 #include <utility>
 
+#include "extras/NSString+Extras.h"
 #include "extras/TextEncoding.h"
 
 namespace {
 
 struct ConfigurationFile {
   std::string path;
-  bool isRead = false;
-  Dictionary entries;  // absent until it is read, and when it cannot be
+  const char16_t* state = nullptr;  // what was found, null until it is read
+  Dictionary entries;               // absent until it is read, and when it cannot be
 };
 
 std::optional<Data> contentsOfFile(const std::string& path) {
@@ -61,13 +62,16 @@ Dictionary entriesOf(std::u16string_view text) {
 }
 
 void readFile(ConfigurationFile& file) {
-  file.isRead = true;
+  file.state = u"not there, or not readable";
   const std::optional<Data> contents = contentsOfFile(file.path);
   if (!contents)
     return;
+  file.state = u"not UTF-8, so not looked at";
   const String text = initWithDataEncoding(*contents, kUTF8TextEncoding);
-  if (text)
-    file.entries = entriesOf(*text);
+  if (!text)
+    return;
+  file.state = u"read";
+  file.entries = entriesOf(*text);
 }
 
 std::string_view variable(const char* name) {
@@ -83,7 +87,7 @@ struct Preferences::Store {
   // Folders that are not absolute do not count.
   void add(std::string_view folder, const std::string& name) {
     if (!folder.empty() && folder.front() == '/')
-      files.push_back({std::string(folder) + name, false, std::nullopt});
+      files.push_back({std::string(folder) + name, nullptr, std::nullopt});
   }
 };
 
@@ -110,7 +114,7 @@ String Preferences::objectForKey(const String& key) {
   if (!key)
     return std::nullopt;
   for (ConfigurationFile& file : store_->files) {
-    if (!file.isRead)
+    if (!file.state)
       readFile(file);
     if (!file.entries)
       continue;
@@ -119,4 +123,13 @@ String Preferences::objectForKey(const String& key) {
       return entry->second;
   }
   return std::nullopt;
+}
+
+std::vector<Preferences::Place> Preferences::places() const {
+  std::vector<Place> places;
+  for (const ConfigurationFile& file : store_->files) {
+    places.push_back(
+        {stringWithUnknownEncodingData(file.path), file.state ? file.state : u"not needed"});
+  }
+  return places;
 }

@@ -1,12 +1,16 @@
 #include "platform/Process.h"
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
+
+#include "extras/TextEncoding.h"
 
 namespace {
 
@@ -59,4 +63,15 @@ void writeStandardOutput(std::string_view bytes) {
       return;
     bytes.remove_prefix(static_cast<size_t>(went));
   }
+}
+
+bool isTerminalOutput() { return isatty(STDOUT_FILENO) == 1; }
+
+String executionFailure(const Data& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
+    return u"it is a folder";
+  if (access(path.c_str(), X_OK) == 0)
+    return std::nullopt;
+  return initWithDataEncoding(std::strerror(errno), kUTF8TextEncoding);
 }

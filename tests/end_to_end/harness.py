@@ -8,6 +8,7 @@ import contextlib
 import dataclasses
 import html
 import http.client
+import itertools
 import os
 import re
 import socket
@@ -162,7 +163,9 @@ class ScriptedServer:
     def _answer(self, connection):
         connection.settimeout(LONGEST_RUN)
         stream = connection.makefile("rb")
-        head = b"".join(iter(stream.readline, b"\r\n"))
+        head = b"".join(itertools.takewhile(lambda line: line.strip(), stream))
+        if not head:  # somebody only looked whether the port takes connections
+            return
         body = stream.read(int(re.search(rb"\r\nContent-Length: ([0-9]+)\r\n", head)[1]))
         request = Request(head, body)
         self.requests.append(request)
@@ -267,6 +270,13 @@ class Answer(NamedTuple):
 
     def shown(self):
         """The fields and the variables that the example server's page shows, as two lists."""
-        row = re.compile("<tr><th>(.*?)</th><td>(.*?)</td></tr>", re.DOTALL)
-        return [[tuple(map(html.unescape, pair)) for pair in row.findall(part)]
-                for part in self.text.split("<h2>Variables</h2>")]
+        row = re.compile("<dt>(.*?)</dt><dd>(.*?)</dd>", re.DOTALL)
+        return [[tuple(map(html.unescape, pair)) for pair in row.findall(self.section(name))]
+                for name in ("fields", "variables")]
+
+    def raw(self):
+        """The request as the example server got it, which its page shows as well."""
+        return html.unescape(re.search("<pre>(.*)</pre>", self.section("raw"), re.DOTALL)[1])
+
+    def section(self, name):
+        return self.text.split(f'<section id="{name}"')[1].split("</section>")[0]

@@ -3,7 +3,8 @@ import os
 import unittest
 from urllib.parse import urlencode
 
-from harness import ApacheTest, ScriptedServer, example_server, reply, write_preferences
+from harness import (ApacheTest, ScriptedServer, decode_body, example_server, reply,
+                     write_preferences)
 
 FORM = {"name": 'Zoë "Zed" Müller', "sum": "1 + 1 = 2", "note": "100 % & {more}\r\n😀", "": "x"}
 
@@ -14,7 +15,8 @@ class ExampleServer(ApacheTest):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        write_preferences(cls.config, QZQuintoraServerPort=cls.enter(example_server()))
+        cls.port = cls.enter(example_server())
+        write_preferences(cls.config, QZQuintoraServerPort=cls.port)
 
     def test_get_shows_the_variables(self):
         answer = self.browse("?id=7")
@@ -36,6 +38,16 @@ class ExampleServer(ApacheTest):
         self.assertEqual(dict(fields), FORM)
         self.assertEqual(dict(variables)["QUERY_STRING"], "id=7")
         self.assertEqual(dict(variables)["REQUEST_METHOD"], "POST")
+
+    def test_page_shows_the_http_request_to_the_byte(self):
+        head, body = self.browse("?id=7", urlencode(FORM).encode()).raw().split("\r\n\r\n")
+        self.assertEqual(head.split("\r\n"), [
+            "POST /apache-tunnel/ HTTP/1.1", f"Host: localhost:{self.port}",
+            f"Content-Length: {len(body)}",
+            "Content-Type: application/x-www-form-urlencoded charset=utf-8", "Connection: close"])
+        variables, fields = decode_body(body.encode())
+        self.assertEqual(dict(fields), FORM)
+        self.assertEqual(variables["QUERY_STRING"], "id=7")
 
     def test_query_arrives_as_the_browser_wrote_it(self):
         for query in "city=Z%C3%BCrich&a=1+1", "city=Zürich😀", "a=%zz", "":

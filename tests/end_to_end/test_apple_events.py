@@ -52,6 +52,13 @@ class AppleEventMode(ApacheTest):
                     self.assertEqual(len(shown), len(fields))
                     self.assertEqual(dict(variables)["REQUEST_METHOD"], "POST")
 
+    def test_page_shows_the_statement(self):
+        with self.server():
+            statement = self.browse("?id=7", b"a=%22&b=2").raw()
+        self.assertTrue(statement.startswith("setappleeventvalue call({_TavrelLib},{httpRequest},"))
+        self.assertIn('\n"QUERY_STRING","id=7",\n', statement)
+        self.assertTrue(statement.endswith('),initializeDictionary(\n"a","""",\n"b","2"\n)\n)\n'))
+
     def test_undecodable_value_is_null(self):
         with self.server():
             shown, _ = self.browse(form=b"a=%zz&b=2&%C3=3").shown()

@@ -12,6 +12,7 @@ import unittest
 from harness import ROOT, example_server, open_folder
 
 from apple_events import ANSWER, RUN, Event, StatementReader, pack, receive, run_event
+from pages import LONGEST_RAW
 from quintora_server import decode_body, httpRequest
 
 STATEMENT = '''setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(
@@ -127,9 +128,9 @@ class AppleEvents(unittest.TestCase):
     def test_page_is_the_direct_parameter(self):
         event = Event(RUN, 1, 0, {b"----": (b"TEXT", STATEMENT.encode())})
         seen = []
-        self.assertEqual(run_event(event, lambda *both: seen.append(both) or "é"),
+        self.assertEqual(run_event(event, lambda *request: seen.append(request) or "é"),
                          {b"----": (b"TEXT", "é".encode())})
-        self.assertEqual(seen, [(dict(VARIABLES), FIELDS)])
+        self.assertEqual(seen, [(dict(VARIABLES), FIELDS, STATEMENT)])
 
     def test_failure_is_a_number_and_a_sentence(self):
         text = {b"----": (b"TEXT", b"nonsense")}
@@ -155,19 +156,45 @@ class Pages(unittest.TestCase):
                 self.assertRaises(ValueError, decode_body, body)
 
     def test_page_begins_with_its_own_header_and_escapes_everything(self):
-        page = httpRequest({"QUERY_STRING": "<&>", "CLIPATH": "/x"}, [('"<b>"', None), ("a", "\0")])
+        variables = {"QUERY_STRING": "<&>", "SERVER_SOFTWARE": "<s>", "CLICOMMAND": "<c>"}
+        page = httpRequest(variables, [('"<b>"', None), ("a", "\0")], "<raw>", 8081)
         self.assertTrue(page.startswith("Content-type: text/html; charset=utf-8\r\n\r\n<!DOCTYPE"))
-        for text in ("<b>tunnel</b> mode", "<td>&lt;&amp;&gt;</td>", "&quot;&lt;b&gt;&quot;",
-                     "<em>unreadable</em>", "<td>\ufffd</td>"):
+        for text in ("<b>tunnel</b> mode, to port 8081", "<dd>&lt;&amp;&gt;</dd>",
+                     "<code>?&lt;&amp;&gt;</code>", "<dt>&lt;</dt>", "<dt>&gt;</dt>",
+                     "<span>&lt;s&gt;</span>", "<span>&lt;c&gt;</span>",
+                     "<dt>&quot;&lt;b&gt;&quot;</dt>", "<em>unreadable</em>", "<dd>\ufffd</dd>",
+                     "<pre>&lt;raw&gt;</pre>"):
             self.assertIn(text, page)
-        self.assertIn("<b>Apple-event</b> mode", httpRequest({}, []))
+        for text in '"<b>"', "<s>", "<c>", "<&>", "<raw>", "\0", "$":
+            self.assertNotIn(text, page)
+        self.assertIn("<b>Apple-event</b> mode, which needs no port", httpRequest({}, [], ""))
+
+    def test_placeholder_in_a_request_stays_text(self):
+        page = httpRequest({"QUERY_STRING": "$raw"}, [("a", "{port}")], "$$ ${mode}", 8081)
+        for text in "<dd>$raw</dd>", "<dd>{port}</dd>", "<pre>$$ ${mode}</pre>":
+            self.assertIn(text, page)
+
+    def test_unreadable_variable_does_no_harm(self):
+        page = httpRequest(dict.fromkeys(("QUERY_STRING", "SERVER_SOFTWARE")), [], "")
+        self.assertEqual(page.count("<dd><em>unreadable</em></dd>"), 2)
+
+    def test_large_request_is_shown_in_part(self):
+        for length, end in ((LONGEST_RAW, "x"), (LONGEST_RAW + 7, "x\n... and 7 more characters")):
+            with self.subTest(length=length):
+                page = httpRequest({}, [], "x" * length)
+                self.assertIn(f"<pre>{'x' * (LONGEST_RAW - 1)}{end}</pre>", page)
+
+    def test_style_in_the_query_asks_for_the_style_sheet(self):
+        for query in "style", "style=1":
+            page = httpRequest({"QUERY_STRING": query}, [], "")
+            self.assertTrue(page.startswith("Content-type: text/css; charset=utf-8\r\n\r\n/*"))
 
     def test_plain_in_the_query_asks_for_a_page_without_header(self):
         for query in "plain=1", "plain", "a=1&plain=":
-            self.assertEqual(httpRequest({"QUERY_STRING": query}, [("a", "<")]),
+            self.assertEqual(httpRequest({"QUERY_STRING": query}, [("a", "<")], ""),
                              f"a = <\nQUERY_STRING = {query}\n")
         for query in "", "x=plain", "plainer=1", None:
-            self.assertTrue(httpRequest({"QUERY_STRING": query}, []).startswith("Content-type:"))
+            self.assertTrue(httpRequest({"QUERY_STRING": query}, [], "").startswith("Content-type:"))
 
 
 class Server(unittest.TestCase):
@@ -187,7 +214,9 @@ class Server(unittest.TestCase):
     def test_post_to_the_tunnel_gives_the_page(self):
         status, content_type, text = self.ask("POST", "/apache-tunnel/", b"a=1")
         self.assertEqual((status, content_type), (200, "text/html; charset=utf-8"))
-        self.assertIn("<tr><th>a</th><td>1</td></tr>", text)
+        self.assertIn("<dt>a</dt><dd>1</dd>", text)
+        self.assertIn(f"to port {self.port}.", text)
+        self.assertIn("\r\n\r\na=1</pre>", text)
 
     def test_everything_else_is_refused_with_a_text(self):
         for method, path, status in (
@@ -230,7 +259,7 @@ class Life(unittest.TestCase):
             self.assertEqual(os.stat(self.path).st_mode & 0o777, 0o666)
             reply = receive(io.BytesIO(self.send(pack(event))))
         self.assertEqual((reply.kind, reply.return_id, reply.transaction_id), (ANSWER, -5, 3))
-        self.assertIn("<td>Bern</td>", reply.parameters[b"----"][1].decode())
+        self.assertIn("<dd>Bern</dd>", reply.parameters[b"----"][1].decode())
         self.assertFalse(os.path.exists(self.path))
 
     def test_broken_message_gets_no_reply_and_does_no_harm(self):

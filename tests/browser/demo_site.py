@@ -1,0 +1,41 @@
+"""The demo's arrangement for a browser: its form and the bridge under an Apache, and its server."""
+import contextlib
+import os
+import shutil
+import sys
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
+                                "end_to_end"))
+
+from harness import (BRIDGE, ROOT, SANITIZERS, PrivateApache, example_server,  # noqa: E402
+                     open_folder, write_preferences)
+
+
+class DemoSite:
+    """Serves the form from the start of a with block to its end, in tunnel mode at first."""
+
+    def __enter__(self):
+        with contextlib.ExitStack() as stack:
+            folder = stack.enter_context(open_folder("config", "runtime", "site"))
+            shutil.copy(os.path.join(ROOT, "examples", "form.html"), os.path.join(folder, "site"))
+            self.config = os.path.join(folder, "config")
+            environment = {"XDG_CONFIG_HOME": self.config, "XDG_CONFIG_DIRS": folder,
+                           "XDG_RUNTIME_DIR": os.path.join(folder, "runtime"), **SANITIZERS}
+            self.server_port = stack.enter_context(
+                example_server("--apple-events", environment=environment))
+            self.apache = stack.enter_context(PrivateApache(
+                BRIDGE, environment=environment, document_root=os.path.join(folder, "site")))
+            self.choose("TCP/IP")
+            self.stack = stack.pop_all()
+        return self
+
+    def __exit__(self, *details):
+        return self.stack.__exit__(*details)
+
+    def choose(self, protocol):
+        """The mode from the next request on."""
+        write_preferences(self.config, QZQuintoraServerPort=self.server_port,
+                          QZCGIConnectionProtocol=protocol)
+
+    def url(self, path="/form.html"):
+        return self.apache.url(path)

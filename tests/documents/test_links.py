@@ -1,0 +1,75 @@
+#!/usr/bin/env python3
+"""The links of the documents lead somewhere: to a file of the tree, and to a heading in it."""
+import pathlib
+import re
+import unittest
+from typing import NamedTuple
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+LINK = re.compile(r"\[(?:[^\]\[]|\[[^\]]*\])*\]\(([^)\s]+)\)")
+FENCE = re.compile(r"^(```|~~~).*?^\1[^\n]*$", re.MULTILINE | re.DOTALL)
+
+
+class Link(NamedTuple):
+    page: pathlib.Path
+    target: str
+
+
+def pages():
+    return [ROOT / "README.md", ROOT / "CONTRIBUTING.md", ROOT / "CHANGELOG.md",
+            *sorted((ROOT / "docs").rglob("*.md"))]
+
+
+def text_of(page):
+    """The page without its code blocks, in which nothing is a link or a heading."""
+    return FENCE.sub("", page.read_text(encoding="utf-8"))
+
+
+def links_of(page):
+    text = re.sub(r"(?<!\[)`[^`\n]*`", "", text_of(page))
+    return [Link(page, target) for target in LINK.findall(text)]
+
+
+def anchors_of(page):
+    """The anchors as the usual renderers make them of the headings."""
+    anchors, seen = set(), {}
+    for heading in re.findall(r"^#+ +(.*?) *#*$", text_of(page), re.MULTILINE):
+        text = re.sub(r"\[([^\]]*)\]\([^)]*\)", r"\1", heading).lower()
+        anchor = re.sub(r"[^\w\- ]", "", text).replace(" ", "-")
+        count = seen[anchor] = seen.get(anchor, -1) + 1
+        anchors.add(f"{anchor}-{count}" if count else anchor)
+    return anchors
+
+
+class Links(unittest.TestCase):
+    def local_links(self):
+        found = [link for page in pages() for link in links_of(page)
+                 if not re.match(r"[a-z]+:", link.target)]
+        self.assertGreater(len(found), 20, "hardly any link was found")
+        return found
+
+    def test_files_are_there(self):
+        for link in self.local_links():
+            with self.subTest(page=link.page.name, target=link.target):
+                file = link.target.partition("#")[0]
+                target = (link.page.parent / file).resolve()
+                self.assertTrue(target.is_relative_to(ROOT) and target.exists())
+
+    def test_anchors_are_there(self):
+        for link in self.local_links():
+            file, _, anchor = link.target.partition("#")
+            target = link.page.parent / file if file else link.page
+            if anchor and target.exists():
+                with self.subTest(page=link.page.name, target=link.target):
+                    self.assertIn(anchor, anchors_of(target))
+
+    def test_readme_leads_to_every_page(self):
+        linked = {(link.page.parent / link.target.partition("#")[0]).resolve()
+                  for link in links_of(ROOT / "README.md")}
+        for page in pages()[1:]:
+            with self.subTest(page.name):
+                self.assertIn(page, linked)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -5,7 +5,8 @@ add_library(warnings INTERFACE)
 target_compile_options(warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
   -Wcast-align -Wcast-qual -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wundef
-  -Wimplicit-fallthrough -Wvla -Werror)
+  -Wimplicit-fallthrough -Wvla
+  $<$<BOOL:${WARNINGS_AS_ERRORS}>:-Werror>)
 
 add_library(product_options INTERFACE)
 target_link_libraries(product_options INTERFACE warnings)

@@ -7,7 +7,8 @@
 #include "extras/String.h"
 
 // Arranges how the process may end: writing to a reader that is gone is an error value and not a
-// signal; an abnormal end, which a visitor can cause at will, leaves no core file.
+// signal; memory that runs out ends in a short answer and status 0; an abnormal end, which a visitor
+// can cause at will, leaves no core file.
 void prepareProcess();
 
 // Reads until `count` bytes have come, the input ends or reading fails. Returns how many came;

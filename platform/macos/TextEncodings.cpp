@@ -12,17 +12,16 @@ TextEncoding textEncodingFromIANACharSetName(const String& name) {
   if (builtIn != kNoTextEncoding)
     return builtIn;
   const Owned<CFStringRef> object(createCFString(name));
-  const CFStringEncoding encoding = CFStringConvertIANACharSetNameToEncoding(object.get());
-  if (encoding == kCFStringEncodingInvalidId)
-    return kUnknownTextEncoding;
-  return CFStringConvertEncodingToNSStringEncoding(encoding);
+  // An invalid encoding has an identifier, too, which is not 0.
+  return CFStringConvertEncodingToNSStringEncoding(
+      CFStringConvertIANACharSetNameToEncoding(object.get()));
 }
 
 String decodeData(std::string_view bytes, TextEncoding encoding) {
   if (isBuiltInTextEncoding(encoding))
     return initWithDataEncoding(bytes, encoding);
   const CFStringEncoding systemEncoding = CFStringConvertNSStringEncodingToEncoding(encoding);
-  if (encoding == kUnknownTextEncoding || !CFStringIsEncodingAvailable(systemEncoding))
+  if (!CFStringIsEncodingAvailable(systemEncoding))
     return std::nullopt;
   // The bytes come from outside, so a byte-order mark at their start is no part of the text.
   constexpr Boolean kIsExternal = true;

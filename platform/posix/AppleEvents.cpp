@@ -28,10 +28,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <new>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 #include "platform/posix/Sockets.h"
 
@@ -47,41 +47,26 @@ constexpr size_t kParameterHeadBytes = 12;        // keyword, type, size
 constexpr FourCharCode kReplyClass = 0x61657674;  // 'aevt'
 constexpr FourCharCode kReplyID = 0x616E7372;     // 'ansr'
 
+// A parameter within a message's bytes.
 struct Parameter {
   AEKeyword keyword;
   DescType type;
-  std::string data;
-};
-
-struct Message {
-  AEEventClass eventClass = 0;
-  AEEventID eventID = 0;
-  AEReturnID returnID = 0;
-  AETransactionID transactionID = 0;
-  std::vector<Parameter> parameters;
+  std::string_view data;
 };
 
 }  // namespace
 
-// What a descriptor refers to: plain data, or an event or reply.
+// What a descriptor refers to: plain data; or an event or reply, as the bytes of its message
+// without their size.
 struct AEDataStorageType {
-  std::string data;
+  std::string bytes;
   OSType target = 0;  // of an event: the signature of the process that it goes to
-  Message message;
 };
 
 namespace {
 
 bool isEvent(const AppleEvent* event) {
   return event && event->descriptorType == typeAppleEvent && event->dataHandle;
-}
-
-const Parameter* findParameter(const AppleEvent* event, AEKeyword keyword) {
-  for (const Parameter& parameter : event->dataHandle->message.parameters) {
-    if (parameter.keyword == keyword)
-      return &parameter;
-  }
-  return nullptr;
 }
 
 void putNumber(std::string& bytes, uint32_t number) {
@@ -98,40 +83,55 @@ uint32_t takeNumber(std::string_view& bytes) {
   return number;
 }
 
-std::string encoded(const Message& message) {
-  std::string content;
-  putNumber(content, message.eventClass);
-  putNumber(content, message.eventID);
-  putNumber(content, static_cast<uint32_t>(message.returnID));
-  putNumber(content, static_cast<uint32_t>(message.transactionID));
-  for (const Parameter& parameter : message.parameters) {
-    putNumber(content, parameter.keyword);
-    putNumber(content, parameter.type);
-    putNumber(content, static_cast<uint32_t>(parameter.data.size()));
-    content += parameter.data;
-  }
-  return content;
+uint32_t numberAt(std::string_view bytes, size_t at) {
+  bytes.remove_prefix(at);
+  return takeNumber(bytes);
 }
 
-OSStatus decode(std::string_view content, Message& message) {
-  if (content.size() < kMessageHeadBytes)
-    return errAECorruptData;
-  message.eventClass = takeNumber(content);
-  message.eventID = takeNumber(content);
-  message.returnID = static_cast<AEReturnID>(takeNumber(content));
-  message.transactionID = static_cast<AETransactionID>(takeNumber(content));
-  while (!content.empty()) {
-    if (content.size() < kParameterHeadBytes)
-      return errAECorruptData;
-    const AEKeyword keyword = takeNumber(content);
-    const DescType type = takeNumber(content);
-    const size_t size = takeNumber(content);
-    if (size > content.size())
-      return errAECorruptData;
-    message.parameters.push_back({keyword, type, std::string(content.substr(0, size))});
-    content.remove_prefix(size);
+// Takes a parameter off the front; absent when what is left is none.
+std::optional<Parameter> takeParameter(std::string_view& bytes) {
+  if (bytes.size() < kParameterHeadBytes)
+    return std::nullopt;
+  const AEKeyword keyword = takeNumber(bytes);
+  const DescType type = takeNumber(bytes);
+  const size_t size = takeNumber(bytes);
+  if (size > bytes.size())
+    return std::nullopt;
+  const Parameter parameter = {keyword, type, bytes.substr(0, size)};
+  bytes.remove_prefix(size);
+  return parameter;
+}
+
+std::string_view parametersOf(const std::string& message) {
+  return std::string_view(message).substr(kMessageHeadBytes);
+}
+
+// The first parameter with the keyword.
+std::optional<Parameter> findParameter(const std::string& message, AEKeyword keyword) {
+  std::string_view left = parametersOf(message);
+  while (const std::optional<Parameter> parameter = takeParameter(left)) {
+    if (parameter->keyword == keyword)
+      return parameter;
   }
-  return noErr;
+  return std::nullopt;
+}
+
+// Whether the message has a head and consists of whole parameters.
+bool isWhole(const std::string& message) {
+  if (message.size() < kMessageHeadBytes)
+    return false;
+  std::string_view left = parametersOf(message);
+  while (!left.empty()) {
+    if (!takeParameter(left))
+      return false;
+  }
+  return true;
+}
+
+bool isReplyTo(const std::string& event, const std::string& message) {
+  const std::string_view ids(message);
+  return numberAt(ids, 0) == kReplyClass && numberAt(ids, 4) == kReplyID &&
+         ids.substr(8, 8) == std::string_view(event).substr(8, 8);  // return and transaction ID
 }
 
 // The path of the target's socket.
@@ -176,6 +176,8 @@ OSStatus Connection::open(const std::string& path) {
   std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
   // Connecting waits while the other's queue is full, and only this time-out ends that.
   const auto left = std::chrono::ceil<std::chrono::microseconds>(deadline_ - Clock::now()).count();
+  if (left <= 0)
+    return errAETimeout;  // to the system, a time-out of zero is none
   timeval timeout = {};
   timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(left / 1000000);
   timeout.tv_usec = static_cast<decltype(timeout.tv_usec)>(left % 1000000);
@@ -216,25 +218,24 @@ OSStatus Connection::receive(char* bytes, size_t size, OSStatus atStart) {
   return noErr;
 }
 
-// Receives a message in pieces, so that a peer that only claims to send much costs no memory.
-OSStatus receiveMessage(Connection& connection, Message& message) {
+// Receives a message, its memory in pieces as the bytes come, so that a peer that only claims to
+// send much costs nothing.
+OSStatus receiveMessage(Connection& connection, std::string& message) {
   char head[4];
   if (const OSStatus status = connection.receive(head, sizeof head, connectionInvalid))
     return status;
-  std::string_view headBytes(head, sizeof head);
-  const size_t size = takeNumber(headBytes);
+  const size_t size = numberAt({head, sizeof head}, 0);
   if (size > kMostMessageBytes)
     return errAECorruptData;
   constexpr size_t kPieceBytes = size_t{1} << 20;
-  std::string content;
-  while (content.size() < size) {
-    const size_t done = content.size();
-    content.resize(done + std::min(kPieceBytes, size - done));
+  while (message.size() < size) {
+    const size_t done = message.size();
+    message.resize(done + std::min(kPieceBytes, size - done));
     if (const OSStatus status =
-            connection.receive(&content[done], content.size() - done, errAECorruptData))
+            connection.receive(&message[done], message.size() - done, errAECorruptData))
       return status;
   }
-  return decode(content, message);
+  return isWhole(message) ? static_cast<OSStatus>(noErr) : errAECorruptData;
 }
 
 Clock::time_point deadlineAfter(long timeOut) {
@@ -258,7 +259,7 @@ OSErr AECreateDesc(DescType type, const void* data, Size size, AEDesc* result) {
   if (!result || size < 0 || (!data && size > 0))
     return paramErr;
   *result = {type, new AEDataStorageType};
-  result->dataHandle->data.assign(static_cast<const char*>(data), static_cast<size_t>(size));
+  result->dataHandle->bytes.assign(static_cast<const char*>(data), static_cast<size_t>(size));
   return noErr;
 }
 
@@ -268,16 +269,17 @@ OSErr AECreateAppleEvent(AEEventClass eventClass, AEEventID eventID, const AEAdd
     return paramErr;
   OSType signature;
   if (target->descriptorType != typeApplSignature || !target->dataHandle ||
-      target->dataHandle->data.size() != sizeof signature)
+      target->dataHandle->bytes.size() != sizeof signature)
     return errAENotAEDesc;
-  std::memcpy(&signature, target->dataHandle->data.data(), sizeof signature);
+  std::memcpy(&signature, target->dataHandle->bytes.data(), sizeof signature);
   *result = {typeAppleEvent, new AEDataStorageType};
   result->dataHandle->target = signature;
-  result->dataHandle->message = {eventClass,
-                                 eventID,
-                                 returnID == kAutoGenerateReturnID ? newReturnID() : returnID,
-                                 transactionID,
-                                 {}};
+  std::string& message = result->dataHandle->bytes;
+  putNumber(message, eventClass);
+  putNumber(message, eventID);
+  const AEReturnID id = returnID == kAutoGenerateReturnID ? newReturnID() : returnID;
+  putNumber(message, static_cast<uint32_t>(id));
+  putNumber(message, static_cast<uint32_t>(transactionID));
   return noErr;
 }
 
@@ -287,12 +289,17 @@ OSErr AEPutParamPtr(AppleEvent* event, AEKeyword keyword, DescType type, const v
     return errAENotAEDesc;
   if (size < 0 || (!data && size > 0))
     return paramErr;
-  std::vector<Parameter>& parameters = event->dataHandle->message.parameters;
-  parameters.erase(std::remove_if(parameters.begin(), parameters.end(),
-                                  [=](const Parameter& p) { return p.keyword == keyword; }),
-                   parameters.end());
-  parameters.push_back(
-      {keyword, type, std::string(static_cast<const char*>(data), static_cast<size_t>(size))});
+  std::string& message = event->dataHandle->bytes;
+  if (static_cast<size_t>(size) > kMostMessageBytes - std::min(kMostMessageBytes, message.size()))
+    return paramErr;
+  if (const std::optional<Parameter> earlier = findParameter(message, keyword)) {
+    const size_t at = static_cast<size_t>(earlier->data.data() - message.data());
+    message.erase(at - kParameterHeadBytes, kParameterHeadBytes + earlier->data.size());
+  }
+  putNumber(message, keyword);
+  putNumber(message, type);
+  putNumber(message, static_cast<uint32_t>(size));
+  message.append(static_cast<const char*>(data), static_cast<size_t>(size));
   return noErr;
 }
 
@@ -303,35 +310,32 @@ OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode mo
     return paramErr;
   if (mode != kAEWaitReply)
     return errAEUnknownSendMode;
-  const std::string content = encoded(event->dataHandle->message);
-  if (content.size() > kMostMessageBytes)
-    return paramErr;
+  const std::string& message = event->dataHandle->bytes;
   std::string size;
-  putNumber(size, static_cast<uint32_t>(content.size()));
+  putNumber(size, static_cast<uint32_t>(message.size()));
 
   Connection connection(deadlineAfter(timeOut));
-  Message answer;
+  std::string answer;
   OSStatus status = connection.open(socketPath(event->dataHandle->target));
   if (status == noErr)
     status = connection.send(size);
   if (status == noErr)
-    status = connection.send(content);
+    status = connection.send(message);
   if (status == noErr)
     status = receiveMessage(connection, answer);
   if (status != noErr)
     return status;
-  if (answer.eventClass != kReplyClass || answer.eventID != kReplyID ||
-      answer.returnID != event->dataHandle->message.returnID)
+  if (!isReplyTo(message, answer))
     return errAEReplyNotValid;
   *reply = {typeAppleEvent, new AEDataStorageType};
-  reply->dataHandle->message = std::move(answer);
+  reply->dataHandle->bytes = std::move(answer);
   return noErr;
 }
 
 OSErr AESizeOfParam(const AppleEvent* event, AEKeyword keyword, DescType* type, Size* size) {
   if (!isEvent(event))
     return errAENotAEDesc;
-  const Parameter* const parameter = findParameter(event, keyword);
+  const std::optional<Parameter> parameter = findParameter(event->dataHandle->bytes, keyword);
   if (!parameter)
     return errAEDescNotFound;
   *type = parameter->type;
@@ -343,7 +347,7 @@ OSErr AEGetParamPtr(const AppleEvent* event, AEKeyword keyword, DescType desired
                     DescType* actualType, void* data, Size maximumSize, Size* actualSize) {
   if (!isEvent(event))
     return errAENotAEDesc;
-  const Parameter* const parameter = findParameter(event, keyword);
+  const std::optional<Parameter> parameter = findParameter(event->dataHandle->bytes, keyword);
   if (!parameter)
     return errAEDescNotFound;
   if (desiredType != typeWildCard && desiredType != parameter->type)

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <new>
 
 #include "extras/TextEncoding.h"
 
@@ -23,6 +24,13 @@ constexpr size_t kMostAtOnce = size_t{1} << 30;
   const rlimit none = {1, 1};
   setrlimit(RLIMIT_CORE, &none);
   std::abort();
+}
+
+// Everything is printed by one write at the very end, so nothing has been when memory runs out.
+[[noreturn]] void answerWithoutMemory() {
+  writeStandardOutput(
+      "Content-type: text/plain\r\n\r\nQuintora CGI error: Out of memory.\r\n");
+  _exit(0);
 }
 
 // Calls again what a signal interrupted.
@@ -40,6 +48,7 @@ ssize_t uninterrupted(Call call) {
 void prepareProcess() {
   std::signal(SIGPIPE, SIG_IGN);
   std::set_terminate(endWithoutCore);
+  std::set_new_handler(answerWithoutMemory);
 }
 
 size_t readStandardInput(char* buffer, size_t count) {

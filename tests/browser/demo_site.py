@@ -1,5 +1,6 @@
 """The demo's arrangement for a browser: its form and the bridge under an Apache, and its server."""
 import contextlib
+import http.client
 import os
 import shutil
 import sys
@@ -39,3 +40,14 @@ class DemoSite:
 
     def url(self, path="/form.html"):
         return self.apache.url(path)
+
+    def load(self, path, form=None):
+        """The body of a page without a browser; a form makes it a POST."""
+        connection = http.client.HTTPConnection("127.0.0.1", self.apache.port, timeout=30)
+        with contextlib.closing(connection):
+            head = {"Content-Type": "application/x-www-form-urlencoded"}
+            connection.request("GET" if form is None else "POST", path, form, head if form else {})
+            answer = connection.getresponse()
+            if answer.status != 200:
+                raise OSError(f"{path} gives {answer.status} {answer.reason}")
+            return answer.read()

@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 """The links of the documents lead somewhere: to a file of the tree, and to a heading in it."""
 import pathlib
 import re
@@ -26,7 +25,8 @@ def text_of(page):
 
 
 def links_of(page):
-    text = re.sub(r"(?<!\[)`[^`\n]*`", "", text_of(page))
+    # What looks like a link in a piece of code is none.
+    text = re.sub("`[^`]*`", lambda code: re.sub(r"[\[\]()]", "", code[0]), text_of(page))
     return [Link(page, target) for target in LINK.findall(text)]
 
 

@@ -1,11 +1,9 @@
-#!/usr/bin/env python3
 """docs/messages.md against the sources: every text that a visitor may see stands in both.
 
 The texts are put together from the literals of the sources as the program puts them together:
 pieces around "+", both sides of a "?:", formats, and sentences within sentences. A text that is
 neither a message nor known as something else fails, so a new one cannot be overlooked.
 """
-import fnmatch
 import pathlib
 import re
 import unittest
@@ -382,7 +380,7 @@ class Lists(unittest.TestCase):
                     for text in texts))
 
     def test_no_literal_is_overlooked(self):
-        """The texts that were found hold each literal of the sources, counted without them."""
+        """The reader above gives back each literal that a plain search finds."""
         for path in sources():
             file = path.relative_to(ROOT).as_posix()
             if file in WITHOUT_MESSAGES:

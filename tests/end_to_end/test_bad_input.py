@@ -74,6 +74,10 @@ def allow_core_files():
     resource.setrlimit(resource.RLIMIT_CORE, (most, most))
 
 
+def with_little_memory():
+    resource.setrlimit(resource.RLIMIT_AS, (100 * MIB, 100 * MIB))
+
+
 class BodyLength(BridgeTest):
     @not_sanitized
     def test_huge_length_reads_the_input_or_drops_the_form(self):
@@ -105,6 +109,13 @@ class BodyLength(BridgeTest):
         self.post(b"a=" + value)
         pairs = self.server.request.body.split(b"&")
         self.assertEqual(max(pairs, key=len) == b"a=" + value, True)
+
+    @not_sanitized
+    def test_memory_that_runs_out_ends_in_a_short_answer(self):
+        body = b"a=" + b"b" * (60 * MIB)
+        self.assertEqual(self.post(body, before=with_little_memory).stdout,
+                         DEFAULT_HEADER + b"Quintora CGI error: Out of memory.\r\n")
+        self.assertEqual(self.server.connections, 0)
 
     def test_body_ends_at_a_nul(self):
         self.assertEqual(self.fields(b"a=1\0&b=2"), {"a": "1"})

@@ -1,11 +1,32 @@
-#include "tests/macos/StandIns.h"
+#include "platform/macos/CoreFoundation.h"
 #include "tests/platform/PreferencesStore.h"
+
+namespace {
+
+// What has been stored, to be taken out again: on a Mac these are preferences of the user that runs
+// the tests, though of applications that do not exist.
+std::vector<std::pair<String, String>> stored;
+
+void store(const String& domain, const String& key, CFPropertyListRef value) {
+  const Owned<CFStringRef> domainObject(createCFString(domain));
+  const Owned<CFStringRef> keyObject(createCFString(key));
+  CFPreferencesSetAppValue(keyObject.get(), value, domainObject.get());
+  CFPreferencesAppSynchronize(domainObject.get());
+}
+
+}  // namespace
 
 PreferencesStore::PreferencesStore() = default;
 
-PreferencesStore::~PreferencesStore() { standInClearPreferences(); }
+PreferencesStore::~PreferencesStore() {
+  for (const auto& [domain, key] : stored)
+    store(domain, key, nullptr);
+  stored.clear();
+}
 
 void PreferencesStore::storeText(const std::u16string& domain, const std::u16string& key,
                                  const std::u16string& text) {
-  standInStoreText(domain, key, text);
+  const Owned<CFStringRef> value(createCFString(text));
+  store(domain, key, value.get());
+  stored.emplace_back(domain, key);
 }

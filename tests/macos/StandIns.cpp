@@ -72,10 +72,6 @@ std::optional<std::u16string> converted(const char* charset, std::string bytes) 
 
 }  // namespace
 
-void standInStoreText(const std::u16string& domain, const std::u16string& key,
-                      const std::u16string& text) {
-  preferences[{domain, key}] = {kStringType, text, 0};
-}
 void standInStoreNumber(const std::u16string& domain, const std::u16string& key, double number) {
   preferences[{domain, key}] = {kNumberType, u"", number};
 }
@@ -143,9 +139,11 @@ void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer) {
   std::copy(part.begin(), part.end(), buffer);
 }
 
+// As lenient as a system may be: a name counts up to the first character that is none of a name.
 CFStringEncoding CFStringConvertIANACharSetNameToEncoding(CFStringRef name) {
+  const std::u16string text = lowercase(textOf(name));
   for (const Charset& charset : kCharsets) {
-    if (lowercase(textOf(name)) == charset.name)
+    if (text.substr(0, text.find_first_of(u" /,")) == charset.name)
       return charset.encoding;
   }
   return kCFStringEncodingInvalidId;
@@ -164,7 +162,7 @@ CFStringEncoding CFStringConvertNSStringEncodingToEncoding(unsigned long identif
     if (charset.identifier == identifier)
       return charset.encoding;
   }
-  return kCFStringEncodingInvalidId;
+  return static_cast<CFStringEncoding>(identifier & ~0x80000000UL);
 }
 
 Boolean CFStringIsEncodingAvailable(CFStringEncoding encoding) {
@@ -189,3 +187,13 @@ CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applica
   const Object& object = stored->second;
   return create(object.type, object.text, object.number);
 }
+
+void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef applicationID) {
+  const std::pair<std::u16string, std::u16string> place(textOf(applicationID), textOf(key));
+  if (value)
+    preferences[place] = living(value);
+  else
+    preferences.erase(place);
+}
+
+Boolean CFPreferencesAppSynchronize(CFStringRef) { return true; }

@@ -5,9 +5,7 @@
 
 #include <string>
 
-// Stores values in a preference domain; the store owns them.
-void standInStoreText(const std::u16string& domain, const std::u16string& key,
-                      const std::u16string& text);
+// Stores values that are no text in a preference domain; the store owns them.
 void standInStoreNumber(const std::u16string& domain, const std::u16string& key, double number);
 void standInStoreDate(const std::u16string& domain, const std::u16string& key);
 void standInStoreBoolean(const std::u16string& domain, const std::u16string& key);

@@ -8,10 +8,13 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <thread>
+
+#include "platform/Process.h"
 
 namespace {
 
@@ -45,6 +48,7 @@ std::string textParameter(const std::string& text) { return "----TEXT" + sized(t
 class AppleEventsTest : public ::testing::Test {
  protected:
   void SetUp() override {
+    prepareProcess();  // a peer that goes away is an error value then
     char folder[] = "/tmp/apple-events-test-XXXXXX";
     ASSERT_NE(mkdtemp(folder), nullptr);
     folder_ = folder;
@@ -194,8 +198,45 @@ TEST_F(AppleEventsTest, ASilentPeerTimesOut) {
 }
 
 TEST_F(AppleEventsTest, ATimeOutIsOfTheWholeExchangeAndNotOfEachByte) {
-  startPeer([](const std::string& event) { return replyTo(event, "").substr(0, 6); }, true);
+  listenForEvents();
+  peer_ = std::thread([this] {
+    const int connection = accept(listener_, nullptr, nullptr);
+    const std::string reply = sized("aevtansr" + std::string(10000, 'x'));
+    for (const char byte : reply) {
+      if (send(connection, &byte, 1, MSG_NOSIGNAL) != 1)
+        break;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    close(connection);
+  });
+  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(sendText("x", 12), -1712);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+TEST_F(AppleEventsTest, WithoutTimeLeftNothingIsWaitedFor) {
+  listenForEvents();
+  for (const long timeOut : {0L, -60L})
+    EXPECT_EQ(sendText("x", timeOut), -1712);
+}
+
+TEST_F(AppleEventsTest, APeerThatGoesAwayWhileItIsSentToIsAnInvalidConnection) {
+  listenForEvents();
+  peer_ = std::thread([this] { close(accept(listener_, nullptr, nullptr)); });
+  EXPECT_EQ(sendText(std::string(10 << 20, 'x')), -609);
+}
+
+TEST_F(AppleEventsTest, ASocketThatThisUserMayNotUseIsNotPermitted) {
+  listenForEvents();
+  ASSERT_EQ(chmod(path().c_str(), 0), 0);
+  const uid_t user = geteuid();
+  const uid_t nobody = 65534;
+  if (user == 0) {  // whom nothing is forbidden
+    ASSERT_EQ(chmod(folder_.c_str(), 0755), 0);
+    ASSERT_EQ(seteuid(nobody), 0);
+  }
+  EXPECT_EQ(sendText("x"), -1743);
+  ASSERT_EQ(seteuid(user), 0);
 }
 
 TEST_F(AppleEventsTest, APeerThatTakesNoConnectionsTimesOut) {
@@ -244,8 +285,6 @@ TEST_F(AppleEventsTest, AnAbsurdReplyIsAnErrorStatus) {
   const BadReply rows[] = {
       {"no size at all", number(0), -1702},
       {"shorter than a head", sized("aevtansr" + number(1)), -1702},
-      {"a byte more than 2^30 claimed", number((1u << 30) + 1) + head, -1702},
-      {"the largest size claimed", number(0xFFFFFFFF) + head, -1702},
       {"2^30 claimed and not sent", number(1u << 30) + head, -1702},
       {"rest too short for a parameter", sized(head + "----TEXT"), -1702},
       {"a parameter larger than the message", sized(head + "----TEXT" + number(5) + "page"), -1702},
@@ -264,12 +303,35 @@ TEST_F(AppleEventsTest, AnAbsurdReplyIsAnErrorStatus) {
   }
 }
 
+// Such a peer need not even end the connection, or send anything at all, to be refused at once.
+TEST_F(AppleEventsTest, AClaimOfMoreThan2To30BytesIsRefusedAndASmallerOneWaitedFor) {
+  const struct {
+    uint32_t size;
+    OSStatus status;
+  } rows[] = {{1u << 30, -1712}, {(1u << 30) + 1, -1702}, {0xFFFFFFFF, -1702}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.size);
+    startPeer([&](const std::string&) { return number(row.size); }, true);
+    EXPECT_EQ(sendText("x", 12), row.status);
+    peer_.join();
+    close(listener_);
+    unlink(path().c_str());
+    received_.clear();
+  }
+}
+
 TEST_F(AppleEventsTest, AMessageThatIsNotTheReplyToThisEventIsRefused) {
   const std::function<std::string(const std::string&)> answers[] = {
       [](const std::string& event) { return sized("quiZansr" + event.substr(12, 8)); },
       [](const std::string& event) { return sized("aevtxRUN" + event.substr(12, 8)); },
       [](const std::string& event) {
         return sized("aevtansr" + number(numberAt(event, 12) + 1) + event.substr(16, 4));
+      },
+      [](const std::string& event) {  // the same return ID in its lower 16 bits
+        return sized("aevtansr" + number(numberAt(event, 12) + 0x10000) + event.substr(16, 4));
+      },
+      [](const std::string& event) {  // another transaction
+        return sized("aevtansr" + event.substr(12, 4) + number(99));
       },
   };
   for (const auto& answer : answers) {

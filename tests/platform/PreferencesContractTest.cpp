@@ -35,6 +35,12 @@ TEST(PreferencesContract, WhatIsNotSetIsAbsent) {
   EXPECT_EQ(preferences.objectForKey(std::nullopt), std::nullopt);
 }
 
+TEST(PreferencesContract, AnAbsentDomainHasNothing) {
+  PreferencesStore store;
+  store.storeText(kDomain, u"QZQuintoraServerPort", u"8081");
+  EXPECT_EQ(Preferences(std::nullopt).objectForKey(u"QZQuintoraServerPort"), std::nullopt);
+}
+
 TEST(PreferencesContract, TheSameKeyCanBeReadAgain) {
   PreferencesStore store;
   store.storeText(kDomain, u"QZQuintoraServerPort", u"8081");

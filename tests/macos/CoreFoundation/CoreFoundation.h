@@ -50,5 +50,7 @@ Boolean CFStringIsEncodingAvailable(CFStringEncoding encoding);
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 
 CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applicationID);
+void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef applicationID);
+Boolean CFPreferencesAppSynchronize(CFStringRef applicationID);
 
 }  // extern "C"

@@ -23,10 +23,12 @@ using Size = long;
 
 using AEDataStorageType = struct OpaqueAEDataStorageType*;
 using AEDataStorage = AEDataStorageType*;
+#pragma pack(push, 2)
 struct AEDesc {
   DescType descriptorType;
   AEDataStorage dataHandle;
 };
+#pragma pack(pop)
 using AEAddressDesc = AEDesc;
 using AppleEvent = AEDesc;
 

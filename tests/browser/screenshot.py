@@ -1,0 +1,39 @@
+#!/usr/bin/env python3
+"""Writes a picture of the demo's form and of its answer, side by side, for the documentation."""
+import base64
+import sys
+
+from chromium import Chromium
+from demo_site import DemoSite
+
+WIDTH, HEIGHT = 620, 1020
+BOTH = """<!DOCTYPE html><title>Form and answer</title>
+<style>body { margin: 0; display: flex; gap: 20px; background: #8d97a5 }</style>"""
+
+
+def main():
+    if len(sys.argv) != 2:
+        sys.exit(f"usage: {sys.argv[0]} FILE")
+    pictures = []
+    with DemoSite() as site, Chromium() as browser:
+        browser.show_as(WIDTH, HEIGHT)
+        browser.open(site.url())
+        pictures.append(browser.screenshot())
+        with browser.next_page():
+            browser.click("button", "Send by POST")
+        pictures.append(browser.screenshot())
+        # The browser itself puts them together.
+        browser.show_as(2 * WIDTH + 20, HEIGHT)
+        browser.open("about:blank")
+        images = "".join(f'<img src="data:image/png;base64,{base64.b64encode(picture).decode()}">'
+                         for picture in pictures)
+        frame = browser.call("Page.getFrameTree")["frameTree"]["frame"]["id"]
+        with browser.next_page():
+            browser.call("Page.setDocumentContent", frameId=frame, html=BOTH + images)
+        picture = browser.screenshot()
+    with open(sys.argv[1], "wb") as file:
+        file.write(picture)
+
+
+if __name__ == "__main__":
+    main()

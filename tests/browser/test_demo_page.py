@@ -1,0 +1,283 @@
+"""The demo page in a real browser: what a visitor types is what the answer shows, in both modes."""
+import subprocess
+import unittest
+from urllib.parse import parse_qs, urlencode
+
+from chromium import Chromium
+from demo_site import DemoSite
+
+from apple_events import StatementReader
+from quintora_server import decode_body
+
+MODES = {"TCP/IP": "tunnel", "AppleEvents": "Apple-event"}
+NAME = 'Zoë "Zed" Müller & Söhne + 100 %'
+NOTE = """ <b>Ä ö ü ß</b>, 'einfach', "doppelt", “typografisch” </pre><script>
+1 + 1 = 2 & 50 % von 4; %41 %zz &amp; ? # = \\ {Klammern} €
+
+😀 👩‍👩‍👧 𝄞 (null) ")) """
+SEARCH = 'Käse & "Brot" + 50 % = 😀 <i> %2B # ?'
+# The form takes so many UTF-16 units; no others cost as much as these do in Apple-event mode.
+LIMITS = {"Name": 40, "Note": 160}
+COSTLIEST = "€"
+SIZES = ((320, 640), (760, 1000), (1600, 1000))
+LOWEST_CONTRAST = 4.5
+
+PAIRS = """[...document.querySelectorAll("#%s dt")].map(
+    name => [name.textContent, name.nextElementSibling.textContent])"""
+# Every element with a text of its own whose colour is too close to the nearest background's.
+PALE_TEXTS = """(() => {
+  const channels = colour => colour.match(/[\\d.]+/g).map(Number);
+  const luminance = colour => channels(colour).slice(0, 3)
+    .map(value => value / 255)
+    .map(value => value <= .04045 ? value / 12.92 : ((value + .055) / 1.055) ** 2.4)
+    .reduce((sum, value, index) => sum + value * [.2126, .7152, .0722][index], 0);
+  const background = element => {
+    const colour = getComputedStyle(element).backgroundColor;
+    return channels(colour)[3] === 0 ? background(element.parentElement) : colour;
+  };
+  const contrast = element => {
+    const both = [getComputedStyle(element).color, background(element)].map(luminance);
+    return (Math.max(...both) + .05) / (Math.min(...both) + .05);
+  };
+  const texts = [...document.body.querySelectorAll("*")].filter(element =>
+    element.matches("input:not([type=hidden], [type=checkbox])") ||
+    [...element.childNodes].some(node => node.nodeType === 3 && node.data.trim()));
+  return [texts.length, texts.filter(element => contrast(element) < %s)
+    .map(element => `${element.outerHTML.slice(0, 80)}: ${contrast(element)}`)];
+})()""" % LOWEST_CONTRAST
+
+
+class BrowserTest(unittest.TestCase):
+    """One browser and one site for all tests of a class; each test chooses the mode it needs."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.site, cls.browser = cls.enter(DemoSite()), cls.enter(Chromium())
+
+    @classmethod
+    def enter(cls, context):
+        value = context.__enter__()
+        cls.addClassCleanup(context.__exit__, None, None, None)
+        return value
+
+    def each_mode(self):
+        for protocol, mode in MODES.items():
+            with self.subTest(mode=mode):
+                self.site.choose(protocol)
+                yield mode
+
+    def open_form(self):
+        self.browser.open(self.site.url())
+        self.check_page("/form.html", "/cgi-bin/Quintora.cgi?style")
+
+    def press(self, button):
+        with self.browser.next_page():
+            self.browser.click("button", button)
+
+    def check_page(self, *paths):
+        """All that the page needs came, nothing else did, and the browser finds no fault."""
+        types = ["text/html", "text/css"]
+        self.assertEqual(self.browser.responses(),
+                         [(path, 200, kind) for path, kind in zip(paths, types)])
+        self.assertEqual(self.browser.complaints(), [])
+
+    def shown(self, section):
+        return [tuple(pair) for pair in self.browser.evaluate(PAIRS % section)]
+
+    def text(self, selector):
+        return self.browser.evaluate(f'document.querySelector("{selector}").textContent')
+
+    def check_way(self, mode):
+        """The page names the mode and the port that were chosen."""
+        port = self.site.server_port
+        sentence = (f"came in tunnel mode, to port {port}." if mode == "tunnel" else
+                    "came in Apple-event mode, which needs no port.")
+        self.assertIn(sentence, self.text("header p"))
+        self.assertEqual(self.text(".chosen"), f"HTTP to port {port}" if mode == "tunnel" else
+                         "Apple event to QUIZ")
+
+    def send_form(self, name=NAME, note=NOTE):
+        self.open_form()
+        self.browser.type("Name", name)
+        self.browser.type("Note", note)
+        self.browser.click("label", "Sunday")
+        self.press("Send by POST")
+        self.check_page("/cgi-bin/Quintora.cgi?from=form", "/cgi-bin/Quintora.cgi?style")
+
+    def check_fields(self, mode, name=NAME, note=NOTE):
+        """All fields came whole, but the spare one, which may be cut; a tunnel has no order."""
+        fields = self.shown("fields")
+        if mode == "tunnel":
+            fields.sort(key=lambda field: (field[0] == "spare", field[0]))
+        *fields, (spare, dots) = fields
+        self.assertEqual(fields, [("name", name), ("note", note), ("saturday", "on"),
+                                  ("sunday", "on")])
+        self.assertEqual(spare, "spare")
+        if mode == "tunnel":
+            self.assertGreaterEqual(dots.count("."), 2 * sum(LIMITS.values()))
+
+    def ask(self):
+        self.open_form()
+        self.browser.type("Search for", SEARCH)
+        self.press("Ask by GET")
+
+    def check_query(self):
+        query = self.browser.evaluate("location.search")
+        self.assertEqual(parse_qs(query[1:]), {"search": [SEARCH]})
+        self.check_page(f"/cgi-bin/Quintora.cgi{query}", "/cgi-bin/Quintora.cgi?style")
+        self.assertEqual(self.text("#query code"), query)
+        self.assertEqual(self.shown("query"), [("search", SEARCH)])
+        self.assertEqual(self.shown("fields"), [])
+
+
+class RoundTrip(BrowserTest):
+    def test_form_sent_by_post_comes_back_as_it_was_typed(self):
+        for mode in self.each_mode():
+            self.send_form()
+            self.check_way(mode)
+            self.check_fields(mode)
+
+    def test_raw_request_holds_the_form_in_the_language_of_its_mode(self):
+        for mode in self.each_mode():
+            self.send_form()
+            raw = self.text("pre")
+            if mode == "tunnel":
+                head, body = raw.split("\n\n")
+                self.assertTrue(head.startswith("POST /apache-tunnel/ HTTP/1.1\nHost: localhost:"))
+                _, fields = decode_body(body.encode())
+            else:
+                _, fields = StatementReader(raw.encode()).statement()
+            fields = {name: value.replace("\r\n", "\n") for name, value in fields}
+            self.assertEqual((fields["name"], fields["note"]), (NAME, NOTE))
+
+    def test_form_filled_to_its_limits_comes_back_whole(self):
+        for text in COSTLIEST, "😀":
+            for mode in self.each_mode():
+                full = {label: text * (limit // (len(text.encode("utf-16-le")) // 2))
+                        for label, limit in LIMITS.items()}
+                self.send_form(full["Name"] + "x", full["Note"] + "x")
+                self.check_way(mode)
+                self.check_fields(mode, full["Name"], full["Note"])
+
+    def test_emptied_form_comes_back_empty(self):
+        for mode in self.each_mode():
+            self.send_form("", "")
+            self.check_way(mode)
+            self.check_fields(mode, "", "")
+
+    def test_query_sent_by_get_comes_back_raw_and_as_it_was_typed(self):
+        for mode in self.each_mode():
+            self.ask()
+            self.check_way(mode)
+            self.check_query()
+
+    def test_answer_leads_back_to_the_form(self):
+        self.site.choose("TCP/IP")
+        self.send_form()
+        with self.browser.next_page():
+            self.browser.click("a", "To the form")
+        self.check_page("/form.html", "/cgi-bin/Quintora.cgi?style")
+
+
+class WithoutScripts(BrowserTest):
+    def test_both_forms_work(self):
+        self.browser.call("Emulation.setScriptExecutionDisabled", value=True)
+        self.browser.open("data:text/html,<title>no</title><script>document.title='yes'</script>")
+        self.assertEqual(self.browser.evaluate("document.title"), "no")
+        for mode in self.each_mode():
+            self.send_form()
+            self.check_way(mode)
+            self.check_fields(mode)
+            self.ask()
+            self.check_way(mode)
+            self.check_query()
+
+    def test_no_page_holds_any(self):
+        for mode in self.each_mode():
+            for visit in self.open_form, self.send_form, self.ask:
+                visit()
+                self.assertEqual(self.browser.evaluate("document.scripts.length"), 0, visit)
+
+
+class Looks(BrowserTest):
+    """What every visitor needs to read and to use the pages."""
+
+    def test_text_stands_out_and_nothing_is_wider_than_the_window(self):
+        for scheme in "light", "dark":
+            for size in SIZES:
+                self.browser.show_as(*size, scheme)
+                for visit in self.open_form, self.send_form, self.ask:
+                    with self.subTest(scheme=scheme, size=size, page=visit.__name__):
+                        visit()
+                        count, pale = self.browser.evaluate(PALE_TEXTS)
+                        self.assertGreater(count, 10)
+                        self.assertEqual(pale, [])
+                        self.assertLessEqual(
+                            self.browser.evaluate("document.documentElement.scrollWidth"), size[0])
+
+    def test_schemes_differ(self):
+        colours = set()
+        for scheme in "light", "dark":
+            self.browser.show_as(*SIZES[0], scheme)
+            self.open_form()
+            colours.add(self.browser.evaluate("getComputedStyle(document.body).backgroundColor"))
+        self.assertEqual(len(colours), 2)
+
+    def test_every_control_has_a_name_and_every_page_an_outline(self):
+        self.open_form()
+        self.assertCountEqual(self.named("textbox", "searchbox", "checkbox", "button", "link"), [
+            ("textbox", "Name"), ("textbox", "Note"), ("checkbox", "Saturday"),
+            ("checkbox", "Sunday"), ("button", "Send by POST"), ("searchbox", "Search for"),
+            ("button", "Ask by GET"), ("link", "a page"), ("link", "the same as plain text")])
+        self.assertEqual(self.outline(), ["en", "H1", "H2", "H2"])
+        self.send_form()
+        self.assertEqual(self.named("link"), [("link", "To the form")])
+        self.assertEqual(self.outline(), ["en", "H1", "H2", "H2", "H2", "H2"])
+
+    def named(self, *roles):
+        """Role and name of each of these controls, as a screen reader gets them."""
+        nodes = self.browser.call("Accessibility.getFullAXTree")["nodes"]
+        return [(node["role"]["value"], node["name"]["value"]) for node in nodes
+                if not node["ignored"] and node["role"]["value"] in roles]
+
+    def outline(self):
+        return self.browser.evaluate("""[document.documentElement.lang,
+            ...[...document.querySelectorAll("h1, h2, h3")].map(heading => heading.tagName)]""")
+
+
+class Markup(unittest.TestCase):
+    """An HTML checker reads every kind of page."""
+
+    def test_checker_has_nothing_to_say(self):
+        form = urlencode({"a": NOTE, NAME: "", "b": "\0\r\n"}).encode() + b"&%C3=%zz"
+        with DemoSite() as site:
+            self.check("form", site.load("/form.html"))
+            for protocol, mode in MODES.items():
+                site.choose(protocol)
+                body = form if mode == "Apple-event" else form.partition(b"&%C3")[0]
+                self.check(f"POST, {mode}", site.load("/cgi-bin/Quintora.cgi?from=form", body))
+                for query in "", f"?{urlencode({'search': SEARCH})}", "?a=%zz&&=&<>":
+                    self.check(f"GET {query}, {mode}", site.load("/cgi-bin/Quintora.cgi" + query))
+
+    def check(self, name, page):
+        with self.subTest(page=name):
+            self.assertIn(b"</html>", page)
+            self.assertEqual(self.faults(page), (0, ""))
+
+    def faults(self, page):
+        # A visitor may send a field without a name, and the page shows it as it is.
+        checker = subprocess.run(
+            ["tidy", "-errors", "-quiet", "-utf8", "--drop-empty-elements", "no"], input=page,
+            capture_output=True, timeout=20)
+        return checker.returncode, checker.stderr.decode()
+
+    def test_checker_speaks_up(self):
+        with DemoSite() as site:
+            page = site.load("/form.html").replace(b"</form>", b"")
+        status, text = self.faults(page)
+        self.assertEqual(status, 1)
+        self.assertIn("missing </form>", text)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -10,16 +10,14 @@
 #include "bridge/SendLocalURL.h"
 #include "bridge/ServerScript.h"
 #include "extras/NSDictionary+NSDictionary_Extras.h"
-#include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 #include "platform/Process.h"
 
 namespace {
 
-// The path by which the web server started the bridge. File systems hold any bytes, so a path that
-// is not UTF-8 is read as well as can be; there is none when the argument list is empty.
+// The path by which the web server started the bridge; empty when the argument list is.
 String pathOfBridge(int count, const char* const* arguments) {
-  return stringWithUnknownEncodingData(count > 0 && arguments[0] ? arguments[0] : "");
+  return stringWithFileSystemRepresentation(count > 0 && arguments[0] ? arguments[0] : "");
 }
 
 }  // namespace

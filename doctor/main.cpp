@@ -201,7 +201,7 @@ void reportAppleEvents(Report& report, bool isProbing) {
 
 int examine(const char* argument, bool isProbing) {
   Report report;
-  const String path = stringWithUnknownEncodingData(argument);
+  const String path = stringWithFileSystemRepresentation(argument);
   const String commandName = lastPathComponent(path);
   Preferences preferences(kServerDefaultsSuite);
   const ConnectionChoice choice = connectionFor(commandName, preferences);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "extras/Characters.h"
 #include "extras/Uppercase.h"
 
 void raiseException() { std::terminate(); }
@@ -10,22 +11,6 @@ void raiseException() { std::terminate(); }
 namespace {
 
 constexpr size_t kNowhere = std::u16string_view::npos;
-
-// The character at a position and how many units it has; an unpaired surrogate stands for itself.
-struct Character {
-  char32_t value;
-  size_t units;
-};
-
-Character characterAt(std::u16string_view text, size_t at) {
-  const char32_t first = text[at];
-  if ((first & 0xFC00) == 0xD800 && at + 1 < text.size()) {
-    const char32_t second = text[at + 1];
-    if ((second & 0xFC00) == 0xDC00)
-      return {0x10000 + ((first & 0x3FF) << 10) + (second & 0x3FF), 2};
-  }
-  return {first, 1};
-}
 
 // The text with simple upper-case mappings that keep a character's number of units, so that
 // positions in it are positions in the text.
@@ -37,8 +22,8 @@ std::u16string foldedInPlace(std::u16string_view text) {
     if (character.units == 1 && upper < 0x10000) {
       folded[at] = static_cast<char16_t>(upper);
     } else if (character.units == 2 && upper >= 0x10000) {
-      folded[at] = static_cast<char16_t>(0xD800 + ((upper - 0x10000) >> 10));
-      folded[at + 1] = static_cast<char16_t>(0xDC00 + (upper & 0x3FF));
+      folded[at] = highSurrogate(upper);
+      folded[at + 1] = lowSurrogate(upper);
     }
     at += character.units;
   }
@@ -52,8 +37,6 @@ bool isWhiteSpace(char16_t unit) {
          unit == 0x202F || unit == 0x205F || unit == 0x3000;
 }
 
-bool isDigit(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
-
 // RFC 2396, section 2.2 (reserved) and 2.3 (unreserved); a table because every byte of a form is
 // looked up.
 struct URLCharacters {
@@ -65,16 +48,6 @@ struct URLCharacters {
   }
 };
 constexpr URLCharacters kURLCharacters;
-
-int hexadecimalDigit(char digit) {
-  if (digit >= '0' && digit <= '9')
-    return digit - '0';
-  if (digit >= 'A' && digit <= 'F')
-    return digit - 'A' + 10;
-  if (digit >= 'a' && digit <= 'f')
-    return digit - 'a' + 10;
-  return -1;
-}
 
 void appendDecimal(std::u16string& text, uint64_t magnitude, bool negative) {
   char16_t digits[20];  // 2^64 - 1 has 20
@@ -183,7 +156,7 @@ int64_t integerValue(const String& receiver) {
     ++at;
   const uint64_t bound = static_cast<uint64_t>(INT64_MAX) + (negative ? 1 : 0);
   uint64_t magnitude = 0;
-  for (; at != receiver->end() && isDigit(*at); ++at) {
+  for (; at != receiver->end() && isASCIIDigit(*at); ++at) {
     const uint64_t digit = static_cast<uint64_t>(*at - u'0');
     magnitude = magnitude > (bound - digit) / 10 ? bound : magnitude * 10 + digit;
   }
@@ -274,4 +247,9 @@ String stringWithFormat(std::u16string_view format,
     ++argument;
   }
   return text;
+}
+
+String stringWithFileSystemRepresentation(std::string_view bytes) {
+  const String text = initWithDataEncoding(bytes, kUTF8TextEncoding);
+  return text ? text : initWithDataEncoding(bytes, kMacOSRomanTextEncoding);
 }

@@ -39,10 +39,11 @@ String stringByReplacingOccurrencesOfStringWithString(const String& receiver, co
                                                       const String& replacement);
 
 // The pieces between separators, empty ones kept: always one more than there are separators. The
-// separator is not empty.
+// separator must not be empty or absent: that ends the run (raiseException).
 Array componentsSeparatedByString(const String& receiver, const String& separator);
 
-// The elements with the separator between each two; an empty list gives the empty text.
+// The elements with the separator, if there is one, between each two; an absent element stands as
+// "(null)". An empty list gives the empty text.
 String componentsJoinedByString(const Array& receiver, const String& separator);
 
 // The decimal number at the start of the text: white space (the Unicode property White_Space) is
@@ -52,6 +53,10 @@ int64_t integerValue(const String& receiver);
 
 // The text after the last "/"; slashes at the end are not looked at.
 String lastPathComponent(const String& receiver);
+
+// The text of a path or file name, which may hold any bytes: UTF-8, or Mac OS Roman where it is
+// not. Never absent.
+String stringWithFileSystemRepresentation(std::string_view bytes);
 
 // Replaces each byte of the text's UTF-8 form that is not a legal URL character (RFC 2396: not
 // unreserved, not reserved) by "%" and two upper-case hexadecimal digits. "#", "[" and "]" are
@@ -78,6 +83,7 @@ class FormatArgument {
 
 // Replaces the placeholders, in order, by the arguments: "%@" a text ("(null)" for an absent one),
 // "%d" a number's low 32 bits as a signed integer, "%ld" a signed and "%lu" an unsigned 64-bit
-// integer, all in decimal; "%%" is a percent sign. Formats are constants of the code, never data.
+// integer, all in decimal; "%%" is a percent sign. Formats are constants of the code, never data:
+// another placeholder, or one without an argument, ends the run (raiseException).
 String stringWithFormat(std::u16string_view format,
                         std::initializer_list<FormatArgument> arguments);

@@ -1,6 +1,6 @@
 #include "extras/TextEncoding.h"
 
-#include <cstring>
+#include "extras/Characters.h"
 
 namespace {
 
@@ -18,10 +18,6 @@ constexpr char16_t kMacOSRoman[129] =
     u"\u2044\u20AC\u2039\u203A\uFB01\uFB02\u2021\u00B7\u201A\u201E\u2030\u00C2\u00CA\u00C1\u00CB"
     u"\u00C8\u00CD\u00CE\u00CF\u00CC\u00D3\u00D4\uF8FF\u00D2\u00DA\u00DB\u00D9\u0131\u02C6\u02DC"
     u"\u00AF\u02D8\u02D9\u02DA\u00B8\u02DD\u02DB\u02C7";
-
-bool isHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
-bool isLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
-bool isSurrogate(char16_t unit) { return (unit & 0xF800) == 0xD800; }
 
 bool isContinuation(Byte byte) { return (byte & 0xC0) == 0x80; }
 
@@ -62,8 +58,8 @@ char16_t* putCharacter(char16_t* to, char32_t value) {
   if (value < 0x10000) {
     *to++ = static_cast<char16_t>(value);
   } else {
-    *to++ = static_cast<char16_t>(0xD800 + ((value - 0x10000) >> 10));
-    *to++ = static_cast<char16_t>(0xDC00 + (value & 0x3FF));
+    *to++ = highSurrogate(value);
+    *to++ = lowSurrogate(value);
   }
   return to;
 }
@@ -89,12 +85,11 @@ String decodeUTF8(std::string_view bytes) {
 }
 
 bool surrogatesArePaired(std::u16string_view text) {
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (!isSurrogate(text[i]))
-      continue;
-    if (!isHighSurrogate(text[i]) || i + 1 == text.size() || !isLowSurrogate(text[i + 1]))
+  for (size_t at = 0; at < text.size();) {
+    const Character character = characterAt(text, at);
+    if (isSurrogate(character.value))
       return false;
-    ++i;
+    at += character.units;
   }
   return true;
 }
@@ -199,16 +194,10 @@ Data lossyUTF8Data(const String& receiver) {
   if (!receiver)
     return bytes;
   bytes.reserve(receiver->size());
-  const std::u16string& text = *receiver;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (!isSurrogate(text[i])) {
-      appendUTF8(bytes, text[i]);
-    } else if (isHighSurrogate(text[i]) && i + 1 < text.size() && isLowSurrogate(text[i + 1])) {
-      appendUTF8(bytes, 0x10000 + ((text[i] & 0x3FFu) << 10) + (text[i + 1] & 0x3FFu));
-      ++i;
-    } else {
-      appendUTF8(bytes, 0xFFFD);
-    }
+  for (size_t at = 0; at < receiver->size();) {
+    const Character character = characterAt(*receiver, at);
+    appendUTF8(bytes, isSurrogate(character.value) ? 0xFFFD : character.value);
+    at += character.units;
   }
   return bytes;
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "extras/Characters.h"
+
 char32_t simpleUppercase(char32_t character) {
   const UppercaseRun* const end = kUppercaseRuns + kUppercaseRunCount;
   const UppercaseRun* const run =
@@ -25,7 +27,7 @@ void appendUppercase(std::u16string& text, char32_t character) {
   if (upper < 0x10000) {
     text += static_cast<char16_t>(upper);
   } else {
-    text += static_cast<char16_t>(0xD800 + ((upper - 0x10000) >> 10));
-    text += static_cast<char16_t>(0xDC00 + (upper & 0x3FF));
+    text += highSurrogate(upper);
+    text += lowSurrogate(upper);
   }
 }

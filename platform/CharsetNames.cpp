@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "extras/Characters.h"
+
 namespace {
 
 struct CharsetName {
@@ -47,18 +49,11 @@ constexpr CharsetName kBuiltInNames[] = {
     {"x-mac-roman", kMacOSRomanTextEncoding},
 };
 
-bool isLetterOrDigit(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
-}
-
-char lowercase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 }  // namespace
 
 TextEncoding builtInTextEncoding(std::string_view name) {
   for (const CharsetName& known : kBuiltInNames) {
-    if (std::equal(name.begin(), name.end(), known.name.begin(), known.name.end(),
-                   [](char a, char b) { return lowercase(a) == b; }))
+    if (isEqualIgnoringASCIICase(name, known.name))
       return known.encoding;
   }
   return kNoTextEncoding;
@@ -67,7 +62,7 @@ TextEncoding builtInTextEncoding(std::string_view name) {
 // Those of RFC 2978, and ":", "." and parentheses, which older registered names have.
 bool isCharsetName(std::string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
-    return isLetterOrDigit(c) ||
+    return isASCIILetter(c) || isASCIIDigit(c) ||
            std::string_view("!#$%&'+-^_`{}~:.()").find(c) != std::string_view::npos;
   });
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "extras/Characters.h"
 #include "extras/TextEncoding.h"
 
 namespace {
@@ -9,15 +10,6 @@ namespace {
 // The most that the head may have, interim replies included, and likewise the lines between two
 // pieces of a chunked body: a server that never ends them must not fill the memory.
 constexpr uint64_t kMostLineBytes = 256 * 1024;
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-char lowercase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool isEqualIgnoringCase(std::string_view text, std::string_view lowercaseText) {
-  return std::equal(text.begin(), text.end(), lowercaseText.begin(), lowercaseText.end(),
-                    [](char a, char b) { return lowercase(a) == b; });
-}
 
 std::string_view withoutBlanks(std::string_view text) {
   const size_t first = text.find_first_not_of(" \t");
@@ -44,18 +36,11 @@ void forEachPiece(std::string_view text, char separator, Call call) {
   }
 }
 
-int digitValue(char c) {
-  if (isDigit(c))
-    return c - '0';
-  const char lower = lowercase(c);
-  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : 99;
-}
-
 // A number of nothing but digits of the base (10 or 16), at most 2^63 - 1; absent otherwise.
 std::optional<uint64_t> numberFrom(std::string_view text, unsigned base) {
   uint64_t number = 0;
   for (const char c : text) {
-    const unsigned digit = static_cast<unsigned>(digitValue(c));
+    const unsigned digit = static_cast<unsigned>(hexadecimalDigit(c));  // -1 is a large one
     if (digit >= base || number > (static_cast<uint64_t>(INT64_MAX) - digit) / base)
       return std::nullopt;
     number = number * base + digit;
@@ -158,7 +143,7 @@ size_t HTTPReply::takeLineBytes(std::string_view bytes) {
   if (isChunkLine && !hasCarriageReturn)
     fail("a line around a chunk does not end with CR LF");
   else if (line_.find_first_of(std::string_view("\r\0", 2)) != line_.npos)
-    fail("a line of its head holds a NUL or a lone CR");
+    fail("one of its lines holds a NUL or a lone CR");
   else
     takeLine(line_);
   line_.clear();
@@ -193,7 +178,7 @@ void HTTPReply::takeStatusLine(std::string_view line) {
   const std::optional<uint64_t> status =
       line.size() > 11 ? numberFrom(line.substr(9, 3), 10) : std::nullopt;
   if (line.substr(0, kProtocol.size()) != kProtocol || !status || *status < 100 ||
-      !isDigit(line[7]) || line[8] != ' ' || (line.size() > 12 && line[12] != ' '))
+      !isASCIIDigit(line[7]) || line[8] != ' ' || (line.size() > 12 && line[12] != ' '))
     return fail("its status line is malformed");
   status_ = static_cast<int>(*status);
   expect_ = Expect::headerLine;
@@ -221,11 +206,11 @@ void HTTPReply::takeField() {
   if (name.empty() || name.size() == field_.size())
     return fail("a header line has no name or no colon");
   value = withoutBlanks(value);
-  if (isEqualIgnoringCase(name, "content-length"))
+  if (isEqualIgnoringASCIICase(name, "content-length"))
     takeContentLength(value);
-  else if (isEqualIgnoringCase(name, "transfer-encoding"))
+  else if (isEqualIgnoringASCIICase(name, "transfer-encoding"))
     takeTransferEncoding(value);
-  else if (isEqualIgnoringCase(name, "content-type"))
+  else if (isEqualIgnoringASCIICase(name, "content-type"))
     textEncodingName = charsetOfContentType(value);
 }
 
@@ -244,9 +229,9 @@ void HTTPReply::takeContentLength(std::string_view value) {
 // servers send, means none.
 void HTTPReply::takeTransferEncoding(std::string_view value) {
   forEachPiece(value, ',', [this](std::string_view coding) {
-    if (coding.empty() || isEqualIgnoringCase(coding, "identity"))
+    if (coding.empty() || isEqualIgnoringASCIICase(coding, "identity"))
       return;
-    if (isChunked_ || !isEqualIgnoringCase(coding, "chunked"))
+    if (isChunked_ || !isEqualIgnoringASCIICase(coding, "chunked"))
       hasUnknownCoding_ = true;
     else
       isChunked_ = true;
@@ -299,7 +284,7 @@ String charsetOfContentType(std::string_view contentType) {
     std::string value;
     const bool isGiven = cutParameterValue(contentType, value);
     cutPiece(contentType, ';');
-    if (isGiven && isEqualIgnoringCase(name, "charset"))
+    if (isGiven && isEqualIgnoringASCIICase(name, "charset"))
       return initWithDataEncoding(value, kISOLatin1TextEncoding);
   }
   return std::nullopt;

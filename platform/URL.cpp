@@ -2,15 +2,12 @@
 
 #include <algorithm>
 
+#include "extras/Characters.h"
 #include "extras/TextEncoding.h"
 
 namespace {
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-bool isHostCharacter(char c) {
-  return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' || c == '.';
-}
+bool isHostCharacter(char c) { return isASCIIDigit(c) || isASCIILetter(c) || c == '-' || c == '.'; }
 
 // Reserved and unreserved characters; the bridge writes no escapes.
 bool isPathCharacter(char c) {
@@ -39,7 +36,7 @@ std::optional<URL> URLWithString(const String& text) {
   URL url;
   url.host = take(rest, isHostCharacter);
   const std::string colon = take(rest, [](char c) { return c == ':'; });
-  url.port = take(rest, isDigit);
+  url.port = take(rest, isASCIIDigit<char>);
   if (url.host.empty() || colon != ":" || url.port.empty() || rest.substr(0, 1) != "/")
     return std::nullopt;
   url.path = take(rest, isPathCharacter);

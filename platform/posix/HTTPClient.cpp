@@ -20,8 +20,9 @@
 
 namespace {
 
-// What every peer's system takes at once, so that nothing of a smaller request is held by ours.
-constexpr size_t kLeastWindow = 32768;
+// Whether the system still holds something of a request is asked only of those that are larger; the
+// others it has passed on by the time that anybody could ask.
+constexpr size_t kSmallRequestBytes = 32768;
 
 struct Address {
   sockaddr_storage storage = {};
@@ -85,8 +86,9 @@ class Exchange {
     failure_ = sentence;
     return false;
   }
-  bool fail(const std::string& what, int error) {
-    return fail(what + " failed: " + std::strerror(error) + ".");
+  // For what the system refused.
+  bool fail(const char* what, int error) {
+    return fail(what + place_ + " failed: " + std::strerror(error) + ".");
   }
   void restartTimeout() { deadline_ = Clock::now() + request_.timeoutInterval; }
   int waitFor(int events);
@@ -114,21 +116,24 @@ class Exchange {
 // reason in failure().
 int Exchange::waitFor(int events) {
   for (;;) {
-    const int ready = pollUntil(deadline_, socket_.descriptor(), events);
+    // That the server takes what the system holds for it shows only when one looks.
+    const Clock::time_point look = Clock::now() + request_.timeoutInterval / 60;
+    const int ready = pollUntil(bytesHeld_ > 0 ? std::min(look, deadline_) : deadline_,
+                                socket_.descriptor(), events);
     if (ready > 0)
       return ready;
     if (ready < 0) {
-      fail("Waiting for " + place_, errno);
+      fail("Waiting for ", errno);
       return 0;
     }
-    // The server may have been busy taking what the system holds for it, which nothing else shows.
-    const int held = bytesOnTheirWay(socket_.descriptor());
-    if (held >= bytesHeld_) {
+    const int held = bytesHeld_ > 0 ? bytesOnTheirWay(socket_.descriptor()) : 0;
+    if (held < bytesHeld_) {
+      bytesHeld_ = held;
+      restartTimeout();
+    } else if (Clock::now() >= deadline_) {
       fail(place_ + " neither sent nor took a byte for " + inWords(request_.timeoutInterval) + ".");
       return 0;
     }
-    bytesHeld_ = held;
-    restartTimeout();
   }
 }
 
@@ -137,9 +142,9 @@ bool Exchange::connect() {
     return fail("\"" + addressText_ + "\" is not a numeric address.");
   const int descriptor = socket_.descriptor();
   if (descriptor < 0)
-    return fail("Making a socket for " + place_, errno);
+    return fail("Making a socket for ", socket_.error());
   if (fcntl(descriptor, F_SETFL, O_NONBLOCK) < 0)  // a new socket has no other flag
-    return fail("Preparing a socket for " + place_, errno);
+    return fail("Preparing a socket for ", errno);
   restartTimeout();
   int error = 0;
   const auto* const storage = reinterpret_cast<const sockaddr*>(&address_->storage);
@@ -158,7 +163,7 @@ bool Exchange::connect() {
   wasRefused_ = error == ECONNREFUSED;
   if (wasRefused_)
     return fail(place_ + " refused the connection.");
-  return fail("The connection to " + place_, error);
+  return fail("The connection to ", error);
 }
 
 // A server that stops reading may have answered all the same, so a failure to send only ends the
@@ -175,7 +180,7 @@ void Exchange::sendSome() {
   if (count >= 0) {
     sent_ += static_cast<size_t>(count);
     isSending_ = sent_ < head_.size() + request_.body.size();
-    if (sent_ > kLeastWindow)
+    if (sent_ > kSmallRequestBytes)
       bytesHeld_ = bytesOnTheirWay(socket_.descriptor());
     restartTimeout();
   } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
@@ -194,7 +199,7 @@ bool Exchange::receiveSome() {
   if (count == 0) {
     // The reset was told to the sending side, and only once; to this side it looks like an end.
     if (wasReset_)
-      return fail("The exchange with " + place_, ECONNRESET);
+      return fail("The exchange with ", ECONNRESET);
     if (takeOutcome(reply_.takeEnd()) && isFinished_)
       return true;
     return fail(place_ + (reply_.hasBegun()
@@ -203,7 +208,7 @@ bool Exchange::receiveSome() {
   }
   if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)
     return true;
-  return fail("The exchange with " + place_, errno);
+  return fail("The exchange with ", errno);
 }
 
 bool Exchange::takeOutcome(HTTPReply::State state) {

@@ -3,13 +3,14 @@
 #include "platform/Preferences.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <utility>
 
-#include "extras/NSString+Extras.h"
+#include "extras/NSString.h"
 #include "extras/TextEncoding.h"
 
 namespace {
@@ -21,9 +22,15 @@ struct ConfigurationFile {
 };
 
 std::optional<Data> contentsOfFile(const std::string& path) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  // Opening a pipe without a writer would wait for one, and a device may have no end.
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (file < 0)
     return std::nullopt;
+  struct stat status = {};
+  if (fstat(file, &status) < 0 || !S_ISREG(status.st_mode)) {
+    close(file);
+    return std::nullopt;
+  }
   Data contents;
   char buffer[4096];
   ssize_t came;
@@ -48,6 +55,8 @@ std::u16string_view withoutBlanks(std::u16string_view text) {
 // The entries of a file's text. Whatever is no entry, a comment for instance, is skipped.
 Dictionary entriesOf(std::u16string_view text) {
   Dictionary entries(std::in_place);
+  if (text.substr(0, 1) == u"\uFEFF")  // an editor's mark of UTF-8
+    text.remove_prefix(1);
   while (!text.empty()) {
     const size_t end = text.find(u'\n');
     const std::u16string_view line = withoutBlanks(text.substr(0, end));
@@ -129,7 +138,7 @@ std::vector<Preferences::Place> Preferences::places() const {
   std::vector<Place> places;
   for (const ConfigurationFile& file : store_->files) {
     places.push_back(
-        {stringWithUnknownEncodingData(file.path), file.state ? file.state : u"not needed"});
+        {stringWithFileSystemRepresentation(file.path), file.state ? file.state : u"not needed"});
   }
   return places;
 }

@@ -3,6 +3,9 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#if __has_include(<sys/prctl.h>)
+#include <sys/prctl.h>
+#endif
 
 #include <cerrno>
 #include <csignal>
@@ -19,17 +22,18 @@ namespace {
 constexpr size_t kMostAtOnce = size_t{1} << 30;
 
 [[noreturn]] void endWithoutCore() {
-  // One byte and not zero: Linux hands the dump to a core_pattern program in spite of a limit of
-  // zero, but takes a limit of one for "none at all".
-  const rlimit none = {1, 1};
+  const rlimit none = {0, 0};
   setrlimit(RLIMIT_CORE, &none);
+#if __has_include(<sys/prctl.h>)
+  // Linux hands the dump to a core_pattern program in spite of that limit.
+  prctl(PR_SET_DUMPABLE, 0);
+#endif
   std::abort();
 }
 
 // Everything is printed by one write at the very end, so nothing has been when memory runs out.
 [[noreturn]] void answerWithoutMemory() {
-  writeStandardOutput(
-      "Content-type: text/plain\r\n\r\nQuintora CGI error: Out of memory.\r\n");
+  writeStandardOutput("Content-type: text/plain\r\n\r\nQuintora CGI error: Out of memory.\r\n");
   _exit(0);
 }
 

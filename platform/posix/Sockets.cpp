@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <climits>
 
-Socket::Socket(int family) : descriptor_(socket(family, SOCK_STREAM, 0)) {}
+Socket::Socket(int family) : descriptor_(socket(family, SOCK_STREAM, 0)), error_(errno) {}
 
 Socket::~Socket() {
   if (descriptor_ >= 0)

@@ -5,7 +5,7 @@
 
 using Clock = std::chrono::steady_clock;
 
-// Owns a stream socket; the descriptor is negative, and errno says why, when none could be made.
+// Owns a stream socket; the descriptor is negative when none could be made, and error() says why.
 class Socket {
  public:
   explicit Socket(int family);
@@ -14,9 +14,11 @@ class Socket {
   Socket& operator=(const Socket&) = delete;
 
   int descriptor() const { return descriptor_; }
+  int error() const { return error_; }
 
  private:
   const int descriptor_;
+  const int error_;
 };
 
 // Waits until the descriptor can do one of poll's events or has failed, signals or not. Returns

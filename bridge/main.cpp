@@ -23,7 +23,7 @@ String pathOfBridge(int count, const char* const* arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  prepareProcess();
+  prepareProcess("Quintora CGI error: Out of memory.");
   const String bridgePath = pathOfBridge(argc, argv);
   const String commandName = lastPathComponent(bridgePath);
 

@@ -223,7 +223,7 @@ int examine(const char* argument, bool isProbing) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  prepareProcess();
+  prepareProcess("Out of memory.");
   bool isProbing = false;
   const char* path = nullptr;
   for (int i = 1; i < argc; ++i) {

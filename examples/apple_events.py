@@ -160,10 +160,11 @@ def run_event(event, answer):
     if b"----" not in event.parameters:
         return failure(NO_PARAMETER, "The event holds no statement.")
     try:
-        variables, fields = StatementReader(event.parameters[b"----"][1]).statement()
+        reader = StatementReader(event.parameters[b"----"][1])
+        variables, fields = reader.statement()
     except ValueError as error:
         return failure(SYNTAX_ERROR, f"The statement cannot be read: {error}.")
-    return {b"----": (b"TEXT", answer(dict(variables), fields).encode())}
+    return {b"----": (b"TEXT", answer(dict(variables), fields, reader.text).encode())}
 
 
 def failure(number, sentence):

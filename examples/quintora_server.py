@@ -24,7 +24,6 @@ blank line keeps that header; any other is given "Content-type: text/plain".
 """
 import argparse
 import contextlib
-import html
 import signal
 import sys
 import threading
@@ -33,58 +32,28 @@ from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from urllib.parse import parse_qs, unquote
 
 from apple_events import AppleEventServer
+from pages import STYLE, answer_page
 
 TUNNEL_PATH = "/apache-tunnel/"
 PREFIX = "ApacheTunnel_"
-PAGE = """Content-type: text/html; charset=utf-8\r
-\r
-<!DOCTYPE html>
-<html lang="en">
-<head>
-<meta charset="utf-8">
-<title>Quintora Server example</title>
-<style>
-body {{ font: 16px/1.5 sans-serif; max-width: 50em; margin: 2em auto; padding: 0 1em; }}
-th {{ text-align: left; vertical-align: top; font-weight: 600; padding-right: 2em; }}
-td {{ white-space: pre-wrap; word-break: break-all; }}
-</style>
-</head>
-<body>
-<h1>Quintora Server example</h1>
-<p>The request came in <b>{mode}</b> mode.</p>
-<h2>Fields</h2>
-<table>
-{fields}</table>
-<h2>Variables</h2>
-<table>
-{variables}</table>
-</body>
-</html>
-"""
+HEADER = "Content-type: {}; charset=utf-8\r\n\r\n"
 
 
-def httpRequest(variables, fields):  # named as the bridge's statement names it
+def httpRequest(variables, fields, raw, port=None):  # named as the bridge's statement names it
     """Answers one request, given as a dict of variables and a list of (name, value) fields.
 
-    None stands for a text that the bridge could not read. The page shows a NUL character as
+    None stands for a text that the bridge could not read. raw is the request as it arrived, and
+    port the one it came to; an Apple event comes to none. The page shows a NUL character as
     U+FFFD, because the bridge's output would end there.
     """
-    if "plain" in parse_qs(variables.get("QUERY_STRING") or "", keep_blank_values=True):
+    query = parse_qs(variables.get("QUERY_STRING") or "", keep_blank_values=True)
+    if "style" in query:
+        page = HEADER.format("text/css") + STYLE
+    elif "plain" in query:
         page = "".join(f"{name} = {value}\n" for name, value in [*fields, *variables.items()])
     else:
-        # The bridge names itself in tunnel mode only.
-        mode = "tunnel" if "CLIPATH" in variables else "Apple-event"
-        page = PAGE.format(mode=mode, fields=rows(fields), variables=rows(variables.items()))
+        page = HEADER.format("text/html") + answer_page(variables, fields, raw, port)
     return page.replace("\0", "\N{REPLACEMENT CHARACTER}")
-
-
-def rows(pairs):
-    return "".join(f"<tr><th>{cell(name)}</th><td>{cell(value)}</td></tr>\n"
-                   for name, value in pairs)
-
-
-def cell(text):
-    return "<em>unreadable</em>" if text is None else html.escape(text)
 
 
 def decode_body(body):
@@ -96,8 +65,29 @@ def decode_body(body):
     return variables, fields
 
 
+class RecordingReader:
+    """Reads from a stream and keeps what was read, so that a page can show it to the byte."""
+
+    def __init__(self, stream):
+        self.stream, self.seen, self.close = stream, b"", stream.close
+
+    def read(self, count):
+        return self.keep(self.stream.read(count))
+
+    def readline(self, limit):
+        return self.keep(self.stream.readline(limit))
+
+    def keep(self, data):
+        self.seen += data
+        return data
+
+
 class TunnelHandler(BaseHTTPRequestHandler):
     """Answers the bridge's POST; everything else is refused with a text that says so."""
+
+    def setup(self):
+        super().setup()
+        self.rfile = RecordingReader(self.rfile)
 
     def do_POST(self):
         body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
@@ -109,7 +99,9 @@ class TunnelHandler(BaseHTTPRequestHandler):
         except ValueError as error:
             self.reply(400, f"The body cannot be read: {error}.\n", "text/plain")
             return
-        self.reply(200, self.server.answer(variables, fields), "text/html")
+        raw = self.rfile.seen.decode("ascii", "replace")
+        page = self.server.answer(variables, fields, raw, self.server.server_port)
+        self.reply(200, page, "text/html")
 
     def refuse(self):
         status = 405 if self.path == TUNNEL_PATH else 404
@@ -143,9 +135,9 @@ def parse_arguments():
 def main():
     arguments = parse_arguments()
 
-    def answer(variables, fields):
+    def answer(*request):
         time.sleep(arguments.delay)
-        return httpRequest(variables, fields)
+        return httpRequest(*request)
 
     for number in signal.SIGINT, signal.SIGTERM:
         signal.signal(number, lambda *_: sys.exit())

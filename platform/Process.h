@@ -7,9 +7,9 @@
 #include "extras/String.h"
 
 // Arranges how the process may end: writing to a reader that is gone is an error value and not a
-// signal; memory that runs out ends in a short answer and status 0; an abnormal end, which a visitor
-// can cause at will, leaves no core file.
-void prepareProcess();
+// signal; memory that runs out ends in a response of this text, which stays where it is, and status
+// 0; an abnormal end, which a visitor can cause at will, leaves no core file.
+void prepareProcess(const char* textWithoutMemory);
 
 // Reads until `count` bytes have come, the input ends or reading fails. Returns how many came;
 // bytes beyond `count` stay unread. Only the bytes that came are touched in the buffer.

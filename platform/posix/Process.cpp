@@ -31,9 +31,13 @@ constexpr size_t kMostAtOnce = size_t{1} << 30;
   std::abort();
 }
 
-// Everything is printed by one write at the very end, so nothing has been when memory runs out.
+const char* outOfMemoryText = "";
+
+// The response is printed at the very end, so nothing of it has been when memory runs out.
 [[noreturn]] void answerWithoutMemory() {
-  writeStandardOutput("Content-type: text/plain\r\n\r\nQuintora CGI error: Out of memory.\r\n");
+  writeStandardOutput("Content-type: text/plain\r\n\r\n");
+  writeStandardOutput(outOfMemoryText);
+  writeStandardOutput("\r\n");
   _exit(0);
 }
 
@@ -49,7 +53,8 @@ ssize_t uninterrupted(Call call) {
 
 }  // namespace
 
-void prepareProcess() {
+void prepareProcess(const char* textWithoutMemory) {
+  outOfMemoryText = textWithoutMemory;
   std::signal(SIGPIPE, SIG_IGN);
   std::set_terminate(endWithoutCore);
   std::set_new_handler(answerWithoutMemory);

@@ -1,4 +1,5 @@
 """The demo page in a real browser: what a visitor types is what the answer shows, in both modes."""
+import functools
 import subprocess
 import unittest
 from urllib.parse import parse_qs, urlencode
@@ -47,6 +48,17 @@ PALE_TEXTS = """(() => {
 })()""" % LOWEST_CONTRAST
 
 
+def in_each_mode(test):
+    """Runs the test once for each mode, which it gets as an argument."""
+    @functools.wraps(test)
+    def run(self):
+        for protocol, mode in MODES.items():
+            with self.subTest(mode=mode):
+                self.site.choose(protocol)
+                test(self, mode)
+    return run
+
+
 class BrowserTest(unittest.TestCase):
     """One browser and one site for all tests of a class; each test chooses the mode it needs."""
 
@@ -59,12 +71,6 @@ class BrowserTest(unittest.TestCase):
         value = context.__enter__()
         cls.addClassCleanup(context.__exit__, None, None, None)
         return value
-
-    def each_mode(self):
-        for protocol, mode in MODES.items():
-            with self.subTest(mode=mode):
-                self.site.choose(protocol)
-                yield mode
 
     def open_form(self):
         self.browser.open(self.site.url())
@@ -131,45 +137,44 @@ class BrowserTest(unittest.TestCase):
 
 
 class RoundTrip(BrowserTest):
-    def test_form_sent_by_post_comes_back_as_it_was_typed(self):
-        for mode in self.each_mode():
-            self.send_form()
+    @in_each_mode
+    def test_form_sent_by_post_comes_back_as_it_was_typed(self, mode):
+        self.send_form()
+        self.check_way(mode)
+        self.check_fields(mode)
+
+    @in_each_mode
+    def test_raw_request_holds_the_form_in_the_language_of_its_mode(self, mode):
+        self.send_form()
+        raw = self.text("pre")
+        if mode == "tunnel":
+            head, body = raw.split("\n\n")
+            self.assertTrue(head.startswith("POST /apache-tunnel/ HTTP/1.1\nHost: localhost:"))
+            _, fields = decode_body(body.encode())
+        else:
+            _, fields = StatementReader(raw.encode()).statement()
+        fields = {name: value.replace("\r\n", "\n") for name, value in fields}
+        self.assertEqual((fields["name"], fields["note"]), (NAME, NOTE))
+
+    @in_each_mode
+    def test_form_filled_to_its_limits_comes_back_whole(self, mode):
+        for text, units in (COSTLIEST, 1), ("😀", 2):
+            name, note = (text * (limit // units) for limit in LIMITS.values())
+            self.send_form(name + "x", note + "x")
             self.check_way(mode)
-            self.check_fields(mode)
+            self.check_fields(mode, name, note)
 
-    def test_raw_request_holds_the_form_in_the_language_of_its_mode(self):
-        for mode in self.each_mode():
-            self.send_form()
-            raw = self.text("pre")
-            if mode == "tunnel":
-                head, body = raw.split("\n\n")
-                self.assertTrue(head.startswith("POST /apache-tunnel/ HTTP/1.1\nHost: localhost:"))
-                _, fields = decode_body(body.encode())
-            else:
-                _, fields = StatementReader(raw.encode()).statement()
-            fields = {name: value.replace("\r\n", "\n") for name, value in fields}
-            self.assertEqual((fields["name"], fields["note"]), (NAME, NOTE))
+    @in_each_mode
+    def test_emptied_form_comes_back_empty(self, mode):
+        self.send_form("", "")
+        self.check_way(mode)
+        self.check_fields(mode, "", "")
 
-    def test_form_filled_to_its_limits_comes_back_whole(self):
-        for text in COSTLIEST, "😀":
-            for mode in self.each_mode():
-                full = {label: text * (limit // (len(text.encode("utf-16-le")) // 2))
-                        for label, limit in LIMITS.items()}
-                self.send_form(full["Name"] + "x", full["Note"] + "x")
-                self.check_way(mode)
-                self.check_fields(mode, full["Name"], full["Note"])
-
-    def test_emptied_form_comes_back_empty(self):
-        for mode in self.each_mode():
-            self.send_form("", "")
-            self.check_way(mode)
-            self.check_fields(mode, "", "")
-
-    def test_query_sent_by_get_comes_back_raw_and_as_it_was_typed(self):
-        for mode in self.each_mode():
-            self.ask()
-            self.check_way(mode)
-            self.check_query()
+    @in_each_mode
+    def test_query_sent_by_get_comes_back_raw_and_as_it_was_typed(self, mode):
+        self.ask()
+        self.check_way(mode)
+        self.check_query()
 
     def test_answer_leads_back_to_the_form(self):
         self.site.choose("TCP/IP")
@@ -180,23 +185,23 @@ class RoundTrip(BrowserTest):
 
 
 class WithoutScripts(BrowserTest):
-    def test_both_forms_work(self):
+    @in_each_mode
+    def test_both_forms_work(self, mode):
         self.browser.call("Emulation.setScriptExecutionDisabled", value=True)
         self.browser.open("data:text/html,<title>no</title><script>document.title='yes'</script>")
         self.assertEqual(self.browser.evaluate("document.title"), "no")
-        for mode in self.each_mode():
-            self.send_form()
-            self.check_way(mode)
-            self.check_fields(mode)
-            self.ask()
-            self.check_way(mode)
-            self.check_query()
+        self.send_form()
+        self.check_way(mode)
+        self.check_fields(mode)
+        self.ask()
+        self.check_way(mode)
+        self.check_query()
 
-    def test_no_page_holds_any(self):
-        for mode in self.each_mode():
-            for visit in self.open_form, self.send_form, self.ask:
-                visit()
-                self.assertEqual(self.browser.evaluate("document.scripts.length"), 0, visit)
+    @in_each_mode
+    def test_no_page_holds_any(self, mode):
+        for visit in self.open_form, self.send_form, self.ask:
+            visit()
+            self.assertEqual(self.browser.evaluate("document.scripts.length"), 0, visit)
 
 
 class Looks(BrowserTest):

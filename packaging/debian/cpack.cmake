@@ -1,0 +1,8 @@
+# What CPack does for a Debian package only; it reads this once for each kind of package.
+if(CPACK_GENERATOR STREQUAL "DEB")
+  list(GET CPACK_INSTALL_CMAKE_PROJECTS 0 build)
+  set(CPACK_INSTALL_CMAKE_PROJECTS
+    "${build};${CPACK_PACKAGE_NAME};Unspecified;/;${build};${CPACK_PACKAGE_NAME};Debian;/")
+  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+  set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/compress.cmake)
+endif()

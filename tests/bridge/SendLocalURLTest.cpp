@@ -108,6 +108,22 @@ class SendLocalURLTest : public RequestTest {
   static constexpr std::string_view kBody = "q=Jo%20Smith%2BCo";
 };
 
+TEST_F(SendLocalURLTest, AsksByAPostWithAnIdleTimeoutOfAMinute) {
+  quiZServerPort = 8081;
+  postParameters->insert_or_assign(u"q", u"a b");
+  const std::optional<HTTPRequest> request = localRequest();
+  ASSERT_TRUE(request.has_value());
+  EXPECT_EQ(request->method, "POST");
+  EXPECT_EQ(request->url.port, "8081");
+  EXPECT_EQ(request->url.path, "/apache-tunnel/");
+  EXPECT_EQ(request->timeoutInterval, std::chrono::seconds(60));
+  EXPECT_EQ(request->body, "q=a%20b");
+  using Headers = std::vector<std::pair<std::string, std::string>>;
+  EXPECT_EQ(request->headers,
+            (Headers{{"Content-Length", "7"},
+                     {"Content-Type", "application/x-www-form-urlencoded charset=utf-8"}}));
+}
+
 TEST_F(SendLocalURLTest, PostsTheEncodedParameters) {
   ScriptedServer server(answering(kBody, kHello));
   quiZServerPort = server.port();

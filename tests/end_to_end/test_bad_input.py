@@ -40,6 +40,8 @@ REPLIES = (
 ABSENT = {
     "a folder": os.mkdir,
     "a link to nowhere": lambda path: os.symlink("nowhere", path),
+    "a pipe that nobody writes to": os.mkfifo,
+    "a device without an end": lambda path: os.symlink("/dev/zero", path),
     "a link to itself": lambda path: os.symlink(PREFERENCES, path),
     "text that is not UTF-8": lambda path: write(path, b"QZQuintoraServerPort = 1\n# caf\xe9\n"),
     "an empty file": lambda path: write(path, b""),
@@ -103,6 +105,18 @@ class BodyLength(BridgeTest):
         result = run(self.environment(CONTENT_LENGTH=length), stdin=b"a=12345678", supervised=True)
         self.assertEqual((result.status, result.stdout, result.stderr), (0, PAGE, b""))
         return result.peak_memory
+
+    def test_form_of_separators_costs_little_more_than_another(self):
+        """Each is a field of its own, or a part that nobody wants, and none is kept."""
+        for separator in b"&=":
+            with self.subTest(separator=chr(separator)):
+                body = bytes([separator]) * (16 * MIB)
+                result = run(self.environment(CONTENT_LENGTH=str(len(body))), stdin=body,
+                             supervised=True)
+                self.assertEqual((result.status, result.stdout), (0, PAGE))
+                self.assertEqual(self.server.requests.pop().fields, {"": ""})
+                if not is_sanitizer_build():
+                    self.assertLess(result.peak_memory, 8 * len(body))
 
     def test_body_of_100_mb_arrives_whole(self):
         value = b"0123456789" * 10_000_000

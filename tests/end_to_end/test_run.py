@@ -288,6 +288,10 @@ class Capture(BridgeTest):
                 variables = self.server.request.variables
                 self.assertEqual((variables["CLIPATH"], variables["CLICOMMAND"]), (path, command))
 
+    def test_path_that_is_not_utf_8_is_read_as_mac_os_roman(self):
+        self.run_bridge(name=b"/x\xe9/Gateway.cgi")
+        self.assertEqual(self.server.request.variables["CLIPATH"], "/x\u00c8/Gateway.cgi")
+
     def test_form_fields(self):
         for body, fields in FORMS:
             with self.subTest(body=body):

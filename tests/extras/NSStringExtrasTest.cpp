@@ -418,6 +418,10 @@ TEST(UnknownEncoding, IsTriedInAFixedOrder) {
       {"\xFF\xFF\0A"sv, std::u16string(u"\u02C7\u02C7\0A", 4)},
       {"\xEF\xBB\xBFx"sv, u"\uFEFFx"},
       {"\xFE\xFF\xDC\0"sv, std::u16string(u"\u02DB\u02C7\u2039\0", 4)},
+      // Three bytes are enough for the first trial; half a unit fails in it.
+      {"\0\xC3\xA9"sv, std::u16string(u"\0\u221A\u00A9", 3)},
+      {"\xFE\xFF\0"sv, std::u16string(u"\u02DB\u02C7\0", 3)},
+      {"\xFF\xFE\0"sv, std::u16string(u"\u02C7\u02DB\0", 3)},
       {"\0A\xD8\x80"sv,
        std::u16string(u"\0A\u00FF\u00C4", 4)},  // not by UTF-8, in which it is valid
   };

@@ -137,6 +137,8 @@ TEST(Joining, PutsTheSeparatorBetweenElementsOnly) {
       {{{u"a", u"b", u"c"}}, u",\n", u"a,\nb,\nc"},
       {{{u"", u""}}, u",", u","},
       {{{u"a", u"b"}}, u"", u"ab"},
+      {{{u"a", u"b"}}, kAbsent, u"ab"},
+      {{{u"a", kAbsent}}, u",", u"a,(null)"},
       {Array(kAbsent), u",", kAbsent},
   };
   for (const auto& row : rows) {
@@ -219,6 +221,8 @@ TEST(LastPathComponent, IsWhatFollowsTheLastSlash) {
       {u"cgi/Gateway.cgi/", u"Gateway.cgi"},
       {u"Gateway.cgi/", u"Gateway.cgi"},
       {u"a", u"a"},
+      {u"/", u""},
+      {u"///", u""},
       {u"", u""},
       {kAbsent, kAbsent},
   };
@@ -226,6 +230,13 @@ TEST(LastPathComponent, IsWhatFollowsTheLastSlash) {
     SCOPED_TRACE(shown({row.receiver}));
     EXPECT_EQ(lastPathComponent(row.receiver), row.expected);
   }
+}
+
+TEST(FileSystemRepresentation, IsUTF8OrMacOSRomanAndNothingElse) {
+  EXPECT_EQ(stringWithFileSystemRepresentation(""), u"");
+  EXPECT_EQ(stringWithFileSystemRepresentation("/caf\xC3\xA9"), u"/caf\u00E9");
+  EXPECT_EQ(stringWithFileSystemRepresentation("/caf\xE9"), u"/caf\u00C8");
+  EXPECT_EQ(stringWithFileSystemRepresentation("\xFE\xFF/a"), u"\u02DB\u02C7/a");
 }
 
 TEST(AddingPercentEscapes, LeavesTheLegalCharactersOfASCII) {
@@ -336,6 +347,19 @@ TEST(StringWithFormat, PutsArgumentsInPlaceOfPlaceholders) {
   EXPECT_EQ(stringWithFormat(u"%ld,%ld,%ld", {0, INT64_MAX, INT64_MIN}),
             u"0,9223372036854775807,-9223372036854775808");
   EXPECT_EQ(stringWithFormat(u"%lu,%lu", {0, UINT64_MAX}), u"0,18446744073709551615");
+}
+
+TEST(StringWithFormatDeathTest, RefusesWhatItDoesNotKnow) {
+  const String text = u"text";
+  EXPECT_EXIT(stringWithFormat(u"%@", {}), testing::KilledBySignal(SIGABRT), "");
+  EXPECT_EXIT(stringWithFormat(u"%@%@", {text}), testing::KilledBySignal(SIGABRT), "");
+  EXPECT_EXIT(stringWithFormat(u"%x", {1}), testing::KilledBySignal(SIGABRT), "");
+  EXPECT_EXIT(stringWithFormat(u"%", {1}), testing::KilledBySignal(SIGABRT), "");
+}
+
+TEST(SplittingDeathTest, RefusesASeparatorThatIsNone) {
+  EXPECT_EXIT(componentsSeparatedByString(u"a", u""), testing::KilledBySignal(SIGABRT), "");
+  EXPECT_EXIT(componentsSeparatedByString(u"a", kAbsent), testing::KilledBySignal(SIGABRT), "");
 }
 
 }  // namespace

@@ -539,6 +539,22 @@ TEST_F(HTTPClient, SaysThatThereIsNoSuchPort) {
   }
 }
 
+// What the system has passed on by the deadline must not start a second interval.
+TEST_F(HTTPClient, GivesUpAfterOneTimeoutHoweverLargeTheRequest) {
+  for (const size_t size : {size_t{100}, size_t{40'000}, size_t{100'000}, size_t{1'000'000}}) {
+    SCOPED_TRACE(size);
+    std::promise<void> hasReturned;
+    const Data body(size, 'x');
+    ScriptedServer server(
+        afterRequest(requestSize(body), [&](Connection&) { hasReturned.get_future().wait(); }));
+    const auto start = steady_clock::now();
+    expectFailure(sendSynchronousRequest(postTo(server.port(), body, 1000ms)), server.port());
+    EXPECT_GE(elapsedSince(start), 1000ms);
+    EXPECT_LT(elapsedSince(start), 1700ms);
+    hasReturned.set_value();
+  }
+}
+
 TEST_F(HTTPClient, GivesUpAfterTheTimeoutWithoutAByte) {
   const Data small = "x", large(32 * kMegabyte, 'x');
   const auto stay = [](Connection& c) { c.receiveUntilClosed(); };

@@ -176,6 +176,19 @@ TEST_F(PreferencesTest, AnAbsentKeyHasNoValue) {
   EXPECT_EQ(valueOf(std::nullopt), std::nullopt);
 }
 
+TEST_F(PreferencesTest, AMarkOfUTF8IsNoPartOfTheFirstKey) {
+  writeFile(home / kFile, "\xEF\xBB\xBFKey = value\n");
+  EXPECT_EQ(valueOf(u"Key"), u"value");
+}
+
+TEST_F(PreferencesTest, EachFileIsReadOnce) {
+  writeFile(home / kFile, "A = 1\nB = 2\n");
+  Preferences preferences(u"com.example.Server");
+  EXPECT_EQ(preferences.objectForKey(u"A"), u"1");
+  writeFile(home / kFile, "A = 3\nB = 4\n");
+  EXPECT_EQ(preferences.objectForKey(u"B"), u"2");
+}
+
 TEST_F(PreferencesTest, NothingIsReadBeforeItIsNeeded) {
   Preferences preferences(u"com.example.Server");
   writeFile(home / kFile, "Key = home\n");

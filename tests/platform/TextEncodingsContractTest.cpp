@@ -42,8 +42,20 @@ TEST(TextEncodingsContract, TextIsDecodedStrictlyByTheNameOfItsCharset) {
 }
 
 TEST(TextEncodingsContract, AnUnknownNameHasAnIdentifierThatIsNot0AndDecodesNothing) {
-  for (const String name : {u"", u"no-such-charset", u"utf-8//IGNORE", u"windows-1252//TRANSLIT",
-                            u"/", u"utf 8", u"utf-8,", u"utf-8\u00E9", u"\u0000"}) {
+  const String names[] = {
+      u"",
+      u"no-such-charset",
+      u"utf-8//IGNORE",
+      u"windows-1252//TRANSLIT",
+      u"/",
+      u"utf 8",
+      u"utf-8,",
+      u"utf-8\u00E9",
+      std::u16string(1, u'\0'),
+      u"koi8-r ",
+      std::u16string(u"koi8-r\0", 7),
+  };
+  for (const String& name : names) {
     SCOPED_TRACE(::testing::PrintToString(name));
     const TextEncoding encoding = textEncodingFromIANACharSetName(name);
     EXPECT_NE(encoding, kNoTextEncoding);

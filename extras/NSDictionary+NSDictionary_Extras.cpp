@@ -9,9 +9,13 @@ namespace {
 
 const String kAbsent;
 
-String escapedForBody(const String& text) {
-  return percentEscapeList(stringByAddingPercentEscapesUsingEncoding(text, kUTF8TextEncoding),
-                           u"+&");
+void appendEscaped(Data& body, const String& text) {
+  const String escaped =
+      percentEscapeList(stringByAddingPercentEscapesUsingEncoding(text, kUTF8TextEncoding), u"+&");
+  if (escaped)
+    body.append(escaped->begin(), escaped->end());  // ASCII by now
+  else
+    body += "(null)";
 }
 
 }  // namespace
@@ -41,8 +45,9 @@ Data encodePostData(const Dictionary& receiver) {
   for (const auto& [key, value] : *receiver) {
     if (!body.empty())
       body += '&';
-    const String pair = stringWithFormat(u"%@=%@", {escapedForBody(key), escapedForBody(value)});
-    body.append(pair->begin(), pair->end());
+    appendEscaped(body, key);
+    body += '=';
+    appendEscaped(body, value);
   }
   return body;
 }

@@ -1,6 +1,7 @@
 #include "extras/NSString+Extras.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "extras/NSString.h"
 
@@ -130,15 +131,14 @@ bool containsAnyString(const String& receiver, const Array& list) {
   return false;
 }
 
-String percentEscapeList(const String& receiver, const String& list) {
-  String text = receiver;
+String percentEscapeList(String receiver, const String& list) {
   for (int32_t i = 0; static_cast<uint64_t>(i) < length(list); ++i) {
     const String entry = substringFunnelFromLength(list, i, 1);
     const String digits = radixstrValueBytes(16, entry->front(), 1);
-    text = stringByReplacingOccurrencesOfStringWithString(text, entry,
-                                                          stringWithFormat(u"%%%@", {digits}));
+    receiver = stringByReplacingOccurrencesOfStringWithString(std::move(receiver), entry,
+                                                              stringWithFormat(u"%%%@", {digits}));
   }
-  return text;
+  return receiver;
 }
 
 String radixstrValueBytes(uint64_t radix, uint64_t value, uint64_t bytes) {

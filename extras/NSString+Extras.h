@@ -44,7 +44,7 @@ bool containsAnyString(const String& receiver, const Array& list);
 // Replaces every occurrence of each unit of the list, one after the other in the order of the
 // list, by "%" and the unit's code in at least two upper-case hexadecimal digits. A later unit of
 // the list is also replaced inside the escapes that an earlier one left.
-String percentEscapeList(const String& receiver, const String& list);
+String percentEscapeList(String receiver, const String& list);
 
 // The value's digits in a radix from 2 to 36, upper-case. Radix 2 and 16 are filled with zeros to
 // the width of `bytes` bytes and are never cut; any other radix has no width. A fill of more than

@@ -106,9 +106,9 @@ String uppercaseString(const String& receiver) {
   return upper;
 }
 
-String stringByReplacingOccurrencesOfStringWithString(const String& receiver, const String& target,
+String stringByReplacingOccurrencesOfStringWithString(String receiver, const String& target,
                                                       const String& replacement) {
-  if (!receiver || length(target) == 0)
+  if (!receiver || length(target) == 0 || receiver->find(*target) == kNowhere)
     return receiver;
   std::u16string text;
   text.reserve(receiver->size());

@@ -35,7 +35,7 @@ String uppercaseString(const String& receiver);
 // Replaces every occurrence of the target, left to right and without overlap; what was put in is
 // not searched again. An empty or absent target leaves the text as it is; an absent replacement
 // removes the target.
-String stringByReplacingOccurrencesOfStringWithString(const String& receiver, const String& target,
+String stringByReplacingOccurrencesOfStringWithString(String receiver, const String& target,
                                                       const String& replacement);
 
 // The pieces between separators, empty ones kept: always one more than there are separators. The

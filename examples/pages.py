@@ -23,8 +23,8 @@ APPLE_EVENT = {
     "mode": "Apple-event", "target": "which needs no port",
     "way": "Apple event to QUIZ",
     "raw_title": "The statement as it arrived",
-    "raw_note": "Each character beyond ASCII costs a byte or two at its end. The form sends a field "
-                "of dots last, so that they come off it and not off the others."}
+    "raw_note": "Each character beyond ASCII costs a byte or two at its end. The form sends a "
+                "field of dots last, so that they come off it and not off the others."}
 
 
 def answer_page(variables, fields, raw, port):

@@ -2,7 +2,10 @@
 import contextlib
 import http.client
 import os
+import re
 import shutil
+import signal
+import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
@@ -10,6 +13,32 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(
 
 from harness import (BRIDGE, ROOT, SANITIZERS, PrivateApache, example_server,  # noqa: E402
                      open_folder, write_preferences)
+
+
+class FirstCommand:
+    """The site that the README's first command makes, from that command to Ctrl-C."""
+
+    def __enter__(self):
+        with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as readme:
+            command = re.search(r"```sh\n(.*?) *(?:#.*)?\n", readme.read())[1]
+        self.process = subprocess.Popen(command, shell=True, cwd=ROOT, stdout=subprocess.PIPE,
+                                        text=True, start_new_session=True)
+        for line in self.process.stdout:
+            address = re.fullmatch("The form: (http://.*)\n", line)
+            if address:
+                self.address = address[1]
+                return self
+        self.__exit__()
+        raise OSError(f"{command} ends with {self.process.returncode} and prints no address")
+
+    def __exit__(self, *_):
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(self.process.pid, signal.SIGINT)
+        self.process.stdout.close()
+        self.process.wait(30)
+
+    def url(self):
+        return self.address
 
 
 class DemoSite:

@@ -5,7 +5,7 @@ import unittest
 from urllib.parse import parse_qs, urlencode
 
 from chromium import Chromium
-from demo_site import DemoSite
+from demo_site import DemoSite, FirstCommand
 
 from apple_events import StatementReader
 from quintora_server import decode_body
@@ -182,6 +182,17 @@ class RoundTrip(BrowserTest):
         with self.browser.next_page():
             self.browser.click("a", "To the form")
         self.check_page("/form.html", "/cgi-bin/Quintora.cgi?style")
+
+
+class Newcomer(BrowserTest):
+    @classmethod
+    def setUpClass(cls):
+        cls.site, cls.browser = cls.enter(FirstCommand()), cls.enter(Chromium())
+
+    def test_first_command_of_the_readme_leads_to_a_page_that_answers(self):
+        self.send_form()
+        self.assertIn("came in tunnel mode", self.text("header p"))
+        self.check_fields("tunnel")
 
 
 class WithoutScripts(BrowserTest):

@@ -194,7 +194,8 @@ class Pages(unittest.TestCase):
             self.assertEqual(httpRequest({"QUERY_STRING": query}, [("a", "<")], ""),
                              f"a = <\nQUERY_STRING = {query}\n")
         for query in "", "x=plain", "plainer=1", None:
-            self.assertTrue(httpRequest({"QUERY_STRING": query}, [], "").startswith("Content-type:"))
+            page = httpRequest({"QUERY_STRING": query}, [], "")
+            self.assertTrue(page.startswith("Content-type:"))
 
 
 class Server(unittest.TestCase):

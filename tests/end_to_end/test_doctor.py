@@ -5,8 +5,8 @@ import shutil
 import subprocess
 import unittest
 
-from harness import (BRIDGE, DEFAULT_HEADER, ROOT, BridgeTest, example_server, open_folder, reply,
-                     write_preferences)
+from harness import (BRIDGE, DEFAULT_HEADER, ROOT, SANITIZERS, BridgeTest, example_server,
+                     open_folder, reply, write_preferences)
 
 DOCTOR = os.path.abspath(os.environ.get("QUINTORA_DOCTOR")
                          or os.path.join(ROOT, "build", "release", "quintora-doctor"))
@@ -22,8 +22,8 @@ class DoctorTest(BridgeTest):
         return path
 
     def doctor(self, *arguments, **environment):
-        return subprocess.run([DOCTOR, *arguments], env=self.environment(**environment),
-                              capture_output=True, timeout=30)
+        return subprocess.run([DOCTOR, *arguments], capture_output=True, timeout=30,
+                              env={**SANITIZERS, **self.environment(**environment)})
 
     def report(self, status, *arguments, **environment):
         """What it says, when it ends as expected."""
@@ -47,7 +47,8 @@ class Use(DoctorTest):
         command = [DOCTOR, self.copy()]
         self.assertNotIn("\033", self.report(HEALTHY, command[1]))
         reader, terminal = pty.openpty()
-        subprocess.run(command, env=self.environment(), stdout=terminal, timeout=30, check=True)
+        subprocess.run(command, env={**SANITIZERS, **self.environment()}, stdout=terminal,
+                       timeout=30, check=True)
         os.close(terminal)
         with open(reader, "rb", buffering=0) as output:
             self.assertIn(b"\033[", output.read(4096))

@@ -51,9 +51,7 @@ ConnectionChoice connectionFor(const String& commandName, Preferences& preferenc
   return choice;
 }
 
-void ChooseConnection(const String& commandName) {
-  Preferences preferences(kServerDefaultsSuite);
-  const ConnectionChoice choice = connectionFor(commandName, preferences);
+void recordConnection(const ConnectionChoice& choice) {
   if (choice.isAppleEventMode) {
     postParameters.reset();
     environmentVariables.emplace();
@@ -62,4 +60,9 @@ void ChooseConnection(const String& commandName) {
   quiZServerPort = choice.port;
   postParameters.emplace();
   environmentVariables.reset();
+}
+
+void ChooseConnection(const String& commandName) {
+  Preferences preferences(kServerDefaultsSuite);
+  recordConnection(connectionFor(commandName, preferences));
 }

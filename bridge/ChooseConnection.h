@@ -25,7 +25,10 @@ struct ConnectionChoice {
 // bridge reach several servers.
 ConnectionChoice connectionFor(const String& commandName, Preferences& preferences);
 
-// Decides for this bridge, by the server application's preferences, and makes one of the two
-// containers of the request state, empty, and the other one absent. In tunnel mode it also sets
-// quiZServerPort; a port that cannot be used is not refused here but where the connection is made.
+// Makes one of the two containers of the request state, empty, and the other one absent; in tunnel
+// mode also sets quiZServerPort. A port that cannot be used is not refused here but where the
+// connection is made.
+void recordConnection(const ConnectionChoice& choice);
+
+// Decides for this bridge, by the server application's preferences, and records it.
 void ChooseConnection(const String& commandName);

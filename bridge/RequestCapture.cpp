@@ -15,6 +15,9 @@ namespace {
 // Left over behind the body; the zero that ends it needs one byte of them.
 constexpr uint64_t kSpareBytes = 100;
 
+// The key of postParameters under which a CGI variable is sent.
+String tunnelKey(const String& name) { return stringWithFormat(u"ApacheTunnel_%@", {name}); }
+
 String decodedFormText(std::u16string_view text) {
   return stringByRemovingPercentEncoding(
       stringByReplacingOccurrencesOfStringWithString(std::u16string(text), u"+", u" "));
@@ -54,8 +57,6 @@ void forwardForm(std::u16string_view body, Array& formEntries) {
 
 }  // namespace
 
-String tunnelKey(const String& name) { return stringWithFormat(u"ApacheTunnel_%@", {name}); }
-
 String getCGIVariable(const String& name) {
   const char* const value = std::getenv(lossyUTF8Data(name).c_str());
   return value ? initWithDataEncoding(value, kUTF8TextEncoding) : u"";
@@ -87,4 +88,12 @@ void AddPostData() {
     forwardForm(*body, formEntries);
   if (environmentVariables)
     postDataCode = formDictionaryText(formEntries);
+}
+
+void CaptureRequest(const String& bridgePath, const String& commandName) {
+  for (const char16_t* name : kCGIVariables)
+    AddEnvironmentVariable(name);
+  setObjectForKey(postParameters, bridgePath, tunnelKey(u"CLIPATH"));
+  setObjectForKey(postParameters, commandName, tunnelKey(u"CLICOMMAND"));
+  AddPostData();
 }

@@ -12,9 +12,6 @@ inline constexpr const char16_t* kCGIVariables[] = {
     u"HTTP_USER_AGENT",      u"HTTP_COOKIE",
 };
 
-// The key of postParameters under which a CGI variable is sent.
-String tunnelKey(const String& name);
-
 // The environment variable's value; the empty text when it is not set, absent when its bytes are
 // not valid UTF-8.
 String getCGIVariable(const String& name);
@@ -22,6 +19,9 @@ String getCGIVariable(const String& name);
 // Forwards one CGI variable, an unset one as the empty text. In tunnel mode a value that is absent
 // ends the run (setObjectForKey).
 void AddEnvironmentVariable(const String& name);
+
+// Forwards the CGI variables, in tunnel mode the bridge's own path and file name, and the form.
+void CaptureRequest(const String& bridgePath, const String& commandName);
 
 // Reads the form body, CONTENT_LENGTH bytes of standard input, and forwards its fields. Sets
 // postDataCode in any case. Without a buffer for the body it puts a message into cgiResult and

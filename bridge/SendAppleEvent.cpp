@@ -115,8 +115,12 @@ bool receive(const AEDesc& reply) {
 
 }  // namespace
 
-void SendAppleEvent(const String& statement) {
+void SendAppleEvent(const String& statement) { exchangeAppleEvent(statement); }
+
+bool exchangeAppleEvent(const String& statement) {
   Descriptors descriptors;
-  if (makeEvent(statement, descriptors) && send(descriptors) && receive(descriptors.reply))
-    disposeAll(descriptors);
+  if (!makeEvent(statement, descriptors) || !send(descriptors) || !receive(descriptors.reply))
+    return false;
+  disposeAll(descriptors);
+  return true;
 }

@@ -9,3 +9,6 @@
 // The server gets as many bytes of the statement's UTF-8 form as it has UTF-16 units, so with
 // characters beyond ASCII the end is missing. Servers are used to it, and it stays so.
 void SendAppleEvent(const String& statement);
+
+// The same; tells whether a reply has come, and not a message stands in its place.
+bool exchangeAppleEvent(const String& statement);

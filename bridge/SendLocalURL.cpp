@@ -34,10 +34,14 @@ void SendLocalURL() {
                       : u"CGI tunnel error: malformed URL.";
 }
 
+bool isReadableReply(const HTTPResponse& response) {
+  return response.data && !response.data->empty() && response.textEncodingName;
+}
+
 String resultOfResponse(const HTTPResponse& response) {
   if (!response.data || response.data->empty())
     return stringWithFormat(u"CGI tunnel request error:%@", {response.localizedDescription});
-  if (!response.textEncodingName)
+  if (!isReadableReply(response))
     return u"Error: CGI tunnel returned binary data.";
   return textOfReply(*response.data, textEncodingFromIANACharSetName(response.textEncodingName));
 }

@@ -11,6 +11,9 @@ void SendLocalURL();
 // The request that SendLocalURL sends; absent when no URL can be made of the port.
 std::optional<HTTPRequest> localRequest();
 
+// Whether a reply has come whose text can be told: one with a body and a declared charset.
+bool isReadableReply(const HTTPResponse& response);
+
 // What cgiResult becomes for the client's answer.
 String resultOfResponse(const HTTPResponse& response);
 

@@ -9,7 +9,6 @@
 #include "bridge/SendAppleEvent.h"
 #include "bridge/SendLocalURL.h"
 #include "bridge/ServerScript.h"
-#include "extras/NSDictionary+NSDictionary_Extras.h"
 #include "extras/NSString.h"
 #include "platform/Process.h"
 
@@ -23,17 +22,13 @@ String pathOfBridge(int count, const char* const* arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  prepareProcess("Quintora CGI error: Out of memory.");
+  prepareProcess();
+  answerWhenOutOfMemory("Quintora CGI error: Out of memory.");
   const String bridgePath = pathOfBridge(argc, argv);
   const String commandName = lastPathComponent(bridgePath);
 
   ChooseConnection(commandName);
-
-  for (const char16_t* name : kCGIVariables)
-    AddEnvironmentVariable(name);
-  setObjectForKey(postParameters, bridgePath, tunnelKey(u"CLIPATH"));
-  setObjectForKey(postParameters, commandName, tunnelKey(u"CLICOMMAND"));
-  AddPostData();
+  CaptureRequest(bridgePath, commandName);
   const String statement = serverScriptStatement(environmentVariables, postDataCode);
 
   if (postParameters)

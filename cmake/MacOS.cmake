@@ -1,4 +1,4 @@
-# What only macOS asks of the product: a property list inside the program.
+# What only macOS asks of the product: a property list inside each program.
 
 # embed_info_plist(TARGET)
 #

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "bridge/ChooseConnection.h"
 #include "bridge/FinishResponse.h"
@@ -12,7 +13,6 @@
 #include "bridge/SendAppleEvent.h"
 #include "bridge/SendLocalURL.h"
 #include "bridge/ServerScript.h"
-#include "extras/NSDictionary+NSDictionary_Extras.h"
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 #include "platform/Process.h"
@@ -32,8 +32,10 @@ constexpr const char* kUsage =
     "           the bridge would print\n"
     "  --help   print this\n"
     "\n"
-    "Preferences are those of the user that runs this program; a web server's CGI programs\n"
-    "run as another one: sudo -u www-data quintora-doctor PATH (on macOS: -u _www).\n"
+    "Preferences are looked for as this user and with this environment. A web server starts\n"
+    "its CGI programs as another user and with few variables:\n"
+    "\n"
+    "  sudo -u www-data env -i quintora-doctor --probe PATH\n"
     "\n"
     "Exit status: 0 healthy, 1 something was found, 2 wrong use.\n";
 
@@ -42,143 +44,148 @@ class Report {
  public:
   Report() : isColoured_(isTerminalOutput()) {}
 
-  void section(const char* title) { std::printf("%s%s%s\n", bold(), title, plain()); }
-  void fact(const String& sentence) { line(" ", "", sentence); }
-  void good(const String& sentence) { line("+", isColoured_ ? "\033[32m" : "", sentence); }
+  void section(const char* title) {
+    std::printf(isColoured_ ? "\033[1m%s\033[0m\n" : "%s\n", title);
+  }
+  void fact(const String& sentence) { line("", ' ', sentence); }
+  void good(const String& sentence) { line("\033[32m", '+', sentence); }
   void finding(const String& sentence) {
-    line("!", isColoured_ ? "\033[31m" : "", sentence);
+    line("\033[31m", '!', sentence);
     isHealthy_ = false;
   }
   bool isHealthy() const { return isHealthy_; }
 
  private:
-  void line(const char* mark, const char* colour, const String& sentence) {
-    std::printf("  %s%s%s %s\n", colour, mark, plain(), lossyUTF8Data(sentence).c_str());
+  void line(const char* colour, char mark, const String& sentence) {
+    const bool isPlain = !isColoured_ || *colour == '\0';
+    std::printf("  %s%c%s %s\n", isPlain ? "" : colour, mark, isPlain ? "" : "\033[0m",
+                lossyUTF8Data(sentence).c_str());
   }
-  const char* bold() const { return isColoured_ ? "\033[1m" : ""; }
-  const char* plain() const { return isColoured_ ? "\033[0m" : ""; }
 
   const bool isColoured_;
   bool isHealthy_ = true;
 };
 
-// A stored value as a person writes it down.
-String shown(const String& value) {
-  return value ? stringWithFormat(u"\"%@\"", {value}) : u"not set";
+// A stored value and where it is from, as a person writes it down.
+String stored(const char16_t* key, const String& value, Preferences& preferences) {
+  if (!value)
+    return stringWithFormat(u"%@ is not set.", {String(key)});
+  return stringWithFormat(u"%@ is \"%@\", by %@.",
+                          {String(key), value, preferences.placeOfKey(key)});
 }
 
-void reportCopy(Report& report, const String& path) {
+void reportCopy(Report& report, const char* path) {
   report.section("The copy");
-  const String failure = executionFailure(lossyUTF8Data(path));
+  const String name = stringWithFileSystemRepresentation(path);
+  const String failure = executionFailure(path);
   if (failure)
-    report.finding(stringWithFormat(u"%@ cannot be run by this user: %@.", {path, failure}));
+    report.finding(stringWithFormat(u"%@ cannot be run by this user: %@.", {name, failure}));
   else
-    report.good(stringWithFormat(u"%@ can be run by this user.", {path}));
+    report.good(stringWithFormat(u"%@ can be run by this user.", {name}));
 }
 
 void reportPreferences(Report& report, const Preferences& preferences) {
   report.section("The preferences");
-  for (const Preferences::Place& place : preferences.places())
-    report.fact(stringWithFormat(u"%@: %@", {place.name, place.state}));
+  for (const Preferences::Place& place : preferences.places()) {
+    const String sentence = stringWithFormat(u"%@: %@", {place.name, place.state});
+    if (place.isTrouble)
+      report.finding(sentence);
+    else
+      report.fact(sentence);
+  }
 }
 
-void reportMode(Report& report, const ConnectionChoice& choice) {
+void reportMode(Report& report, const ConnectionChoice& choice, Preferences& preferences) {
   report.section("The mode");
-  report.fact(stringWithFormat(u"QZCGIConnectionProtocol is %@.", {shown(choice.protocol)}));
+  report.fact(stored(u"QZCGIConnectionProtocol", choice.protocol, preferences));
   report.fact(choice.isAppleEventMode ? u"It contains \"apple\": Apple-event mode."
                                       : u"That is tunnel mode.");
 }
 
-void reportPort(Report& report, const ConnectionChoice& choice, const String& commandName) {
+void reportPort(Report& report, const ConnectionChoice& choice, const String& commandName,
+                Preferences& preferences) {
   report.section("The port");
   if (choice.nameText) {
     report.fact(stringWithFormat(u"The file name \"%@\" carries \"%@\" behind its first \"_\".",
                                  {commandName, choice.nameText}));
-    report.fact(stringWithFormat(u"QZQuintoraCloudServerPorts is %@.", {shown(choice.cloudPorts)}));
-    if (choice.tableEntry)
-      report.fact(stringWithFormat(u"Its entry \"%@\" holds.", {choice.tableEntry}));
-    else
-      report.fact(u"No entry of it holds, so the text itself is the port.");
+    report.fact(stored(u"QZQuintoraCloudServerPorts", choice.cloudPorts, preferences));
+    report.fact(choice.tableEntry
+                    ? stringWithFormat(u"Its entry \"%@\" holds.", {choice.tableEntry})
+                    : u"So what the name carries is the port itself.");
   } else {
     report.fact(stringWithFormat(u"The file name \"%@\" holds no \"_\".", {commandName}));
-    report.fact(stringWithFormat(u"QZQuintoraServerPort is %@.", {shown(choice.serverPort)}));
+    report.fact(stored(u"QZQuintoraServerPort", choice.serverPort, preferences));
     if (!choice.serverPort)
       report.fact(u"Without it the port is 8080.");
   }
-  const String port =
-      stringWithFormat(u"The text \"%@\" is port %ld.", {choice.portText, choice.port});
-  if (choice.port < 1 || choice.port > 65535)
-    report.finding(stringWithFormat(u"%@ There is no such port.", {port}));
-  else
-    report.good(port);
+  report.fact(
+      stringWithFormat(u"As a number, \"%@\" is port %ld.", {choice.portText, choice.port}));
 }
 
-// Captures a request that no visitor has sent. A server can tell it by the first four variables.
-void captureProbe(const String& path, const String& commandName) {
-  setenv("REQUEST_METHOD", "GET", 1);
-  setenv("QUERY_STRING", "quintora-doctor", 1);
-  setenv("HTTP_USER_AGENT", "quintora-doctor", 1);
-  setenv("SERVER_SOFTWARE", "quintora-doctor", 1);
-  unsetenv("CONTENT_LENGTH");
+// Makes the environment that of a request which no visitor has sent: nothing of the caller's own,
+// and marks by which a server can tell it.
+void setProbeEnvironment() {
   for (const char16_t* name : kCGIVariables)
-    AddEnvironmentVariable(name);
-  setObjectForKey(postParameters, path, tunnelKey(u"CLIPATH"));
-  setObjectForKey(postParameters, commandName, tunnelKey(u"CLICOMMAND"));
-  AddPostData();
+    setEnvironmentVariable(lossyUTF8Data(name).c_str(), nullptr);
+  setEnvironmentVariable("CONTENT_LENGTH", nullptr);
+  setEnvironmentVariable("REQUEST_METHOD", "GET");
+  for (const char* mark : {"QUERY_STRING", "HTTP_USER_AGENT", "SERVER_SOFTWARE"})
+    setEnvironmentVariable(mark, "quintora-doctor");
 }
 
-void showOutput(Report& report) {
-  report.section("What the bridge would print");
-  std::fflush(stdout);
-  writeStandardOutput(lossyUTF8Data(FinishResponse(cgiResult)).c_str());
-}
-
-String secondsSince(std::chrono::steady_clock::time_point start) {
+String timeSince(std::chrono::steady_clock::time_point start) {
   const auto time = std::chrono::steady_clock::now() - start;
-  const auto count = std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
-  return stringWithFormat(u"%ld milliseconds", {count});
+  return stringWithFormat(u"%ld ms",
+                          {std::chrono::duration_cast<std::chrono::milliseconds>(time).count()});
+}
+
+// What a visitor would get, and what he would wonder about in it.
+void reportOutput(Report& report) {
+  report.section("What the bridge would print");
+  const Data output = lossyUTF8Data(FinishResponse(cgiResult));
+  const Data printed = output.c_str();  // up to the first NUL
+  if (printed.size() < output.size())
+    report.finding(u"It ends at a NUL in the reply.");
+  if (isEmpty(cgiResult) || printed.size() <= output.find("\r\n\r\n") + 4)
+    report.finding(u"The page is empty.");
+  if (!beginsWith(cgiResult, u"Content-type:") &&
+      caseInsensitiveBeginsWith(cgiResult, u"Content-type:"))
+    report.finding(
+        u"The reply's own header is not exactly \"Content-type:\", so it shows as text.");
+  std::fflush(stdout);
+  writeStandardOutput(printed);
 }
 
 void probeTunnel(Report& report, const HTTPRequest& request) {
   const auto start = std::chrono::steady_clock::now();
   const HTTPResponse response = sendSynchronousRequest(request);
-  const String time = secondsSince(start);
+  const String time = timeSince(start);
   cgiResult = resultOfResponse(response);
-  if (!response.data) {
-    report.finding(stringWithFormat(u"After %@: %@", {time, response.localizedDescription}));
-  } else if (response.data->empty()) {
-    report.finding(stringWithFormat(u"It answered after %@, with an empty body.", {time}));
-  } else if (!response.textEncodingName) {
-    report.finding(stringWithFormat(u"It answered %lu bytes after %@, but declares no charset.",
-                                    {response.data->size(), time}));
-  } else {
-    report.good(stringWithFormat(u"It answered %lu bytes after %@, in the charset %@.",
-                                 {response.data->size(), time, response.textEncodingName}));
-    if (isEmpty(cgiResult))
-      report.finding(u"The body is not valid in that charset, or nobody knows the charset.");
-  }
-  showOutput(report);
+  if (isReadableReply(response))
+    report.good(stringWithFormat(u"It answered %lu bytes in the charset %@ after %@.",
+                                 {response.data->size(), response.textEncodingName, time}));
+  else
+    report.finding(stringWithFormat(u"After %@: %@", {time, cgiResult}));
+  reportOutput(report);
 }
 
 void reportTunnel(Report& report, bool isProbing) {
   report.section("The server");
   const std::optional<HTTPRequest> request = localRequest();
-  if (!request) {
-    report.finding(u"No URL can be made of this port.");
-    return;
-  }
-  if (isProbing) {
+  if (request && isProbing) {
     probeTunnel(report, *request);
-    return;
-  }
-  const String failure = connectionFailure(*request);
-  if (failure) {
+  } else if (!request) {
+    SendLocalURL();  // which has nothing to send and says so
+    report.finding(cgiResult);
+    if (isProbing)
+      reportOutput(report);
+  } else if (const String failure = connectionFailure(*request)) {
     report.finding(failure);
-    return;
+  } else {
+    report.good(stringWithFormat(u"Something on this machine takes connections on port %ld.",
+                                 {quiZServerPort}));
+    report.fact(u"Whether it is the server, --probe will tell.");
   }
-  report.good(stringWithFormat(u"Something on this machine takes connections on port %ld.",
-                               {quiZServerPort}));
-  report.fact(u"Whether it is the server, --probe will tell.");
 }
 
 void reportAppleEvents(Report& report, bool isProbing) {
@@ -188,31 +195,33 @@ void reportAppleEvents(Report& report, bool isProbing) {
     return;
   }
   const auto start = std::chrono::steady_clock::now();
-  SendAppleEvent(serverScriptStatement(environmentVariables, postDataCode));
-  const String time = secondsSince(start);
-  if (!cgiResult)
-    report.finding(stringWithFormat(u"It answered after %@, but not in UTF-8.", {time}));
-  else if (beginsWith(cgiResult, u"Quintora CGI error"))
+  const bool hasReply =
+      exchangeAppleEvent(serverScriptStatement(environmentVariables, postDataCode));
+  const String time = timeSince(start);
+  if (!hasReply)
     report.finding(stringWithFormat(u"After %@: %@", {time, cgiResult}));
+  else if (!cgiResult)
+    report.finding(stringWithFormat(u"It answered after %@, but not in UTF-8.", {time}));
   else
     report.good(stringWithFormat(u"It answered after %@.", {time}));
-  showOutput(report);
+  reportOutput(report);
 }
 
-int examine(const char* argument, bool isProbing) {
+int examine(const char* path, bool isProbing) {
   Report report;
-  const String path = stringWithFileSystemRepresentation(argument);
-  const String commandName = lastPathComponent(path);
+  const String bridgePath = stringWithFileSystemRepresentation(path);
+  const String commandName = lastPathComponent(bridgePath);
   Preferences preferences(kServerDefaultsSuite);
   const ConnectionChoice choice = connectionFor(commandName, preferences);
 
   reportCopy(report, path);
   reportPreferences(report, preferences);
-  reportMode(report, choice);
+  reportMode(report, choice, preferences);
   if (!choice.isAppleEventMode)
-    reportPort(report, choice, commandName);
-  ChooseConnection(commandName);
-  captureProbe(path, commandName);
+    reportPort(report, choice, commandName, preferences);
+  recordConnection(choice);
+  setProbeEnvironment();
+  CaptureRequest(bridgePath, commandName);
   if (postParameters)
     reportTunnel(report, isProbing);
   if (environmentVariables)
@@ -220,10 +229,18 @@ int examine(const char* argument, bool isProbing) {
   return report.isHealthy() ? kHealthy : kFinding;
 }
 
+// There may be no memory for anything but this, and no more to be said.
+[[noreturn]] void endOutOfMemory() {
+  std::fflush(stdout);
+  std::fputs("quintora-doctor: out of memory\n", stderr);
+  std::_Exit(kFinding);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  prepareProcess("Out of memory.");
+  prepareProcess();
+  std::set_new_handler(endOutOfMemory);
   bool isProbing = false;
   const char* path = nullptr;
   for (int i = 1; i < argc; ++i) {

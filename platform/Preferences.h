@@ -17,11 +17,14 @@ class Preferences {
   // preferences cannot be read or the value is neither text nor a number.
   String objectForKey(const String& key);
 
-  // Where values come from, in the order in which they are looked for, each with what is there: for
-  // the explanation of what was found. A value is asked for first.
+  // For those who explain where values come from:
+  // the place that holds the key's value; absent when it is not set;
+  String placeOfKey(const String& key);
+  // and all places in the order in which they are asked, with what was found there so far.
   struct Place {
     String name;
     String state;
+    bool isTrouble;  // something is there and cannot be used
   };
   std::vector<Place> places() const;
 

@@ -7,9 +7,11 @@
 #include "extras/String.h"
 
 // Arranges how the process may end: writing to a reader that is gone is an error value and not a
-// signal; memory that runs out ends in a response of this text, which stays where it is, and status
-// 0; an abnormal end, which a visitor can cause at will, leaves no core file.
-void prepareProcess(const char* textWithoutMemory);
+// signal; an abnormal end, which a visitor can cause at will, leaves no core file.
+void prepareProcess();
+
+// Lets memory that runs out end in a response of this text, which stays where it is, and status 0.
+void answerWhenOutOfMemory(const char* text);
 
 // Reads until `count` bytes have come, the input ends or reading fails. Returns how many came;
 // bytes beyond `count` stay unread. Only the bytes that came are touched in the buffer.
@@ -20,6 +22,9 @@ void writeStandardOutput(std::string_view bytes);
 
 // Whether standard output is a terminal, and not a file or a pipe.
 bool isTerminalOutput();
+
+// Sets an environment variable of this process, or removes it for a null value.
+void setEnvironmentVariable(const char* name, const char* value);
 
 // Why this user cannot execute the file, in the system's words; absent when nothing is in the way.
 String executionFailure(const Data& path);

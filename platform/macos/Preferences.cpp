@@ -40,6 +40,10 @@ String Preferences::objectForKey(const String& key) {
   return textOfValue(value.get());
 }
 
+String Preferences::placeOfKey(const String& key) {
+  return objectForKey(key) ? stringFromCFString(store_->domain.get()) : std::nullopt;
+}
+
 std::vector<Preferences::Place> Preferences::places() const {
-  return {{stringFromCFString(store_->domain.get()), u"the user defaults of this user"}};
+  return {{stringFromCFString(store_->domain.get()), u"the user defaults of this user", false}};
 }

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "extras/NSString.h"
@@ -17,31 +18,30 @@ namespace {
 
 struct ConfigurationFile {
   std::string path;
-  const char16_t* state = nullptr;  // what was found, null until it is read
-  Dictionary entries;               // absent until it is read, and when it cannot be
+  String state;            // what was found; absent until it is read
+  bool isTrouble = false;  // something is there and cannot be used
+  Dictionary entries;      // absent until it is read, and when it cannot be
 };
 
+// The contents of an ordinary file; absent, with errno, when they cannot be had.
 std::optional<Data> contentsOfFile(const std::string& path) {
   // Opening a pipe without a writer would wait for one, and a device may have no end.
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (file < 0)
     return std::nullopt;
-  struct stat status = {};
-  if (fstat(file, &status) < 0 || !S_ISREG(status.st_mode)) {
-    close(file);
-    return std::nullopt;
-  }
   Data contents;
   char buffer[4096];
-  ssize_t came;
-  while ((came = read(file, buffer, sizeof buffer)) > 0 || (came < 0 && errno == EINTR)) {
-    if (came > 0)
-      contents.append(buffer, static_cast<size_t>(came));
-  }
+  ssize_t came = -1;
+  struct stat status = {};
+  if (fstat(file, &status) == 0 && !S_ISREG(status.st_mode))
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+  else
+    while ((came = read(file, buffer, sizeof buffer)) > 0 || (came < 0 && errno == EINTR))
+      contents.append(buffer, static_cast<size_t>(came > 0 ? came : 0));
+  const int error = errno;
   close(file);
-  if (came < 0)
-    return std::nullopt;
-  return contents;
+  errno = error;
+  return came < 0 ? std::nullopt : std::optional<Data>(std::move(contents));
 }
 
 std::u16string_view withoutBlanks(std::u16string_view text) {
@@ -71,16 +71,23 @@ Dictionary entriesOf(std::u16string_view text) {
 }
 
 void readFile(ConfigurationFile& file) {
-  file.state = u"not there, or not readable";
   const std::optional<Data> contents = contentsOfFile(file.path);
-  if (!contents)
-    return;
-  file.state = u"not UTF-8, so not looked at";
-  const String text = initWithDataEncoding(*contents, kUTF8TextEncoding);
-  if (!text)
-    return;
-  file.state = u"read";
-  file.entries = entriesOf(*text);
+  const int error = errno;
+  const String text = contents ? initWithDataEncoding(*contents, kUTF8TextEncoding) : std::nullopt;
+  if (text) {
+    file.state = u"read";
+    file.entries = entriesOf(*text);
+  } else if (contents) {
+    file.state = u"not UTF-8, so not looked at";
+    file.isTrouble = true;
+  } else {
+    file.isTrouble = error != ENOENT && error != ENOTDIR;
+    file.state =
+        file.isTrouble
+            ? stringWithFormat(u"cannot be read: %@",
+                               {initWithDataEncoding(std::strerror(error), kUTF8TextEncoding)})
+            : u"not there";
+  }
 }
 
 std::string_view variable(const char* name) {
@@ -95,8 +102,23 @@ struct Preferences::Store {
 
   // Folders that are not absolute do not count.
   void add(std::string_view folder, const std::string& name) {
-    if (!folder.empty() && folder.front() == '/')
-      files.push_back({std::string(folder) + name, nullptr, std::nullopt});
+    if (!folder.empty() && folder.front() == '/') {
+      files.emplace_back();
+      files.back().path = std::string(folder) + name;
+    }
+  }
+
+  // The first file that has the key; null when none has. Files are read as they are needed.
+  const ConfigurationFile* fileWith(const String& key) {
+    if (!key)
+      return nullptr;
+    for (ConfigurationFile& file : files) {
+      if (!file.state)
+        readFile(file);
+      if (file.entries && file.entries->count(*key) > 0)
+        return &file;
+    }
+    return nullptr;
   }
 };
 
@@ -120,25 +142,20 @@ Preferences::Preferences(const String& domain) : store_(std::make_unique<Store>(
 Preferences::~Preferences() = default;
 
 String Preferences::objectForKey(const String& key) {
-  if (!key)
-    return std::nullopt;
-  for (ConfigurationFile& file : store_->files) {
-    if (!file.state)
-      readFile(file);
-    if (!file.entries)
-      continue;
-    const auto entry = file.entries->find(*key);
-    if (entry != file.entries->end())
-      return entry->second;
-  }
-  return std::nullopt;
+  const ConfigurationFile* const file = store_->fileWith(key);
+  return file ? file->entries->at(*key) : std::nullopt;
+}
+
+String Preferences::placeOfKey(const String& key) {
+  const ConfigurationFile* const file = store_->fileWith(key);
+  return file ? stringWithFileSystemRepresentation(file->path) : std::nullopt;
 }
 
 std::vector<Preferences::Place> Preferences::places() const {
   std::vector<Place> places;
   for (const ConfigurationFile& file : store_->files) {
-    places.push_back(
-        {stringWithFileSystemRepresentation(file.path), file.state ? file.state : u"not needed"});
+    places.push_back({stringWithFileSystemRepresentation(file.path),
+                      file.state ? file.state : u"not needed", file.isTrouble});
   }
   return places;
 }

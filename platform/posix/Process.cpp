@@ -53,10 +53,13 @@ ssize_t uninterrupted(Call call) {
 
 }  // namespace
 
-void prepareProcess(const char* textWithoutMemory) {
-  outOfMemoryText = textWithoutMemory;
+void prepareProcess() {
   std::signal(SIGPIPE, SIG_IGN);
   std::set_terminate(endWithoutCore);
+}
+
+void answerWhenOutOfMemory(const char* text) {
+  outOfMemoryText = text;
   std::set_new_handler(answerWithoutMemory);
 }
 
@@ -84,6 +87,13 @@ void writeStandardOutput(std::string_view bytes) {
 }
 
 bool isTerminalOutput() { return isatty(STDOUT_FILENO) == 1; }
+
+void setEnvironmentVariable(const char* name, const char* value) {
+  if (value)
+    setenv(name, value, 1);
+  else
+    unsetenv(name);
+}
 
 String executionFailure(const Data& path) {
   struct stat status = {};

@@ -48,7 +48,6 @@ WITHOUT_MESSAGES = (
     "platform/CharsetNames.cpp",       # names of charsets
     "platform/macos/Preferences.cpp",  # places of preferences, for the administrator
     "platform/posix/Preferences.cpp",  # likewise, and names of variables
-    "platform/posix/Process.cpp",      # what keeps a file from being run, for the same
 )
 
 # Texts that are no messages: file, and the text with braces for its values.
@@ -66,6 +65,8 @@ NOT_MESSAGES = (
     (r"platform/posix/AppleEvents\.cpp", r"XDG_RUNTIME_DIR|/run|/apple-events/"),
     (r"platform/posix/HTTPClient\.cpp", r"\{\} \{\} HTTP/1\.1(?s:.)*|\{\}Connection: close\s*"),
     (r"platform/posix/TextEncodings\.cpp", r"UTF-16BE"),
+    # The header before a message, and what keeps a file from being run, for the administrator.
+    (r"platform/posix/Process\.cpp", r"Content-type: text/plain\s*|it is a folder"),
     # Messages that nobody sees.
     # The form's buffer was refused; what becomes of the request replaces this text.
     (r"bridge/RequestCapture\.cpp", r"Quintora CGI Error: Out of memory \(form data\)\."),

@@ -48,7 +48,7 @@ std::string textParameter(const std::string& text) { return "----TEXT" + sized(t
 class AppleEventsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    prepareProcess("");  // a peer that goes away is an error value then
+    prepareProcess();  // a peer that goes away is an error value then
     char folder[] = "/tmp/apple-events-test-XXXXXX";
     ASSERT_NE(mkdtemp(folder), nullptr);
     folder_ = folder;

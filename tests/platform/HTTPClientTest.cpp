@@ -124,7 +124,7 @@ uint16_t portOfBoth() {
 class HTTPClient : public testing::Test {
  protected:
   // As in every run: a server that is gone is an error value and not a signal.
-  void SetUp() override { prepareProcess(""); }
+  void SetUp() override { prepareProcess(); }
 };
 
 TEST_F(HTTPClient, SendsTheRequestLineHostTheHeadersInOrderAndTheBody) {

@@ -253,7 +253,7 @@ TEST(WriteStandardOutput, WritesAllBytesToASlowReaderSignalsOrNot) {
       Pipe output;
       ASSERT_TRUE(output.isOpen);
       const pid_t child = startChild(output, [&] {
-        prepareProcess("");
+        prepareProcess();
         if (hasSignals)
           startFrequentSignal();
         writeStandardOutput(text);
@@ -273,7 +273,7 @@ TEST(WriteStandardOutput, ReturnsWhenTheReaderIsGone) {
     const pid_t child = startChild(output, [&] {
       start.closeWriter();
       readAll(start.reader());
-      prepareProcess("");
+      prepareProcess();
       writeStandardOutput(text);
     });
     start.closeReader();
@@ -295,7 +295,7 @@ TEST(WriteStandardOutput, ReturnsWhenThereIsNoOutput) {
   ASSERT_TRUE(output.isOpen);
   const pid_t child = startChild(output, [] {
     close(STDOUT_FILENO);
-    prepareProcess("");
+    prepareProcess();
     writeStandardOutput("hello");
   });
   EXPECT_EQ(statusOf(child), kExitOfSeven);
@@ -325,7 +325,7 @@ TEST(PrepareProcess, AnAbnormalEndLeavesNeitherOutputNorACoreFile) {
       limit.rlim_cur = limit.rlim_max = geteuid() == 0 ? RLIM_INFINITY : limit.rlim_max;
       if (chdir(folder.path().c_str()) != 0 || setrlimit(RLIMIT_CORE, &limit) != 0)
         _exit(1);
-      prepareProcess("");
+      prepareProcess();
       row.end();
     });
     EXPECT_EQ(readAll(output.reader()), "");

@@ -33,9 +33,9 @@ constexpr const char* kUsage =
     "  --help   print this\n"
     "\n"
     "Preferences are looked for as this user and with this environment. A web server starts\n"
-    "its CGI programs as another user and with few variables:\n"
+    "its CGI programs as another user and with few variables, as this does:\n"
     "\n"
-    "  sudo -u www-data env -i quintora-doctor --probe PATH\n"
+    "  sudo -u www-data env -i /usr/bin/quintora-doctor --probe PATH\n"
     "\n"
     "Exit status: 0 healthy, 1 something was found, 2 wrong use.\n";
 

@@ -84,9 +84,11 @@ def show_all(apache, config, port):
 
 def serve(apache, config, port):
     write_preferences(config, QZQuintoraServerPort=port, QZCGIConnectionProtocol="TCP/IP")
-    print(f"The form: {apache.url('/form.html')}\n"
-          "To try the other mode, set QZCGIConnectionProtocol to AppleEvents in\n"
-          f"{os.path.join(config, PREFERENCES)}\nCtrl-C stops everything.", flush=True)
+    print(f"The form: {apache.url('/form.html')}")
+    if not IS_MACOS:
+        print("To try the other mode, set QZCGIConnectionProtocol to AppleEvents in\n"
+              f"{os.path.join(config, PREFERENCES)}")
+    print("Ctrl-C stops everything.", flush=True)
     signal.pause()
 
 

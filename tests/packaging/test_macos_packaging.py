@@ -16,7 +16,8 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 AUTOMATION = "com.apple.security.automation.apple-events"
-PROGRAM = "/Library/WebServer/CGI-Executables/Quintora.cgi"
+BRIDGE = "/Library/WebServer/CGI-Executables/Quintora.cgi"
+DOCTOR = "/usr/local/bin/quintora-doctor"
 DOCUMENTATION = "/Library/Documentation/Quintora/"
 ORDINARY_TOOLS = ("awk", "cat", "dirname", "echo", "env", "grep", "install", "mkdir", "mktemp",
                   "python3", "rm", "sort", "xargs")
@@ -37,11 +38,13 @@ case "$tool $*" in
   "lipo -archs "*) cat "$ANSWERS/archs" ;;
   lipo*) echo "$3" >"$5" ;;
   otool*) cat "$ANSWERS/$(cat "$2")$1" ;;
-  "codesign --verify"*) [ ! -e "$ANSWERS/does-not-hold" ] ;;
+  "codesign --verify"*) [ ! -e "$ANSWERS/${4##*/}-does-not-hold" ] ;;
   "codesign --display --verbose"*) cat "$ANSWERS/signature" >&2 ;;
   "codesign --display --entitlements - --xml"*) cat "$ANSWERS/entitlements-xml" || exit 2 ;;
   "codesign --display --entitlements :-"*) cat "$ANSWERS/entitlements" ;;
-  "cmake --build"*) mkdir -p build/macos && echo x86_64 >build/macos/Quintora.cgi ;;
+  "cmake --build"*)
+    mkdir -p build/macos && cd build/macos && echo x86_64 >Quintora.cgi && echo new >quintora-doctor
+    ;;
 esac
 """
 X86_64_COMMANDS = """Load command 8
@@ -117,6 +120,8 @@ class CopyOfTheTree(unittest.TestCase):
         self.answers = self.folder / "answers"
         self.binary = self.folder / "Quintora.cgi"
         self.binary.write_text("x86_64\n")
+        self.doctor = self.folder / "quintora-doctor"
+        self.doctor.write_text("the doctor\n")
 
     def add_stand_ins(self):
         for tool in (*TOOLS_OF_MACOS, "cmake"):
@@ -174,28 +179,24 @@ class PropertyListTest(unittest.TestCase):
              "CMAKE_OSX_DEPLOYMENT_TARGET": plist["LSMinimumSystemVersion"]},
             preset["cacheVariables"])
 
-    def test_build_fills_in_the_version_and_embeds_the_plist(self):
+    def test_build_fills_in_the_version_and_embeds_the_plist_in_each_program(self):
         with tempfile.TemporaryDirectory() as folder:
-            project = pathlib.Path(folder).resolve()
-            (project / "CMakeLists.txt").write_text(f"""
-                cmake_minimum_required(VERSION 3.20)
-                project(Quintora VERSION {project_version()} LANGUAGES CXX)
-                set(PROJECT_SOURCE_DIR "{ROOT}")
-                include("{ROOT}/cmake/MacOS.cmake")
-                add_executable(Quintora.cgi main.cpp)
-                embed_info_plist(Quintora.cgi)
-                """)
-            (project / "main.cpp").touch()
-            run = subprocess.run(["cmake", "-G", "Ninja", "-S", folder, "-B", project / "build"],
+            build = pathlib.Path(folder).resolve()
+            # Nothing is compiled: the project is only configured, on every system as on a Mac.
+            (build / "mac.cmake").write_text("set(APPLE TRUE)\n")
+            run = subprocess.run(["cmake", "-G", "Ninja", "-S", ROOT, "-B", build,
+                                  f"-DCMAKE_PROJECT_INCLUDE={build}/mac.cmake"],
                                  capture_output=True, text=True, timeout=120, check=False)
             self.assertEqual(0, run.returncode, run.stderr)
-            written = project / "build/Info.plist"
+            written = build / "Info.plist"
             plist = plistlib.loads(written.read_bytes())
             self.assertEqual([project_version()] * 2,
                              [plist["CFBundleVersion"], plist["CFBundleShortVersionString"]])
             self.assertNotIn("@", written.read_text())
-            self.assertIn(f"-Wl,-sectcreate,__TEXT,__info_plist,{written}",
-                          (project / "build/build.ninja").read_text())
+            for program in BRIDGE, DOCTOR:
+                link = re.search(rf"^build {os.path.basename(program)}: (?:.+\n)+",
+                                 (build / "build.ninja").read_text(), re.MULTILINE)
+                self.assertIn(f"-Wl,-sectcreate,__TEXT,__info_plist,{written}", link[0])
 
 
 class DryRunTest(CopyOfTheTree):
@@ -203,17 +204,21 @@ class DryRunTest(CopyOfTheTree):
         run = self.run_script("package", "--dry-run", self.binary)
         self.assert_done(run)
         shipped = dict(line.split(" -> ") for line in run.stdout.splitlines())
-        self.assertEqual(PROGRAM, shipped.pop(str(self.binary)))
+        self.assertEqual((BRIDGE, DOCTOR),
+                         (shipped.pop(str(self.binary)), shipped.pop(str(self.doctor))))
         documents = {"README.md", "CHANGELOG.md"} | {
             f"docs/{path.name}" for path in (ROOT / "docs").glob("*.md")}
-        self.assertEqual({name: DOCUMENTATION + name for name in documents}, shipped)
-        for name in documents:
+        pages = {f"docs/man/{path.name}": f"/usr/local/share/man/man{path.suffix[1:]}/{path.name}"
+                 for path in (ROOT / "docs/man").iterdir()}
+        self.assertEqual({**{name: DOCUMENTATION + name for name in documents}, **pages}, shipped)
+        for name in shipped:
             self.assertTrue((self.tree / name).is_file(), name)
 
-    def test_says_where_a_program_that_is_not_built_comes_from(self):
+    def test_says_where_programs_that_are_not_built_come_from(self):
         run = self.run_script("package", "--dry-run")
         self.assert_done(run)
-        self.assertIn(f"what the preset macos builds -> {PROGRAM}\n", run.stdout)
+        for program in BRIDGE, DOCTOR:
+            self.assertIn(f"what the preset macos builds -> {program}\n", run.stdout)
 
     def test_leaves_the_tree_alone(self):
         before = sorted(self.tree.rglob("*"))
@@ -221,13 +226,17 @@ class DryRunTest(CopyOfTheTree):
         self.assertEqual(before, sorted(self.tree.rglob("*")))
 
     def test_stops_at_a_missing_file(self):
-        (self.tree / "docs/tunnel.md").unlink()
-        self.assert_stopped(self.run_script("package", "--dry-run"), "docs/tunnel.md is missing.")
+        for name in "docs/man/quintora-doctor.1", "docs/tunnel.md":
+            with self.subTest(name=name):
+                (self.tree / name).unlink()
+                self.assert_stopped(self.run_script("package", "--dry-run"), f"{name} is missing.")
 
     def test_stops_at_a_missing_program(self):
-        self.binary.unlink()
-        self.assert_stopped(self.run_script("package", "--dry-run", self.binary),
-                            f"{self.binary} is missing.")
+        for program in self.doctor, self.binary:
+            with self.subTest(program=program.name):
+                program.unlink()
+                self.assert_stopped(self.run_script("package", "--dry-run", self.binary),
+                                    f"{program} is missing.")
 
     def test_stops_at_a_property_list_that_is_none(self):
         (self.macos / "Info.plist.in").write_text("<plist><dict></plist>")
@@ -269,20 +278,21 @@ class PackageTest(CopyOfTheTree):
                     f"{tool} is missing. It comes with macOS and Xcode: run this on a Mac.")
                 hidden.rename(self.tools / tool)
 
-    def test_without_an_identity_the_signature_is_ad_hoc_and_has_no_time_stamp(self):
+    def test_without_an_identity_the_signatures_are_ad_hoc_and_have_no_time_stamp(self):
         run = self.run_script("package", self.binary)
         self.assert_done(run)
         self.assertEqual(
             [["codesign", "--force", "--options", "runtime",
               "--entitlements", str(self.macos / "Quintora.entitlements"), "--sign", "-",
-              f"{self.staged}{PROGRAM}"]],
+              f"{self.staged}{program}"] for program in (BRIDGE, DOCTOR)],
             self.calls("codesign", "--force"))
 
-    def test_with_an_identity_the_signature_has_a_time_stamp(self):
+    def test_with_an_identity_the_signatures_have_a_time_stamp(self):
         self.assert_done(self.run_script("package", self.binary, SIGN_IDENTITY="Ann (TEAM)"))
-        [call] = self.calls("codesign", "--force")
-        self.assertEqual(["--sign", "Ann (TEAM)", "--timestamp", f"{self.staged}{PROGRAM}"],
-                         call[-4:])
+        self.assertEqual(
+            [["--sign", "Ann (TEAM)", "--timestamp", f"{self.staged}{program}"]
+             for program in (BRIDGE, DOCTOR)],
+            [call[-4:] for call in self.calls("codesign", "--force")])
 
     def test_packages_the_staged_files_under_the_version_inside_the_program(self):
         run = self.run_script("package", self.binary)
@@ -302,24 +312,32 @@ class PackageTest(CopyOfTheTree):
                   for path in self.staged.rglob("*")}
         files = {line.split(" -> ")[1] for line in listed}
         self.assertEqual(
-            {**{path: 0o644 for path in files}, PROGRAM: 0o755},
+            {**{path: 0o644 for path in files}, BRIDGE: 0o755, DOCTOR: 0o755},
             {path: mode for path, mode in staged.items() if path in files})
+        for line in listed:
+            source, target = line.split(" -> ")
+            self.assertEqual((self.tree / source).read_bytes(),
+                             pathlib.Path(f"{self.staged}{target}").read_bytes(), target)
         self.assertEqual({0o755}, {staged[path] for path in staged.keys() - files})
         self.assertNotIn("/Library/left-over", staged)
 
     def test_signs_verifies_and_packages_in_this_order_and_sends_nothing_unasked(self):
         self.assert_done(self.run_script("package", self.binary))
-        steps = [tuple(call[:2]) for call in self.calls()]
+        bridge, doctor = f"{self.staged}{BRIDGE}", f"{self.staged}{DOCTOR}"
         self.assertEqual(
-            [("codesign", "--force"), ("codesign", "--verify"), ("pkgbuild", "--root")],
-            [step for step in steps if step[1] in ("--force", "--verify", "--root")])
+            [("--force", bridge), ("--verify", bridge), ("--force", doctor), ("--verify", doctor),
+             ("--root", str(self.package))],
+            [(call[1], call[-1]) for call in self.calls()
+             if call[1] in ("--force", "--verify", "--root")])
         self.assertEqual([], self.calls("xcrun"))
 
     def test_packages_nothing_that_does_not_hold(self):
-        self.answer("does-not-hold", "")
-        self.assert_stopped(self.run_script("package", self.binary),
-                            f"The signature of {self.staged}{PROGRAM} does not hold.")
-        self.assertEqual([], self.calls("pkgbuild"))
+        for program in DOCTOR, BRIDGE:
+            with self.subTest(program=program):
+                self.answer(f"{os.path.basename(program)}-does-not-hold", "")
+                self.assert_stopped(self.run_script("package", self.binary),
+                                    f"The signature of {self.staged}{program} does not hold.")
+                self.assertEqual([], self.calls("pkgbuild"))
 
     def test_with_credentials_signs_notarises_and_staples_the_package(self):
         self.assert_done(self.run_script("package", self.binary, **CREDENTIALS))
@@ -340,12 +358,13 @@ class PackageTest(CopyOfTheTree):
                     "NOTARY_PROFILE asks for SIGN_IDENTITY and INSTALLER_IDENTITY, too.")
         self.assertFalse(self.calls_file.exists())
 
-    def test_without_a_program_the_preset_builds_it(self):
+    def test_without_a_program_the_preset_builds_both(self):
         self.assert_done(self.run_script("package"))
         self.assertEqual(
             [["cmake", "--preset", "macos"], ["cmake", "--build", "--preset", "macos"]],
             self.calls("cmake"))
-        self.assertEqual("x86_64\n", pathlib.Path(f"{self.staged}{PROGRAM}").read_text())
+        for program, text in (BRIDGE, "x86_64\n"), (DOCTOR, "new\n"):
+            self.assertEqual(text, pathlib.Path(f"{self.staged}{program}").read_text())
 
 
 class VerifyTest(CopyOfTheTree):
@@ -401,7 +420,8 @@ class VerifyTest(CopyOfTheTree):
                 ("signature", SIGNATURE.replace("Timestamp=", "Signed Time="),
                  "The signature of the x86_64 slice has no secure time stamp."),
                 ("entitlements-xml", "", f"The x86_64 slice does not grant {AUTOMATION}."),
-                ("does-not-hold", "", f"The signature of {self.binary} does not hold.")):
+                ("Quintora.cgi-does-not-hold", "",
+                 f"The signature of {self.binary} does not hold.")):
             with self.subTest(sentence=sentence):
                 path = self.answers / name
                 before = path.read_text() if path.exists() else None

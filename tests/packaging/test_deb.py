@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
-"""The Debian package, as script/package made it, in a fresh Debian with its own Apache.
+"""A newcomer's ways to a page in the browser, each in a fresh Debian: from a clone, from the .deb.
 
-That Debian lives in a folder of the build, made by debootstrap from the mirror that this machine
-uses. Only root can do that. The commands are those of the README, word for word; the service
-manager, which a folder does not have, is stood in for.
+The clone is one of what is committed, the .deb the one that script/package made. Each Debian lives
+in a folder of the build, copied from one that debootstrap made from the mirror that this machine
+uses, and shares nothing but the network with this machine. Only root can do that. The commands are
+those of the README, word for word; sudo and the service manager, which such a folder does not
+have, are stood in for.
 """
 import contextlib
 import email
@@ -32,9 +34,16 @@ from private_apache import free_port  # noqa: E402
 
 PREFERENCES = "com.quintora.QuintoraServer.conf"
 STAND_INS = {
-    "sudo": 'exec "$@"',
-    "systemctl": '[ "$2" = apache2 ] && exec apachectl "$1"',
+    "usr/local/sbin/sudo": 'exec "$@"',
+    "usr/local/sbin/systemctl": '[ "$2" = apache2 ] && exec apachectl "$1"',
+    # Says no when a package would have its service started as it is installed: Apache would take
+    # port 80 of this machine.
+    "usr/sbin/policy-rc.d": "exit 101",
 }
+# Only the commands of that folder see its /proc, so nothing that walks through the build does.
+ENTER = 'mount -t proc proc "$0/proc"; exec chroot "$0" "$@"'
+BRIDGE = "/usr/lib/cgi-bin/Quintora.cgi"
+DOCTOR = f"quintora-doctor {BRIDGE}"
 # What commands other than those of the package leave behind: the log files, the records of dpkg
 # and apt, and what is gone when the machine starts anew.
 RECORDS = "run", "var/cache/apt", "var/lib/apt", "var/lib/dpkg", "var/log"
@@ -44,6 +53,7 @@ LEFT_ENABLED = re.compile("etc/apache2/mods-enabled/cgid[.](load|conf)|"
                           "var/lib/apache2/(module|conf)/(en|dis)abled_by_(admin|maint)|"
                           "var/lib/apache2/module/enabled_by_admin/cgid")
 PATIENCE = 10  # seconds for one start or stop of Apache
+DEMO_PATIENCE = 300  # seconds for the demo to install what it needs, to build and to start
 
 
 def package():
@@ -78,16 +88,41 @@ def mirror():
     raise AssertionError(f"apt knows no mirror of {release()}: run apt-get update.")
 
 
-def commands_of_readme(marker):
+def commands_of_readme(marker, tree=ROOT):
     """The lines of the README's one block of commands that has the marker in it."""
-    blocks = re.findall("^```sh\n(.*?)^```$", (ROOT / "README.md").read_text(encoding="utf-8"),
+    blocks = re.findall("^```sh\n(.*?)^```$", (tree / "README.md").read_text(encoding="utf-8"),
                         re.MULTILINE | re.DOTALL)
     block, = (block for block in blocks if marker in block)
-    return block
+    return block.splitlines()
+
+
+def wait_until(condition, patience, failure):
+    deadline = time.monotonic() + patience
+    while not condition():
+        if time.monotonic() > deadline:
+            raise AssertionError(failure)
+        time.sleep(0.05)
+
+
+def fetch(url, form=None):
+    """Status, content type and text of a page; of one that reports an error the status alone."""
+    data = urllib.parse.urlencode(form).encode() if form else None
+    deadline = time.monotonic() + PATIENCE
+    while True:
+        try:
+            with urllib.request.urlopen(url, data, timeout=PATIENCE) as answer:
+                return answer.status, answer.headers["Content-Type"], answer.read().decode()
+        except urllib.error.HTTPError as error:
+            with error:
+                return error.code, None, None
+        except urllib.error.URLError:  # Apache returns from its start before it listens
+            if time.monotonic() > deadline:
+                raise
+            time.sleep(0.05)
 
 
 class FreshDebian:
-    """A Debian with Apache in a folder; what runs in it is stopped when it is removed."""
+    """A Debian in a folder; what runs in it is stopped when it is removed."""
 
     def __init__(self):
         (ROOT / "build").mkdir(exist_ok=True)
@@ -98,21 +133,30 @@ class FreshDebian:
         self.folder.chmod(0o755)
         # Nobody needs these files after a power failure.
         self.write("etc/dpkg/dpkg.cfg.d/unsafe-io", "force-unsafe-io\n")
-        output("debootstrap", "--variant=minbase", "--include=apache2,mandoc", release(),
+        output("unshare", "--mount", "debootstrap", "--variant=minbase", release(),
                str(self.folder), mirror())
-        for name, line in STAND_INS.items():
-            self.write(f"usr/local/sbin/{name}", f"#!/bin/sh\n{line}\n").chmod(0o755)
-        self.write("etc/apache2/ports.conf", f"Listen 127.0.0.1:{self.port}\n")
-        self.write("etc/apache2/conf-available/here.conf", "ServerName 127.0.0.1\n")
-        self.run("a2enconf here")
+        for path, line in STAND_INS.items():
+            self.write(path, f"#!/bin/sh\n{line}\n").chmod(0o755)
+        self.run("apt-get update")
+
+    def copy_to(self, other):
+        output("cp", "--archive", f"{self.folder}/.", str(other.folder))
 
     def remove(self):
-        self.stop_apache()
-        with open("/proc/self/mounts", encoding="utf-8") as mounts:
-            for place in reversed([line.split()[1] for line in mounts]):
-                if place.startswith(f"{self.folder}/"):
-                    output("umount", place)
+        for process in self.processes():
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(process, signal.SIGKILL)
+        wait_until(lambda: not self.processes(), PATIENCE, "What runs in it does not end.")
         shutil.rmtree(self.folder)
+
+    def processes(self):
+        """The ids of all that runs in it: nothing else has this folder for its root."""
+        found = []
+        for process in filter(str.isdigit, os.listdir("/proc")):
+            with contextlib.suppress(OSError):  # it has just ended
+                if os.path.samefile(f"/proc/{process}/root", self.folder):
+                    found.append(int(process))
+        return found
 
     def write(self, path, text):
         file = self.folder / path
@@ -120,40 +164,29 @@ class FreshDebian:
         file.write_text(text, encoding="utf-8")
         return file
 
-    def run(self, commands, **options):
-        """Runs lines of the shell in it, in root's home; the first that fails is an error."""
-        return output("chroot", str(self.folder), "env", "-i",
-                      "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
-                      "LC_ALL=C.UTF-8", "HOME=/root", "sh", "-euc", f"cd; {commands}", **options)
+    def command(self, lines):
+        """The command for lines of the shell in it, in root's home; the first that fails ends."""
+        return ["unshare", "--mount", "sh", "-euc", ENTER, str(self.folder), "env", "-i",
+                "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
+                "LC_ALL=C.UTF-8", "HOME=/root", "sh", "-euc", f"cd; {lines}"]
+
+    def run(self, lines, **options):
+        return output(*self.command(lines), **options)
+
+    def move_apache(self):
+        """Port 80 of this machine is not for tests."""
+        self.write("etc/apache2/ports.conf", f"Listen 127.0.0.1:{self.port}\n")
+        site = self.folder / "etc/apache2/sites-available/000-default.conf"
+        site.write_text(site.read_text().replace("*:80>", f"*:{self.port}>"))
 
     def stop_apache(self):
-        try:
-            process = int((self.folder / "run/apache2/apache2.pid").read_text())
-            os.kill(process, signal.SIGTERM)
-        except (FileNotFoundError, ProcessLookupError):
-            return
-        deadline = time.monotonic() + PATIENCE
-        while (self.folder / "run/apache2/apache2.pid").exists():
-            if time.monotonic() > deadline:
-                raise AssertionError("Apache does not stop.")
-            time.sleep(0.05)
+        process = self.folder / "run/apache2/apache2.pid"
+        os.kill(int(process.read_text()), signal.SIGTERM)
+        wait_until(lambda: not process.exists(), PATIENCE, "Apache does not stop.")
 
     def request(self, name, form=None):
-        """Status, content type and text that a program under /cgi-bin/ answers."""
-        url = f"http://127.0.0.1:{self.port}/cgi-bin/{name}"
-        data = urllib.parse.urlencode(form).encode() if form else None
-        deadline = time.monotonic() + PATIENCE
-        while True:
-            try:
-                with urllib.request.urlopen(url, data, timeout=PATIENCE) as answer:
-                    return answer.status, answer.headers["Content-Type"], answer.read().decode()
-            except urllib.error.HTTPError as error:
-                with error:
-                    return error.code, None, None
-            except urllib.error.URLError:  # it returns from its start before it listens
-                if time.monotonic() > deadline:
-                    raise
-                time.sleep(0.05)
+        """What a program under /cgi-bin/ answers."""
+        return fetch(f"http://127.0.0.1:{self.port}/cgi-bin/{name}", form)
 
     def listing(self):
         """Every file with what it is and holds, but for the records."""
@@ -199,13 +232,15 @@ class DebTest(unittest.TestCase):
         listed = output("tar", "--list", "--file", archive).splitlines()
         packed = {name.partition("/")[2] for name in listed if name[-1] != "/"}
         with tempfile.TemporaryDirectory() as folder:
-            output("cmake", "--install", str(ROOT / "build/release"), "--prefix", folder)
+            output("cmake", "--install", str(ROOT / "build/package"), "--prefix", folder)
             installed = {str(path.relative_to(folder))
                          for path in pathlib.Path(folder).rglob("*") if path.is_file()}
             bridge = os.path.join(folder, "lib/cgi-bin/Quintora.cgi")
             self.assertEqual(stat.S_IMODE(os.stat(bridge).st_mode), 0o755)
         self.assertEqual(packed, installed)
-        self.assertLessEqual({"share/man/man5/com.quintora.QuintoraServer.conf.5",
+        self.assertLessEqual({"bin/quintora-doctor",
+                              "share/man/man1/quintora-doctor.1",
+                              "share/man/man5/com.quintora.QuintoraServer.conf.5",
                               "share/man/man8/Quintora.cgi.8",
                               "share/doc/quintora-cgi/README.md",
                               "share/doc/quintora-cgi/docs/preferences.md",
@@ -214,40 +249,122 @@ class DebTest(unittest.TestCase):
 
 
 class FreshDebianTest(unittest.TestCase):
-    """One long test, for a fresh Debian takes a minute to make."""
+    @classmethod
+    def setUpClass(cls):
+        cls.fresh = FreshDebian()
+        cls.addClassCleanup(cls.fresh.remove)
+        cls.fresh.make()
 
     def setUp(self):
-        stack = contextlib.ExitStack()
-        self.addCleanup(stack.close)
-        self.server_port = stack.enter_context(example_server())
         self.debian = FreshDebian()
-        stack.callback(self.debian.remove)
-        self.debian.make()
+        self.addCleanup(self.debian.remove)
+        self.fresh.copy_to(self.debian)
 
-    def test_from_the_package_to_a_page_and_back(self):
-        before = self.debian.listing()
-        shutil.copy(package(), self.debian.folder / "root")
+    def test_from_a_clone_to_a_page(self):
+        """With nothing there but git, which a clone takes."""
+        self.debian.run("apt-get install --yes --no-install-recommends git")
+        output("git", "clone", "--quiet", "--bare", str(ROOT), f"{self.debian.folder}/srv/origin")
+        self.debian.run("git clone --quiet /srv/origin clone")
+        clone = self.debian.folder / "root/clone"
+        self.assertEqual(output("git", "-C", str(clone), "rev-parse", "HEAD"),
+                         output("git", "-C", str(ROOT), "rev-parse", "HEAD"))
+        command = commands_of_readme("script/demo", clone)[0]
+        self.assertEqual(self.debian.run("command -v cmake ninja c++ python3 apache2 || true"), "")
+        self.assertEqual(self.debian.processes(), [])
+        temporary = os.listdir(self.debian.folder / "tmp")
 
-        self.debian.run(commands_of_readme("a2enconf quintora-cgi"))
-        with self.subTest("the page, by the example's preferences"), self.preferences():
-            self.check_page("Quintora.cgi")
-        with self.subTest("the page, by a link whose name has the port"), self.link() as name:
-            self.check_page(name)
+        # Like a person's shell, this one outlives Ctrl-C and has the command's exit status.
+        with self.running(f"trap : INT; cd clone; {command}") as (demo, address):
+            status, content_type, form = fetch(address)
+            self.assertEqual((status, content_type), (200, "text/html; charset=utf-8"))
+            action = re.search('<form action="(.*?)" method="post"', form)[1]
+            status, content_type, page = fetch(urllib.parse.urljoin(address, action),
+                                               {"name": "Zoë & Müller 🎈"})
+            self.assertEqual((status, content_type), (200, "text/html; charset=utf-8"))
+            self.assertIn("Zoë &amp; Müller 🎈", page)
+            self.assertIn("in <b>tunnel</b> mode", page)
 
-        # Removal asks whether it may.
-        self.debian.run(commands_of_readme("apt purge quintora-cgi"), input="y\n")
-        self.debian.run("apachectl configtest")
+            os.killpg(demo.pid, signal.SIGINT)  # as a terminal does at Ctrl-C
+            self.assertEqual(demo.wait(PATIENCE), 0)
+        self.assertEqual(self.debian.processes(), [])
+        self.assertEqual(os.listdir(self.debian.folder / "tmp"), temporary)
+
+    @contextlib.contextmanager
+    def running(self, lines):
+        """A process for lines that print where the form is, and that address."""
+        path = self.debian.folder / "root/output.txt"
+        with path.open("w", encoding="utf-8") as file:
+            process = subprocess.Popen(self.debian.command(lines), stdin=subprocess.DEVNULL,
+                                       stdout=file, stderr=file, start_new_session=True)
+        try:
+            wait_until(lambda: "Ctrl-C" in path.read_text("utf-8") or process.poll() is not None,
+                       DEMO_PATIENCE, "The demo does not start.")
+            said = path.read_text("utf-8")
+            address = re.search("^The form: (.*)$", said, re.MULTILINE)
+            self.assertTrue(address, said)
+            yield process, address[1]
+        finally:
+            if process.poll() is None:
+                os.killpg(process.pid, signal.SIGKILL)
+                process.wait()
+
+    def test_from_the_package_to_a_page(self):
+        """With no Apache there."""
+        server_port = free_port()
+        self.assertEqual(self.debian.run("command -v apache2 || true"), "")
+        self.install_as_readme_says()
+        with self.preferences(server_port):
+            with example_server(port=server_port):
+                self.check_page("Quintora.cgi")
+                self.check_doctor(DOCTOR, 0)
+                self.check_doctor(f"{DOCTOR} --probe", 0)
+            self.check_doctor(DOCTOR, 1)
+        self.purge_as_readme_says()
         self.check_absence()
-        self.debian.stop_apache()
-        (self.debian.folder / "root" / os.path.basename(package())).unlink()
-        self.assertEqual(changed(before, self.debian.listing()), set())
+        # Apache and what came with it stay; of the package not even a name does.
+        self.assertEqual([path for path in self.debian.listing() if "quintora" in path.lower()], [])
 
-        with self.subTest("mod_cgi, without Debian's own rules for the folder"):
-            self.check_other_module()
+    def test_removal_leaves_no_trace(self):
+        """With Apache there before, so that every difference is the package's."""
+        self.debian.run("apt-get install --yes --no-install-recommends apache2 mandoc")
+        self.debian.move_apache()
+        before = self.debian.listing()
+        with example_server() as server_port:
+            self.install_as_readme_says()
+            with self.link(server_port) as name:
+                self.check_page(name)
+            self.purge_as_readme_says()
+            self.debian.run("apachectl configtest")
+            self.check_absence()
+            self.debian.stop_apache()
+            self.assertEqual(changed(before, self.debian.listing()), set())
+
+            with self.subTest("mod_cgi, without Debian's own rules for the folder"):
+                self.check_other_module(server_port)
         with self.subTest("man pages"):
             self.check_man_pages()
 
-    def check_other_module(self):
+    def install_as_readme_says(self):
+        copy = shutil.copy(package(), self.debian.folder / "root")
+        install, *others = commands_of_readme("a2enconf quintora-cgi")
+        self.debian.run(install, input="y\n")  # to what it asks when more than the package comes
+        os.unlink(copy)
+        self.debian.move_apache()
+        for command in others:
+            self.debian.run(command)
+
+    def purge_as_readme_says(self):
+        command, = commands_of_readme("apt purge quintora-cgi")
+        self.debian.run(command, input="y\n")
+
+    def check_doctor(self, command, status):
+        run = subprocess.run(self.debian.command(command), stdout=subprocess.PIPE,
+                             stderr=subprocess.PIPE, text=True)
+        self.assertEqual((run.returncode, run.stderr), (status, ""), run.stdout)
+        findings = re.findall("^  ! .*", run.stdout, re.MULTILINE)
+        self.assertEqual(len(findings), status, run.stdout)
+
+    def check_other_module(self, server_port):
         shutil.copy(package(), self.debian.folder / "root")
         self.debian.run("apt install ./*.deb; a2enconf quintora-cgi; a2disconf serve-cgi-bin;"
                         "a2dismod cgid mpm_event; a2enmod mpm_prefork; apachectl start")
@@ -255,14 +372,14 @@ class FreshDebianTest(unittest.TestCase):
         self.debian.run("a2enmod cgi")
         self.debian.stop_apache()
         self.debian.run("apachectl start")
-        with self.preferences():
+        with self.preferences(server_port):
             self.check_page("Quintora.cgi")
 
     @contextlib.contextmanager
-    def preferences(self):
+    def preferences(self, server_port):
         """The example's preferences file where it belongs, with the server's port."""
         example = self.debian.folder / "usr/share/doc/quintora-cgi/examples" / PREFERENCES
-        text, count = re.subn("^#(QZQuintoraServerPort) = .*", rf"\1 = {self.server_port}",
+        text, count = re.subn("^#(QZQuintoraServerPort) = .*", rf"\1 = {server_port}",
                               example.read_text(encoding="utf-8"), flags=re.MULTILINE)
         self.assertEqual(count, 1)
         new_folder = not (self.debian.folder / "etc/xdg").exists()
@@ -273,8 +390,9 @@ class FreshDebianTest(unittest.TestCase):
             file.parent.rmdir()
 
     @contextlib.contextmanager
-    def link(self):
-        name = f"Gateway_{self.server_port}.cgi"
+    def link(self, server_port):
+        """A copy's name that has the port, so no preferences are needed."""
+        name = f"Gateway_{server_port}.cgi"
         link = self.debian.folder / "usr/lib/cgi-bin" / name
         link.symlink_to("Quintora.cgi")
         yield name

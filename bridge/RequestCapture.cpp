@@ -1,6 +1,5 @@
 #include "bridge/RequestCapture.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -8,6 +7,7 @@
 #include "bridge/ServerScript.h"
 #include "extras/NSDictionary+NSDictionary_Extras.h"
 #include "extras/NSString.h"
+#include "extras/Pieces.h"
 #include "platform/Process.h"
 
 namespace {
@@ -21,13 +21,6 @@ String tunnelKey(const String& name) { return stringWithFormat(u"ApacheTunnel_%@
 String decodedFormText(std::u16string_view text) {
   return stringByRemovingPercentEncoding(
       stringByReplacingOccurrencesOfStringWithString(std::u16string(text), u"+", u" "));
-}
-
-// Cuts the text before the first separator, and the separator, off; all of it where there is none.
-std::u16string_view cutPiece(std::u16string_view& text, char16_t separator) {
-  const std::u16string_view piece = text.substr(0, text.find(separator));
-  text.remove_prefix(std::min(piece.size() + 1, text.size()));
-  return piece;
 }
 
 // The body as text, up to its first zero byte; absent when it is not valid UTF-8. The buffer is
@@ -44,15 +37,6 @@ void forwardFormField(std::u16string_view piece, Array& formEntries) {
   if (environmentVariables)
     formEntries->push_back(dictionaryEntry(key, value));
   setObjectForKey(postParameters, std::move(value), std::move(key));
-}
-
-// One piece more than there are "&". The pieces are not listed first: a body of nothing but "&"
-// would take forty times its size.
-void forwardForm(std::u16string_view body, Array& formEntries) {
-  for (bool isLast = false; !isLast;) {
-    isLast = body.find(u'&') == body.npos;
-    forwardFormField(cutPiece(body, u'&'), formEntries);
-  }
 }
 
 }  // namespace
@@ -84,8 +68,12 @@ void AddPostData() {
   }
   const String body = readBody(buffer, size);
   Array formEntries(std::in_place);
-  if (body)
-    forwardForm(*body, formEntries);
+  if (body) {
+    // The pieces are not listed first: a body of nothing but "&" would take forty times its size.
+    forEachPiece(std::u16string_view(*body), u'&', [&formEntries](std::u16string_view piece) {
+      forwardFormField(piece, formEntries);
+    });
+  }
   if (environmentVariables)
     postDataCode = formDictionaryText(formEntries);
 }

@@ -11,7 +11,8 @@ target_compile_options(warnings INTERFACE
 add_library(product_options INTERFACE)
 target_link_libraries(product_options INTERFACE warnings)
 target_compile_options(product_options INTERFACE
-  -fno-exceptions -fno-rtti -fvisibility=hidden -fstack-protector-strong -ffunction-sections -fdata-sections)
+  -fno-exceptions -fno-rtti -fvisibility=hidden -fstack-protector-strong
+  -ffunction-sections -fdata-sections)
 
 # The fortified C library works only in optimised code, and some compilers define it by themselves.
 target_compile_options(product_options INTERFACE

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "extras/Characters.h"
+#include "extras/Pieces.h"
 #include "extras/TextEncoding.h"
 
 namespace {
@@ -11,30 +12,7 @@ namespace {
 // pieces of a chunked body: a server that never ends them must not fill the memory.
 constexpr uint64_t kMostLineBytes = 256 * 1024;
 
-std::string_view withoutBlanks(std::string_view text) {
-  const size_t first = text.find_first_not_of(" \t");
-  if (first == text.npos)
-    return {};
-  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
-// Cuts the text before the first separator off and returns it; all of it without a separator.
-std::string_view cutPiece(std::string_view& text, char separator) {
-  const std::string_view piece = text.substr(0, text.find(separator));
-  text.remove_prefix(std::min(piece.size() + 1, text.size()));
-  return piece;
-}
-
-// Calls with each of the pieces, always one more than there are separators, without their blanks.
-template <typename Call>
-void forEachPiece(std::string_view text, char separator, Call call) {
-  for (;;) {
-    const bool isLast = text.find(separator) == text.npos;
-    call(withoutBlanks(cutPiece(text, separator)));
-    if (isLast)
-      return;
-  }
-}
+std::string_view withoutBlanks(std::string_view text) { return trimmed(text, " \t"); }
 
 // A number of nothing but digits of the base (10 or 16), at most 2^63 - 1; absent otherwise.
 std::optional<uint64_t> numberFrom(std::string_view text, unsigned base) {
@@ -217,7 +195,7 @@ void HTTPReply::takeField() {
 // Section 6.3: a list of equal numbers counts as that number.
 void HTTPReply::takeContentLength(std::string_view value) {
   forEachPiece(value, ',', [this](std::string_view piece) {
-    const std::optional<uint64_t> number = numberFrom(piece, 10);
+    const std::optional<uint64_t> number = numberFrom(withoutBlanks(piece), 10);
     if (!number || (contentLength_ && *contentLength_ != *number))
       contentLengthIsInvalid_ = true;
     else
@@ -228,7 +206,8 @@ void HTTPReply::takeContentLength(std::string_view value) {
 // Codings other than chunked would have to be undone, so they are refused; "identity", which older
 // servers send, means none.
 void HTTPReply::takeTransferEncoding(std::string_view value) {
-  forEachPiece(value, ',', [this](std::string_view coding) {
+  forEachPiece(value, ',', [this](std::string_view piece) {
+    const std::string_view coding = withoutBlanks(piece);
     if (coding.empty() || isEqualIgnoringASCIICase(coding, "identity"))
       return;
     if (isChunked_ || !isEqualIgnoringASCIICase(coding, "chunked"))
@@ -240,15 +219,16 @@ void HTTPReply::takeTransferEncoding(std::string_view value) {
 
 void HTTPReply::endHead() {
   const bool isInterim = status_ < 200;
-  const bool hasNoBody = status_ == 204 || status_ == 304;
-  if (!isInterim)
-    lineBytes_ = 0;
   if (isInterim) {
     textEncodingName = std::nullopt;
     contentLength_ = std::nullopt;
     contentLengthIsInvalid_ = isChunked_ = hasUnknownCoding_ = false;
     expect_ = Expect::statusLine;
-  } else if (hasNoBody) {
+    return;
+  }
+  lineBytes_ = 0;
+  const bool hasNoBody = status_ == 204 || status_ == 304;
+  if (hasNoBody) {
     state_ = State::complete;
   } else if (contentLengthIsInvalid_) {
     fail("its Content-Length is not one number");

@@ -117,9 +117,10 @@ class Exchange {
 int Exchange::waitFor(int events) {
   for (;;) {
     // That the server takes what the system holds for it shows only when one looks.
-    const Clock::time_point look = Clock::now() + request_.timeoutInterval / 60;
-    const int ready = pollUntil(bytesHeld_ > 0 ? std::min(look, deadline_) : deadline_,
-                                socket_.descriptor(), events);
+    const Clock::time_point look =
+        bytesHeld_ > 0 ? std::min(Clock::now() + request_.timeoutInterval / 60, deadline_)
+                       : deadline_;
+    const int ready = pollUntil(look, socket_.descriptor(), events);
     if (ready > 0)
       return ready;
     if (ready < 0) {

@@ -12,82 +12,83 @@
 #include <utility>
 
 #include "extras/NSString.h"
+#include "extras/Pieces.h"
 #include "extras/TextEncoding.h"
 
 namespace {
 
 struct ConfigurationFile {
   std::string path;
-  String state;            // what was found; absent until it is read
-  bool isTrouble = false;  // something is there and cannot be used
-  Dictionary entries;      // absent until it is read, and when it cannot be
+  bool isRead = false;
+  int error = 0;       // why it could not be read
+  Dictionary entries;  // absent until it is read, and when it cannot be or is not UTF-8
 };
 
-// The contents of an ordinary file; absent, with errno, when they cannot be had.
-std::optional<Data> contentsOfFile(const std::string& path) {
-  // Opening a pipe without a writer would wait for one, and a device may have no end.
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (file < 0)
-    return std::nullopt;
-  Data contents;
-  char buffer[4096];
-  ssize_t came = -1;
+// Reads all of an open file; false with errno.
+bool readAll(int file, Data& contents) {
   struct stat status = {};
-  if (fstat(file, &status) == 0 && !S_ISREG(status.st_mode))
+  if (fstat(file, &status) < 0)
+    return false;
+  if (!S_ISREG(status.st_mode)) {  // a device may have no end
     errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-  else
-    while ((came = read(file, buffer, sizeof buffer)) > 0 || (came < 0 && errno == EINTR))
-      contents.append(buffer, static_cast<size_t>(came > 0 ? came : 0));
-  const int error = errno;
-  close(file);
-  errno = error;
-  return came < 0 ? std::nullopt : std::optional<Data>(std::move(contents));
-}
-
-std::u16string_view withoutBlanks(std::u16string_view text) {
-  constexpr std::u16string_view kBlanks = u" \t\r";  // a line may end in CR LF
-  const size_t first = text.find_first_not_of(kBlanks);
-  if (first == text.npos)
-    return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+    return false;
+  }
+  char buffer[4096];
+  ssize_t came;
+  while ((came = read(file, buffer, sizeof buffer)) != 0) {
+    if (came > 0)
+      contents.append(buffer, static_cast<size_t>(came));
+    else if (errno != EINTR)
+      return false;
+  }
+  return true;
 }
 
 // The entries of a file's text. Whatever is no entry, a comment for instance, is skipped.
 Dictionary entriesOf(std::u16string_view text) {
+  constexpr const char16_t* kBlanks = u" \t\r";  // a line may end in CR LF
   Dictionary entries(std::in_place);
   if (text.substr(0, 1) == u"\uFEFF")  // an editor's mark of UTF-8
     text.remove_prefix(1);
-  while (!text.empty()) {
-    const size_t end = text.find(u'\n');
-    const std::u16string_view line = withoutBlanks(text.substr(0, end));
-    text.remove_prefix(end == text.npos ? text.size() : end + 1);
-    const size_t equals = line.find(u'=');
-    if (equals == line.npos || line.front() == u'#')
-      continue;
-    entries->insert_or_assign(std::u16string(withoutBlanks(line.substr(0, equals))),
-                              std::u16string(withoutBlanks(line.substr(equals + 1))));
-  }
+  forEachPiece(text, u'\n', [&entries](std::u16string_view piece) {
+    std::u16string_view value = trimmed(piece, kBlanks);
+    if (value.find(u'=') == value.npos || value.front() == u'#')
+      return;
+    const std::u16string_view key = trimmed(cutPiece(value, u'='), kBlanks);
+    entries->insert_or_assign(std::u16string(key), std::u16string(trimmed(value, kBlanks)));
+  });
   return entries;
 }
 
 void readFile(ConfigurationFile& file) {
-  const std::optional<Data> contents = contentsOfFile(file.path);
-  const int error = errno;
-  const String text = contents ? initWithDataEncoding(*contents, kUTF8TextEncoding) : std::nullopt;
-  if (text) {
-    file.state = u"read";
+  file.isRead = true;
+  // Opening a pipe without a writer would wait for one.
+  const int descriptor = open(file.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  Data contents;
+  if (descriptor < 0 || !readAll(descriptor, contents))
+    file.error = errno;
+  if (descriptor >= 0)
+    close(descriptor);
+  if (file.error != 0)
+    return;
+  const String text = initWithDataEncoding(contents, kUTF8TextEncoding);
+  if (text)
     file.entries = entriesOf(*text);
-  } else if (contents) {
-    file.state = u"not UTF-8, so not looked at";
-    file.isTrouble = true;
-  } else {
-    file.isTrouble = error != ENOENT && error != ENOTDIR;
-    file.state =
-        file.isTrouble
-            ? stringWithFormat(u"cannot be read: %@",
-                               {initWithDataEncoding(std::strerror(error), kUTF8TextEncoding)})
-            : u"not there";
-  }
+}
+
+// What was found, for the explanation.
+Preferences::Place placeOf(const ConfigurationFile& file) {
+  const String name = stringWithFileSystemRepresentation(file.path);
+  if (!file.isRead)
+    return {name, u"not needed", false};
+  if (file.entries)
+    return {name, u"read", false};
+  if (file.error == 0)
+    return {name, u"not UTF-8, so not looked at", true};
+  if (file.error == ENOENT || file.error == ENOTDIR)
+    return {name, u"not there", false};
+  const String reason = initWithDataEncoding(std::strerror(file.error), kUTF8TextEncoding);
+  return {name, stringWithFormat(u"cannot be read: %@", {reason}), true};
 }
 
 std::string_view variable(const char* name) {
@@ -113,7 +114,7 @@ struct Preferences::Store {
     if (!key)
       return nullptr;
     for (ConfigurationFile& file : files) {
-      if (!file.state)
+      if (!file.isRead)
         readFile(file);
       if (file.entries && file.entries->count(*key) > 0)
         return &file;
@@ -132,11 +133,7 @@ Preferences::Preferences(const String& domain) : store_(std::make_unique<Store>(
   std::string_view folders = variable("XDG_CONFIG_DIRS");
   if (folders.empty())
     folders = "/etc/xdg";
-  while (!folders.empty()) {
-    const size_t end = folders.find(':');
-    store_->add(folders.substr(0, end), file);
-    folders.remove_prefix(end == folders.npos ? folders.size() : end + 1);
-  }
+  forEachPiece(folders, ':', [&](std::string_view folder) { store_->add(folder, file); });
 }
 
 Preferences::~Preferences() = default;
@@ -153,9 +150,7 @@ String Preferences::placeOfKey(const String& key) {
 
 std::vector<Preferences::Place> Preferences::places() const {
   std::vector<Place> places;
-  for (const ConfigurationFile& file : store_->files) {
-    places.push_back({stringWithFileSystemRepresentation(file.path),
-                      file.state ? file.state : u"not needed", file.isTrouble});
-  }
+  for (const ConfigurationFile& file : store_->files)
+    places.push_back(placeOf(file));
   return places;
 }

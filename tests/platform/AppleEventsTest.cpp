@@ -57,15 +57,22 @@ class AppleEventsTest : public ::testing::Test {
   }
 
   void TearDown() override {
+    endPeer();
+    AEDisposeDesc(&event_);
+    AEDisposeDesc(&reply_);
+    rmdir((folder_ + "/apple-events").c_str());
+    rmdir(folder_.c_str());
+  }
+
+  // Makes room for another peer.
+  void endPeer() {
     if (peer_.joinable())
       peer_.join();
     if (listener_ >= 0)
       close(listener_);
-    AEDisposeDesc(&event_);
-    AEDisposeDesc(&reply_);
+    listener_ = -1;
     unlink(path().c_str());
-    rmdir((folder_ + "/apple-events").c_str());
-    rmdir(folder_.c_str());
+    received_.clear();
   }
 
   std::string path() const { return folder_ + "/apple-events/QUIZ"; }
@@ -179,17 +186,13 @@ TEST_F(AppleEventsTest, APathLongerThanASocketMayHaveIsNoSocket) {
 }
 
 TEST_F(AppleEventsTest, WithoutTheVariableTheSystemsFolderIsUsed) {
-  for (const char* value : {static_cast<const char*>(nullptr), ""}) {
-    value ? setenv("XDG_RUNTIME_DIR", value, 1) : unsetenv("XDG_RUNTIME_DIR");
-    startPeerThatSends("");  // in our own folder, where nobody is asked now
-    EXPECT_EQ(sendText("x"), access("/run/apple-events/QUIZ", F_OK) == 0 ? noErr : -609);
-    // Let the peer end.
-    setenv("XDG_RUNTIME_DIR", folder_.c_str(), 1);
-    EXPECT_EQ(sendText("x"), -609);
-    peer_.join();
-    close(listener_);
-    unlink(path().c_str());
-  }
+  if (access("/run/apple-events/QUIZ", F_OK) == 0)
+    GTEST_SKIP() << "somebody on this machine takes events there";
+  listenForEvents();  // in our own folder, where nobody may ask now
+  unsetenv("XDG_RUNTIME_DIR");
+  EXPECT_EQ(sendText("x", 12), -609);
+  setenv("XDG_RUNTIME_DIR", "", 1);
+  EXPECT_EQ(sendText("x", 12), -609);
 }
 
 TEST_F(AppleEventsTest, ASilentPeerTimesOut) {
@@ -267,10 +270,7 @@ TEST_F(AppleEventsTest, AReplyCutOffAnywhereIsCorrupt) {
       return replyTo(event, textParameter("page")).substr(0, cut);
     });
     EXPECT_EQ(sendText("x"), -1702);
-    peer_.join();
-    close(listener_);
-    unlink(path().c_str());
-    received_.clear();
+    endPeer();
   }
 }
 
@@ -296,10 +296,7 @@ TEST_F(AppleEventsTest, AnAbsurdReplyIsAnErrorStatus) {
     startPeerThatSends(row.bytes);
     EXPECT_EQ(sendText("x"), row.status);
     EXPECT_EQ(reply_.descriptorType, typeNull) << "the reply must stay as it was";
-    peer_.join();
-    close(listener_);
-    unlink(path().c_str());
-    received_.clear();
+    endPeer();
   }
 }
 
@@ -313,10 +310,7 @@ TEST_F(AppleEventsTest, AClaimOfMoreThan2To30BytesIsRefusedAndASmallerOneWaitedF
     SCOPED_TRACE(row.size);
     startPeer([&](const std::string&) { return number(row.size); }, true);
     EXPECT_EQ(sendText("x", 12), row.status);
-    peer_.join();
-    close(listener_);
-    unlink(path().c_str());
-    received_.clear();
+    endPeer();
   }
 }
 
@@ -337,10 +331,7 @@ TEST_F(AppleEventsTest, AMessageThatIsNotTheReplyToThisEventIsRefused) {
   for (const auto& answer : answers) {
     startPeer(answer);
     EXPECT_EQ(sendText("x"), -1709);
-    peer_.join();
-    close(listener_);
-    unlink(path().c_str());
-    received_.clear();
+    endPeer();
   }
 }
 

@@ -1,0 +1,33 @@
+// Cutting texts at separators, without copies.
+#pragma once
+
+#include <algorithm>
+#include <string_view>
+
+// Cuts the text before the first separator, and the separator, off the text and returns it; all of
+// the text where there is none.
+template <typename Unit>
+std::basic_string_view<Unit> cutPiece(std::basic_string_view<Unit>& text, Unit separator) {
+  const std::basic_string_view<Unit> piece = text.substr(0, text.find(separator));
+  text.remove_prefix(std::min(piece.size() + 1, text.size()));
+  return piece;
+}
+
+// Calls with each piece between separators, empty ones included: always one more than there are
+// separators.
+template <typename Unit, typename Call>
+void forEachPiece(std::basic_string_view<Unit> text, Unit separator, Call call) {
+  for (size_t from = 0, end = 0; end != text.npos; from = end + 1) {
+    end = text.find(separator, from);
+    call(text.substr(from, end - from));
+  }
+}
+
+// The text without the units of a set at its start and end.
+template <typename Unit>
+std::basic_string_view<Unit> trimmed(std::basic_string_view<Unit> text, const Unit* set) {
+  const size_t first = text.find_first_not_of(set);
+  if (first == text.npos)
+    return {};
+  return text.substr(first, text.find_last_not_of(set) - first + 1);
+}

@@ -1,0 +1,80 @@
+#include "fuzz/Request.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "bridge/ChooseConnection.h"
+#include "bridge/RequestCapture.h"
+#include "bridge/RequestState.h"
+
+// The product's malloc, by the linker's --wrap.
+extern "C" void* __real_malloc(size_t size);
+extern "C" void* __wrap_malloc(size_t size) {
+  return size > kMostMemory ? nullptr : __real_malloc(size);
+}
+
+namespace {
+
+void setStandardInput(const std::string& bytes) {
+  static const int file = [] {
+    const int memory = memfd_create("body", MFD_CLOEXEC);
+    require(memory >= 0 && dup2(memory, STDIN_FILENO) == STDIN_FILENO, "standard input is ours");
+    return memory;
+  }();
+  const off_t size = static_cast<off_t>(bytes.size());
+  require(ftruncate(file, size) == 0 && pwrite(file, bytes.data(), bytes.size(), 0) == size &&
+              lseek(STDIN_FILENO, 0, SEEK_SET) == 0,
+          "standard input can be filled");
+}
+
+void resetState() {
+  postParameters.reset();
+  environmentVariables.reset();
+  quiZServerPort = 0;
+  postDataCode.reset();
+  cgiResult.reset();
+}
+
+}  // namespace
+
+Request::Request(std::string_view input) {
+  bool hasLength = false;
+  while (!input.empty()) {
+    const std::string_view line = input.substr(0, input.find('\n'));
+    input.remove_prefix(std::min(line.size() + 1, input.size()));
+    if (line.empty())
+      break;
+    const std::string variable(line.substr(0, line.find('\0')));
+    if (variable.find('=') != variable.npos)
+      environment.push_back(variable);
+    hasLength = hasLength || variable.compare(0, 15, "CONTENT_LENGTH=") == 0;
+  }
+  body = input;
+  if (!body.empty() && !hasLength)
+    environment.push_back("CONTENT_LENGTH=" + std::to_string(body.size()));
+}
+
+Capture::Capture(const Request& request, bool isAppleEventMode) {
+  setStandardInput(request.body);
+  // setenv would keep every value that there ever was.
+  std::vector<char*> variables;
+  for (const std::string& variable : request.environment)
+    variables.push_back(const_cast<char*>(variable.c_str()));
+  variables.push_back(nullptr);
+  char** const before = environ;
+  environ = variables.data();
+
+  const auto widened = [](std::string_view ascii) {
+    return std::u16string(ascii.begin(), ascii.end());
+  };
+  ConnectionChoice choice;
+  choice.isAppleEventMode = isAppleEventMode;
+  choice.port = 8081;
+  recordConnection(choice);
+  endedRun_ = left_.endsIn([&] { CaptureRequest(widened(kBridgePath), widened(kCommandName)); });
+  environ = before;
+}
+
+Capture::~Capture() { resetState(); }

@@ -1,0 +1,153 @@
+// Forms and variables of a request. What is posted is legal, means the same fields as were
+// captured, and means them again when it comes back as a form; both modes carry the same.
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+#include "bridge/RequestCapture.h"
+#include "bridge/RequestState.h"
+#include "bridge/SendLocalURL.h"
+#include "extras/NSString.h"
+#include "fuzz/PlainForm.h"
+
+namespace {
+
+using Fields = std::map<std::u16string, String>;
+
+bool isUpperHexadecimal(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'); }
+
+bool isLetterOrDigit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+void checkCharacters(const std::string& body) {
+  for (size_t i = 0; i < body.size(); ++i) {
+    if (body[i] == '%') {
+      require(
+          i + 2 < body.size() && isUpperHexadecimal(body[i + 1]) && isUpperHexadecimal(body[i + 2]),
+          "an escape has two upper-case digits");
+      i += 2;
+    } else {
+      require(isLetterOrDigit(body[i]) ||
+                  (body[i] != '\0' && std::strchr("-_.!~*'();/?:@&=$,", body[i])),
+              "a body has legal characters only");
+    }
+  }
+}
+
+// What the pairs of a body mean, keys and values still joined, sorted. A receiver cannot tell the
+// "=" behind a key from one within it.
+std::vector<std::u16string> meaningOf(const std::string& body) {
+  std::vector<std::u16string> pairs;
+  const String text(std::in_place, body.begin(), body.end());
+  const Array pieces = componentsSeparatedByString(text, u"&");
+  for (const String& pair : *pieces) {
+    require(containsString(pair, u"="), "a pair has a key and a value");
+    const String meaning = stringByRemovingPercentEncoding(pair);
+    require(meaning.has_value(), "what was escaped can be read");
+    pairs.push_back(*meaning);
+  }
+  std::sort(pairs.begin(), pairs.end());
+  return pairs;
+}
+
+std::vector<std::u16string> meaningOf(const Fields& fields) {
+  std::vector<std::u16string> pairs;
+  for (const auto& [key, value] : fields)
+    pairs.push_back(key + u"=" + *value);
+  std::sort(pairs.begin(), pairs.end());
+  return pairs;
+}
+
+// The literal at the front, cut off the text.
+std::u16string cutLiteral(std::u16string_view& text) {
+  std::u16string value;
+  require(text.substr(0, 1) == u"\"", "a literal begins with a quote");
+  for (text.remove_prefix(1);; text.remove_prefix(1)) {
+    require(!text.empty(), "a literal ends with a quote");
+    if (text.front() == u'"') {
+      text.remove_prefix(1);
+      if (text.substr(0, 1) != u"\"")
+        return value;
+    }
+    value += text.front();
+  }
+}
+
+// Adds what the entries in a list of the server's language mean.
+void addEntries(std::u16string_view list, const std::u16string& prefix, Fields& fields) {
+  while (!list.empty()) {
+    const std::u16string key = prefix + cutLiteral(list);
+    require(list.substr(0, 1) == u",", "a key and a value have a comma between them");
+    list.remove_prefix(1);
+    fields[key] = cutLiteral(list);
+    require(list.empty() || list.substr(0, 2) == u",\n", "entries have a comma between them");
+    list.remove_prefix(std::min<size_t>(2, list.size()));
+  }
+}
+
+// What tunnel mode would have for the state of Apple-event mode.
+Fields fieldsOfStatement() {
+  Fields fields;
+  for (const String& entry : *environmentVariables)
+    addEntries(*entry, u"ApacheTunnel_", fields);
+  fields[u"ApacheTunnel_CLIPATH"] = std::u16string(kBridgePath, std::end(kBridgePath) - 1);
+  fields[u"ApacheTunnel_CLICOMMAND"] = std::u16string(kCommandName, std::end(kCommandName) - 1);
+  std::u16string_view form = *postDataCode;
+  if (form == u"\"\"")
+    return fields;
+  constexpr std::u16string_view kBegin = u"initializeDictionary(\n";
+  constexpr std::u16string_view kEnd = u"\n)\n";
+  require(form.size() >= kBegin.size() + kEnd.size() && form.substr(0, kBegin.size()) == kBegin &&
+              form.substr(form.size() - kEnd.size()) == kEnd,
+          "the form's text is a dictionary");
+  form.remove_prefix(kBegin.size());
+  form.remove_suffix(kEnd.size());
+  addEntries(form, u"", fields);
+  return fields;
+}
+
+bool hasEqualsSign(const Fields& fields) {
+  return std::any_of(fields.begin(), fields.end(), [](const auto& field) {
+    return field.first.find(u'=') != std::u16string::npos || containsString(field.second, u"=");
+  });
+}
+
+// The fields that tunnel mode captures, and the body in which it posts them; empty when the request
+// ends the run.
+std::pair<Fields, std::string> captured(const Request& request) {
+  const Capture capture(request, false);
+  require(capture.endedRun() == plain::mustEnd(request), "what cannot be decoded ends the run");
+  if (capture.endedRun())
+    return {};
+  const Fields fields = *postParameters;
+  const std::optional<HTTPRequest> sent = localRequest();
+  require(sent.has_value(), "there is a request");
+  require(sent->headers[0].second == std::to_string(sent->body.size()), "the length is the body's");
+  require(*postParameters == fields, "encoding changes nothing");
+  return {fields, sent->body};
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+  Request request(inputText(bytes, size));
+  const auto [fields, body] = captured(request);
+  if (fields.empty())
+    return 0;
+  require(fields.size() >= std::size(kCGIVariables) + 2, "each variable is sent");
+  checkCharacters(body);
+  require(meaningOf(body) == meaningOf(fields), "what is posted means what was captured");
+  {
+    const Capture capture(request, true);
+    require(fieldsOfStatement() == fields, "both modes carry the same");
+  }
+  if (hasEqualsSign(fields))  // of which a form loses all but the first
+    return 0;
+  request.body = body;
+  request.environment.insert(request.environment.begin(),
+                             "CONTENT_LENGTH=" + std::to_string(body.size()));
+  require(captured(request).first == fields, "what is posted means the same when it comes again");
+  return 0;
+}

@@ -1,0 +1,152 @@
+// Bytes in any charset: a line with the charset's name, then the bytes. What is decoded is what the
+// encoding's definition says, and becomes the same bytes again.
+#include <algorithm>
+
+#include "bridge/SendLocalURL.h"
+#include "extras/NSString+Extras.h"
+#include "extras/NSString.h"
+#include "fuzz/Fuzz.h"
+#include "fuzz/PlainText.h"
+// For its numbered names, which would grow with every input.
+#include "platform/posix/TextEncodings.cpp"
+
+namespace {
+
+// Units of two bytes; absent when they do not come out even or hold an unpaired surrogate.
+String plainUTF16(std::string_view bytes, bool isLittleEndian) {
+  std::u16string text;
+  for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    const int first = static_cast<unsigned char>(bytes[i]);
+    const int second = static_cast<unsigned char>(bytes[i + 1]);
+    text += static_cast<char16_t>(isLittleEndian ? second * 256 + first : first * 256 + second);
+  }
+  // An unpaired surrogate does not come back.
+  const bool isWhole = bytes.size() % 2 == 0 && plain::fromUTF8(plain::toUTF8(text)) == text;
+  return isWhole ? String(text) : std::nullopt;
+}
+
+String plainMarkedUTF16(std::string_view bytes) {
+  if (bytes.substr(0, 2) == "\xFF\xFE")
+    return plainUTF16(bytes.substr(2), true);
+  return plainUTF16(bytes.substr(0, 2) == "\xFE\xFF" ? bytes.substr(2) : bytes, false);
+}
+
+String plainLatin1(std::string_view bytes) {
+  std::u16string text;
+  for (const char byte : bytes)
+    text += static_cast<unsigned char>(byte);
+  return text;
+}
+
+String plainASCII(std::string_view bytes) {
+  const bool isASCII =
+      std::all_of(bytes.begin(), bytes.end(), [](char byte) { return (byte & 0x80) == 0; });
+  return isASCII ? plainLatin1(bytes) : std::nullopt;
+}
+
+String macOSRoman(std::string_view bytes) {
+  return initWithDataEncoding(bytes, kMacOSRomanTextEncoding);
+}
+
+void checkMacOSRoman(std::string_view bytes) {
+  const String text = macOSRoman(bytes);
+  require(length(text) == bytes.size() && text, "every byte is a character of Mac OS Roman");
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    const char16_t unit = (*text)[i];
+    require(macOSRoman(bytes.substr(i, 1)) == std::u16string(1, unit), "each byte by itself");
+    require(((bytes[i] & 0x80) == 0) == (unit < 0x80), "half of it is ASCII");
+  }
+}
+
+void checkDefinitions(std::string_view bytes) {
+  const auto is = [bytes](TextEncoding encoding, const String& expected) {
+    return initWithDataEncoding(bytes, encoding) == expected &&
+           decodeData(bytes, encoding) == expected;
+  };
+  require(is(kASCIITextEncoding, plainASCII(bytes)), "US-ASCII");
+  require(is(kUTF8TextEncoding, plain::fromUTF8(bytes)), "UTF-8");
+  require(is(kISOLatin1TextEncoding, plainLatin1(bytes)), "ISO 8859-1");
+  require(is(kUTF16TextEncoding, plainMarkedUTF16(bytes)), "UTF-16 by its mark");
+  require(is(kUTF16BigEndianTextEncoding, plainUTF16(bytes, false)), "UTF-16, big-endian");
+  require(is(kUTF16LittleEndianTextEncoding, plainUTF16(bytes, true)), "UTF-16, little-endian");
+  require(is(kUnknownTextEncoding, std::nullopt), "nothing is decoded by an unknown name");
+  checkMacOSRoman(bytes);
+}
+
+void checkUnknown(std::string_view bytes) {
+  const bool isMarked = bytes.size() > 2 && (bytes.substr(0, 2) == "\xFE\xFF" ||
+                                             bytes.substr(0, 2) == "\xFF\xFE" || bytes[0] == '\0');
+  String expected = isMarked ? plainMarkedUTF16(bytes) : plain::fromUTF8(bytes);
+  if (!expected)
+    expected = macOSRoman(bytes);
+  require(stringWithUnknownEncodingData(bytes) == expected, "an undeclared encoding is found out");
+  require(textOfReply(bytes, kNoTextEncoding) == expected, "a reply's encoding is found out");
+}
+
+// Of any units, paired or not.
+void checkBytesOf(const String& text) {
+  const std::string bytes = plain::toUTF8(*text);
+  const bool isPaired = plain::fromUTF8(bytes) == text;
+  require(lossyUTF8Data(text) == bytes, "a reader gets UTF-8 of any text");
+  require(UTF8Data(text) == (isPaired ? std::optional<Data>(bytes) : std::nullopt),
+          "an unpaired surrogate has no UTF-8");
+  const String escaped = stringByAddingPercentEscapesUsingEncoding(text, kUTF8TextEncoding);
+  require(escaped.has_value() == isPaired, "an unpaired surrogate cannot be escaped");
+  require(!escaped || plainASCII(plain::toUTF8(*escaped)), "what is escaped is ASCII");
+  require(!escaped || stringByRemovingPercentEncoding(escaped) == text,
+          "what was escaped can be read");
+}
+
+// The system's converter, asked at once and for UTF-8.
+std::optional<std::string> converted(const std::string& name, std::string bytes) {
+  const iconv_t converter = iconv_open("UTF-8", name.c_str());
+  if (converter == reinterpret_cast<iconv_t>(-1))
+    return std::nullopt;
+  std::string result(bytes.size() * 32 + 256, '\0');
+  char* from = bytes.data();
+  char* to = result.data();
+  size_t left = bytes.size();
+  size_t room = result.size();
+  const bool isDone = iconv(converter, &from, &left, &to, &room) != static_cast<size_t>(-1) &&
+                      iconv(converter, nullptr, nullptr, &to, &room) != static_cast<size_t>(-1);
+  iconv_close(converter);
+  result.resize(result.size() - room);
+  return isDone ? std::optional<std::string>(result) : std::nullopt;
+}
+
+void checkNamed(std::string_view name, std::string_view bytes) {
+  const TextEncoding encoding = textEncodingFromIANACharSetName(plainLatin1(name));
+  const String text = decodeData(bytes, encoding);
+  require(textOfReply(bytes, encoding) == (text ? text : String(u"")), "a reply has a text");
+  if (isBuiltInTextEncoding(encoding) || encoding == kUnknownTextEncoding)
+    return;
+  const std::optional<std::string> expected = converted(std::string(name), std::string(bytes));
+  require(text.has_value() == expected.has_value(), "what is valid is the converter's affair");
+  require(!text || plain::toUTF8(*text) == *expected, "decoding by pieces changes nothing");
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+  const std::string_view input = inputText(bytes, size);
+  const std::string_view name = input.substr(0, input.find('\n'));
+  const std::string_view data = input.substr(std::min(name.size() + 1, input.size()));
+  checkDefinitions(data);
+  checkUnknown(data);
+  checkBytesOf(plainLatin1(data));
+  std::u16string units;
+  for (size_t i = 0; i + 1 < data.size(); i += 2)
+    units += static_cast<char16_t>(static_cast<unsigned char>(data[i]) * 256 +
+                                   static_cast<unsigned char>(data[i + 1]));
+  checkBytesOf(units);
+  checkNamed(name, data);
+  // Longer than the pieces in which the product converts.
+  if (!data.empty() && Numbers(data).upTo(4) == 1) {
+    std::string longer(data);
+    while (longer.size() < 10000)
+      longer += data;
+    checkNamed(name, longer);
+  }
+  numberedNames.clear();
+  return 0;
+}

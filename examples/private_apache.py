@@ -21,7 +21,8 @@ import time
 # Program and modules: Debian's place, macOS's place.
 INSTALLATIONS = (("/usr/sbin/apache2", "/usr/lib/apache2/modules"),
                  ("/usr/sbin/httpd", "/usr/libexec/apache2"))
-MODULES = "mpm_prefork", "unixd", "authz_core", "alias", "env", "cgi"
+MODULES = "unixd", "authz_core", "alias", "env"
+FEW_PROCESSES = "StartServers 2\nMinSpareServers 1\nMaxSpareServers 2"
 WEB_USERS = "www-data", "_www"
 ATTEMPTS = 5
 PATIENCE = 10  # seconds for one start or stop
@@ -35,9 +36,7 @@ ServerName 127.0.0.1:{port}
 Listen 127.0.0.1:{port}
 {modules}
 {user}
-StartServers 2
-MinSpareServers 1
-MaxSpareServers 2
+{directives}
 AddDefaultCharset off
 DocumentRoot "{document_root}"
 ScriptAlias /cgi-bin/ "{folder}/cgi-bin/"
@@ -83,13 +82,18 @@ class PrivateApache:
     bridge is copied to /cgi-bin/ under each of the names, so the original may lie where the web
     server's user cannot go. environment reaches the copies as part of their CGI environment. The
     files in document_root, if given, are served as they are and must be readable for that user.
+    runs_as names the modules for Apache's own processes and for those of CGI programs, directives
+    say how many there are, and whatever else.
     """
 
-    def __init__(self, bridge, names=("Quintora.cgi",), environment=None, document_root=None):
+    def __init__(self, bridge, names=("Quintora.cgi",), environment=None, document_root=None,
+                 runs_as=("mpm_prefork", "cgi"), directives=FEW_PROCESSES):
         self.bridge = bridge
         self.names = names
         self.environment = environment or {}
         self.document_root = document_root
+        self.modules = *runs_as, *MODULES
+        self.directives = directives
         self.process = self.folder = self.port = None
 
     def __enter__(self):
@@ -173,7 +177,8 @@ class PrivateApache:
         return CONFIGURATION.format(
             folder=self.folder, port=self.port,
             document_root=self.document_root or os.path.join(self.folder, "documents"),
-            modules="\n".join(load_module(name, modules) for name in MODULES),
+            modules="\n".join(load_module(name, modules) for name in self.modules),
+            directives=self.directives,
             user=f"User {user}\nGroup {user}" if user else "",
             environment="\n".join(f'SetEnv {name} "{value}"'
                                   for name, value in self.environment.items()))

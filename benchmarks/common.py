@@ -1,0 +1,118 @@
+"""What the measurements share: the programs that were built, servers, and runs by turns."""
+import collections
+import contextlib
+import os
+import statistics
+import subprocess
+import sys
+import tempfile
+from typing import NamedTuple
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(HERE)
+sys.path.insert(0, os.path.join(ROOT, "examples"))
+
+from demo import open_folder, write_preferences  # noqa: E402,F401
+
+LONGEST = 600  # seconds for whatever is waited for
+MIB = 1 << 20
+HEADER = b"Content-type: text/plain\r\n\r\n"
+
+
+class WrongAnswer(Exception):
+    """A program did not do its job, so its figures are worth nothing."""
+
+
+class Build:
+    """The programs of a build folder."""
+
+    def __init__(self, folder):
+        self.bridge = os.path.join(folder, "Quintora.cgi")
+        programs = os.path.join(folder, "benchmarks")
+        self.floor, self.printing, self.server, self.fastcgi_echo, self.runner, self.micro = (
+            os.path.join(programs, name)
+            for name in ("floor", "printing_cgi", "fast_server", "fastcgi_echo",
+                         "run_alternately", "micro_benchmarks"))
+
+
+class Server(NamedTuple):
+    pid: int
+    port: int
+
+    def processor_seconds(self):
+        """What its one thread has used so far."""
+        with open(f"/proc/{self.pid}/schedstat", encoding="ascii") as file:
+            return int(file.read().split()[0]) / 1e9
+
+
+@contextlib.contextmanager
+def started(program, *arguments):
+    """A server that prints its port as its first line."""
+    with subprocess.Popen([program, *arguments], stdout=subprocess.PIPE, text=True) as process:
+        try:
+            port = process.stdout.readline()
+            if not port.strip().isdigit():
+                raise ChildProcessError(f"{os.path.basename(program)} does not start")
+            yield Server(process.pid, int(port))
+        finally:
+            process.kill()
+
+
+@contextlib.contextmanager
+def bridge_and_server(build, *server_options):
+    """A fast server, and the environment in which the bridge and its peers find it."""
+    with started(build.server, *server_options) as server, open_folder("config") as folder:
+        config = os.path.join(folder, "config")
+        write_preferences(config, QZQuintoraServerPort=server.port,
+                          QZCGIConnectionProtocol="TCP/IP")
+        yield server, {"XDG_CONFIG_HOME": config, "BENCHMARK_PORT": str(server.port),
+                       "PATH": "/usr/local/bin:/usr/bin:/bin"}
+
+
+@contextlib.contextmanager
+def input_file(content):
+    """A file for standard input, in memory where the system has such a place."""
+    place = "/dev/shm" if os.path.isdir("/dev/shm") else None
+    with tempfile.NamedTemporaryFile(dir=place) as file:
+        file.write(content)
+        file.flush()
+        yield file.name
+
+
+def answer_of(command, environment, content=b""):
+    """What one run prints."""
+    run = subprocess.run(command, env=environment, input=content, stdout=subprocess.PIPE,
+                         timeout=LONGEST, check=True)
+    return run.stdout
+
+
+class Sample(NamedTuple):
+    """The medians of the runs of one command; of its memory, the most."""
+
+    seconds: float
+    fastest: float
+    peak_bytes: int
+    page_faults: float
+    printed_bytes: int
+
+
+def by_turns(build, rounds, commands, environment, input_name=os.devnull):
+    """Runs the commands by turns, as often as rounds says, and returns a sample for each."""
+    arguments = [argument for command in commands for argument in ("--", *command)]
+    run = subprocess.run([build.runner, str(rounds), input_name, *arguments], env=environment,
+                         stdout=subprocess.PIPE, text=True, timeout=LONGEST, check=True)
+    runs = collections.defaultdict(list)
+    for line in run.stdout.splitlines():
+        index, *figures = map(int, line.split())
+        runs[index].append(figures)
+    samples = []
+    for index in range(len(commands)):
+        times, peaks, faults, sizes = zip(*runs[index])
+        samples.append(Sample(statistics.median(times) / 1e9, min(times) / 1e9, max(peaks) * 1024,
+                              statistics.median(faults), sizes[0]))
+    return samples
+
+
+def require(condition, what, answer=b""):
+    if not condition:
+        raise WrongAnswer(f"{what}\n{answer[:600]!r}" if answer else what)

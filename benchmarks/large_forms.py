@@ -1,0 +1,102 @@
+"""Forms of many MiB: the bridge's whole process against Python's parse_qsl and urlencode."""
+import subprocess
+import sys
+from urllib.parse import parse_qsl
+
+from common import (HEADER, LONGEST, MIB, answer_of, bridge_and_server, by_turns, input_file,
+                    require)
+
+WORDS = b"The+quick+brown+fox%2C+it+is+said%2C+jumps+over+the+lazy+dog.%0D%0A"
+ESCAPES = b"".join(b"%%%02X" % byte for byte in range(1, 127))
+FOREIGN = b"Gr%C3%BC%C3%9Fe+aus+Z%C3%BCrich%2C+%E6%BC%A2%E5%AD%97+und+mehr.+"
+FIELDS_PER_MIB = 1_000_000 / 64
+CHECKED_MIB = 1
+PARTS = 1 / 4, 1 / 2, 1  # of the whole, to see whether the time grows with it
+
+# Times the two calls only: the text is there before, and nothing is printed of the result.
+PYTHON = """
+import sys, time
+from urllib.parse import parse_qsl, urlencode
+text = sys.stdin.buffer.read().decode()
+start = time.perf_counter()
+urlencode(parse_qsl(text, keep_blank_values=True))
+print(time.perf_counter() - start)
+"""
+
+
+def value(piece, mib):
+    size = int(mib * MIB)
+    return b"value=" + piece * (size // len(piece))
+
+
+def fields(mib):
+    return b"&".join(b"field%d=value+%d" % (i, i) for i in range(int(mib * FIELDS_PER_MIB)))
+
+
+# What the tables call them; how a form of about so many MiB (fields: 1,000,000 for 64) is made.
+SHAPES = {
+    "one value, prose": lambda mib: value(WORDS, mib),
+    "many small fields": fields,
+    "one value, all of it escaped": lambda mib: value(ESCAPES, mib),
+    "one value, much of it not ASCII": lambda mib: value(FOREIGN, mib),
+    "one value, letters only": lambda mib: value(b"abcdefghijklmnopqrstuvwxyz012345", mib),
+}
+
+
+def request(form):
+    return {"REQUEST_METHOD": "POST", "CONTENT_LENGTH": str(len(form))}
+
+
+def check(build, shape, make):
+    """The server echoes the form, and it is the one that was sent."""
+    form = make(CHECKED_MIB)
+    with bridge_and_server(build) as (_, environment):
+        answer = answer_of([build.bridge], {**environment, **request(form)}, form)
+    pairs = dict(parse_qsl(answer[len(HEADER):-2].decode(), keep_blank_values=True))
+    sent = dict(parse_qsl(form.decode(), keep_blank_values=True))
+    require(sent.items() <= pairs.items(), f"The form with {shape} does not arrive", answer)
+
+
+def python_seconds(input_name):
+    with open(input_name, "rb") as form:
+        run = subprocess.run([sys.executable, "-I", "-S", "-c", PYTHON], stdin=form,
+                             stdout=subprocess.PIPE, timeout=LONGEST, check=True)
+    return float(run.stdout)
+
+
+def measure_shape(build, make, mib, rounds):
+    """The server throws the form away and answers with a short page, so it hardly counts."""
+    sizes = []
+    with bridge_and_server(build, "--reply-bytes", "2") as (_, environment):
+        for part in PARTS:
+            form = make(part * mib)
+            with input_file(form) as input_name:
+                sample, = by_turns(build, rounds, [[build.bridge]],
+                                   {**environment, **request(form)}, input_name)
+                require(sample.printed_bytes == len(HEADER) + 2, "A large form is not answered")
+                sizes.append({"bytes": len(form), **sample._asdict()})
+                if part == 1:
+                    python = python_seconds(input_name)
+    return sizes, python
+
+
+def measure(build, is_quick):
+    mib, rounds = (4, 3) if is_quick else (64, 5)
+    result = {}
+    for shape, make in SHAPES.items():
+        check(build, shape, make)
+        sizes, python = measure_shape(build, make, mib, rounds)
+        whole = sizes[-1]
+        result[shape] = {
+            "sizes": sizes, "python_seconds": python, "ratio": python / whole["seconds"],
+            "growth": growth(sizes), "memory": whole["peak_bytes"] / whole["bytes"]}
+    return result
+
+
+def growth(sizes):
+    """How many times as long a byte takes at the whole size as at a quarter of it.
+
+    By the fastest runs: both sizes are not measured by turns, so what disturbs one spares the other.
+    """
+    first, last = sizes[0], sizes[-1]
+    return last["fastest"] / last["bytes"] / (first["fastest"] / first["bytes"])

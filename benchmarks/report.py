@@ -1,0 +1,206 @@
+"""The tables of a measurement, and the page that they stand in.
+
+    python3 benchmarks/report.py build/benchmark/results.json    prints the tables once more
+
+The limits are the product's aims. They decide nothing: a machine may be busy or slow, so a figure
+that misses its limit is to be looked at by somebody, and fails no script.
+"""
+import json
+import string
+import sys
+import textwrap
+
+from common import MIB
+from under_apache import AT_ONCE
+
+FORM_SPEED = 20       # at least so many times as fast as Python
+FORM_MEMORY = 6       # at most so many times the form, for a form of one value
+REPLY_SPEED = 0.5     # at least so much of the floor's speed
+REPLY_MEMORY = 5      # at most so many times the reply
+GROWTH = 1.25         # at most so many times the time of a byte at a quarter of the size
+# Python leaves such a value as it is without looking at its bytes one by one; just to read and
+# send them takes longer than that limit would allow.
+WITHOUT_SPEED_LIMIT = "one value, letters only",
+WITHOUT_MEMORY_LIMIT = "many small fields",
+SERVER_MILLISECONDS = 1, 5, 20, 100
+
+
+def table(head, rows):
+    lines = [head, ["---"] + ["--:"] * (len(head) - 1), *rows]
+    return "\n".join(f"| {' | '.join(map(str, line))} |" for line in lines)
+
+
+def judged(value, limit, is_met):
+    return f"{value} ({limit}: {'met' if is_met else 'missed'})"
+
+
+def at_least(value, limit):
+    return judged(f"{value:.2f}", f"at least {limit}", value >= limit)
+
+
+def at_most(value, limit):
+    return judged(f"{value:.2f}", f"at most {limit}", value <= limit)
+
+
+def milliseconds(seconds):
+    return f"{seconds * 1000:.3g} ms" if seconds < 0.9995 else f"{seconds:.3g} s"
+
+
+def mebibytes(count):
+    return f"{count / MIB:.1f} MiB"
+
+
+def small_table(results):
+    small = results["small"]
+    rows = [[name, milliseconds(get["seconds"]), f"{get['ratio']:.2f}",
+             milliseconds(small["POST"][name]["seconds"]), f"{small['POST'][name]['ratio']:.2f}",
+             mebibytes(get["peak_bytes"])] for name, get in small["GET"].items()]
+    return table(["program", "GET", "of the bridge's", "form", "of the bridge's", "peak memory"],
+                 rows)
+
+
+def counts_table(results):
+    small = results["small"]
+    rows = [[name, f"{counts['instructions']:,}" + ("" if counts["is_repeatable"] else " (varies)"),
+             counts["system_calls"], f"{small['GET'][name]['page_faults']:.0f}",
+             mebibytes(small["GET"][name]["peak_bytes"])]
+            for name, counts in small["counts"].items()]
+    return table(["program", "instructions", "system calls", "page faults", "peak memory"], rows)
+
+
+def apache_table(results):
+    programs = results["apache"]["programs"]
+    columns = [str(count) for count in AT_ONCE]
+    rows = [[name] + [text for column in columns for text in (
+        f"{runs[column]['rate']:.{0 if runs[column]['rate'] >= 10 else 1}f}",
+        f"{runs[column]['rate'] / programs['bridge'][column]['rate']:.2f}")]
+            for name, runs in programs.items()]
+    return table(["program"] + [text for column in columns
+                                for text in (f"{column} at a time", "of the bridge's")], rows)
+
+
+def parts_of(sizes):
+    return " / ".join(milliseconds(size["seconds"]) for size in sizes)
+
+
+def forms_table(results):
+    rows = []
+    for shape, form in results["forms"].items():
+        speed = (f"{form['ratio']:.2f}" if shape in WITHOUT_SPEED_LIMIT
+                 else at_least(form["ratio"], FORM_SPEED))
+        memory = (f"{form['memory']:.2f}" if shape in WITHOUT_MEMORY_LIMIT
+                  else at_most(form["memory"], FORM_MEMORY))
+        rows.append([shape, mebibytes(form["sizes"][-1]["bytes"]), parts_of(form["sizes"]),
+                     milliseconds(form["python_seconds"]), speed,
+                     at_most(form["growth"], GROWTH), memory])
+    return table(["form", "size", "bridge at 1/4, 1/2, whole", "Python", "times as fast as Python",
+                  "growth", "memory, times the form"], rows)
+
+
+def replies_table(results):
+    rows = [[kind, mebibytes(reply["sizes"][-1]["bytes"]), parts_of(reply["sizes"]),
+             milliseconds(reply["sizes"][-1]["floor"]["seconds"]),
+             at_least(reply["ratio"], REPLY_SPEED), at_most(reply["growth"], GROWTH),
+             at_most(reply["memory"], REPLY_MEMORY)]
+            for kind, reply in results["replies"].items()]
+    return table(["reply", "size", "bridge at 1/4, 1/2, whole", "C floor", "of the floor's speed",
+                  "growth", "memory, times the reply"], rows)
+
+
+def operation_row(one):
+    name = one["name"].replace("/iterations:" + str(one.get("iterations")), "").split("/")
+    title = name[0] + (f" {one['label']}" if one.get("label") else
+                       f" {int(name[1]):,}" if len(name) > 1 else "")
+    speed = (f"{one['bytes_per_second'] / MIB:.0f} MiB/s" if "bytes_per_second" in one else
+             f"{one['items_per_second'] / 1e6:.2f} million/s" if "items_per_second" in one else "")
+    return [title, f"{one['cpu_time']:,.0f} {one['time_unit']}", speed]
+
+
+def operations_table(results):
+    return table(["operation", "processor time", "speed"],
+                 map(operation_row, results["operations"]))
+
+
+class Capacity:
+    """Where the processors' time of one request goes, from the rates at 16 at a time.
+
+    The processors are the limit then, so a request takes all of them for one rate-th of a second.
+    """
+
+    def __init__(self, results):
+        programs, column = results["apache"]["programs"], str(AT_ONCE[-1])
+        self.processors = results["processors"]
+        bridge, printing = programs["bridge"][column], programs["printing program"][column]
+        self.apache = self.processors / printing["rate"] - printing["generator_seconds"]
+        self.server = bridge["server_seconds"]
+        self.bridge = (self.processors / bridge["rate"] - bridge["generator_seconds"]
+                       - self.server - self.apache)
+
+    def is_plausible(self):
+        """Where others use the processors, too, the rates are theirs as much as the programs'."""
+        return min(self.apache, self.bridge, self.server) > 0
+
+    def table(self):
+        costs = [("Apache, with starting and ending the least program", self.apache),
+                 ("the bridge, beyond the least program", self.bridge),
+                 ("the fast server", self.server)]
+        whole = sum(cost for _, cost in costs)
+        return table(["part", "processor time of a request", "share"],
+                     [[name, milliseconds(cost), f"{cost / whole:.0%}"] for name, cost in costs])
+
+    def rates_table(self):
+        rows = []
+        for server in self.server, *(one / 1000 for one in SERVER_MILLISECONDS):
+            whole = self.apache + self.bridge + server
+            rows.append([milliseconds(server), f"{self.processors / whole:.0f}",
+                         f"{self.bridge / whole:.1%}"])
+        return table(["processor time of the server's answer", "requests a second",
+                      "the bridge's share"], rows)
+
+
+def surroundings(results):
+    packages = ", ".join(f"{name} {version}" for name, version in results["packages"].items())
+    return textwrap.fill(
+        f"Measured on {results['date']}, {results['system']}, Linux {results['kernel']}, "
+        f"{results['processors']} × {results['processor']}, "
+        f"{results['memory_bytes'] / MIB / 1024:.0f} GiB of memory; Python {results['python']}; "
+        f"{packages}.", 100)
+
+
+def values(results):
+    """What the page's template asks for, by name."""
+    small, forms, replies = results["small"], results["forms"], results["replies"]
+    capacity = Capacity(results)
+    prose, utf8 = forms["one value, prose"], replies["UTF-8"]
+    return {
+        "surroundings": surroundings(results), "small": small_table(results),
+        "counts": counts_table(results), "apache": apache_table(results),
+        "forms": forms_table(results), "replies": replies_table(results),
+        "operations": operations_table(results), "capacity": capacity.table(),
+        "rates": capacity.rates_table(), "processors": results["processors"],
+        "cheap_rounds": small["rounds"][0], "dear_rounds": small["rounds"][1],
+        "form_bytes": small["form_bytes"], "apache_seconds": results["apache"]["seconds"],
+        "apache_rounds": results["apache"]["rounds"],
+        "bridge_memory": mebibytes(small["GET"]["bridge"]["peak_bytes"]),
+        "form_per_mib": milliseconds(prose["sizes"][-1]["seconds"] / prose["sizes"][-1]["bytes"]
+                                     * MIB),
+        "reply_per_mib": milliseconds(utf8["sizes"][-1]["seconds"] / utf8["sizes"][-1]["bytes"]
+                                      * MIB),
+        "form_memory": f"{prose['memory']:.1f}", "reply_memory": f"{utf8['memory']:.1f}",
+    }
+
+
+def page(template, results):
+    return string.Template(template).substitute(values(results))
+
+
+def tables_only(results):
+    found = values(results)
+    names = ("surroundings", "small", "counts", "apache", "forms", "replies", "operations",
+             "capacity", "rates")
+    return "\n\n".join(found[name] for name in names)
+
+
+if __name__ == "__main__":
+    with open(sys.argv[1], encoding="utf-8") as results_file:
+        print(tables_only(json.load(results_file)))

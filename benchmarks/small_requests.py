@@ -1,0 +1,146 @@
+"""Whole processes for a request as it comes every day: the bridge and its peers."""
+import contextlib
+import os
+import re
+import subprocess
+import tempfile
+from typing import NamedTuple
+from urllib.parse import parse_qsl, urlencode
+
+from common import (HEADER, HERE, LONGEST, answer_of, bridge_and_server, by_turns, input_file,
+                    require, started)
+
+# What Apache hands over for a browser's request.
+VARIABLES = {
+    "SERVER_SOFTWARE": "Apache/2.4 (Debian)", "QUERY_STRING": "id=7&name=Ann+Lee",
+    "REMOTE_ADDR": "192.0.2.17", "REMOTE_PORT": "51234", "SERVER_ADDR": "192.0.2.1",
+    "SERVER_ADMIN": "webmaster@example.org", "SERVER_NAME": "www.example.org", "SERVER_PORT": "80",
+    "SERVER_SIGNATURE": "", "HTTP_ACCEPT": "text/html,application/xhtml+xml,application/xml;q=0.9,"
+                                           "image/avif,image/webp,*/*;q=0.8",
+    "HTTP_ACCEPT_ENCODING": "gzip, deflate, br", "HTTP_ACCEPT_LANGUAGE": "en-US,en;q=0.5",
+    "HTTP_CONNECTION": "keep-alive", "HTTP_HOST": "www.example.org",
+    "HTTP_REFERER": "http://www.example.org/index.html",
+    "HTTP_USER_AGENT": "Mozilla/5.0 (X11; Linux x86_64; rv:128.0) Gecko/20100101 Firefox/128.0",
+    "HTTP_COOKIE": "session=0123456789abcdef; theme=dark"}
+FIELDS = {"name": "Zoë Müller", "street": "Main Street 17 & Garden", "city": "Zürich",
+          "note": "A few lines,\r\nas somebody types them:\r\n1 + 1 = 2; 100 %", "empty": ""}
+FORM = urlencode(FIELDS).encode()
+NAMES = ("bridge", "C floor", "printing program", "cgi-fcgi", "shell and curl", "Perl", "Python")
+CHEAP = NAMES[:4]
+
+
+class Peer(NamedTuple):
+    command: list
+    is_right: callable  # (what it printed, variables, fields) -> bool
+
+
+def is_form_answer(answer, variables, fields):
+    """The server gives back what it got: all variables and fields, and at most CLI ones more."""
+    if not answer.startswith(HEADER):
+        return False
+    text = answer[len(HEADER):].decode()
+    pairs = dict(parse_qsl(text[:-2] if text.endswith("\r\n") else text, keep_blank_values=True))
+    for name in "CLIPATH", "CLICOMMAND":
+        pairs.pop(f"ApacheTunnel_{name}", None)
+    pairs.pop("", None)
+    return pairs == {**{f"ApacheTunnel_{name}": value for name, value in variables.items()},
+                     **fields}
+
+
+def is_list_answer(answer, variables, fields):
+    head, _, body = answer[len(HEADER):].decode().partition("\n\n")
+    lines = set(head.split("\n"))
+    form = dict(parse_qsl(body, keep_blank_values=True))
+    return (answer.startswith(HEADER) and form == fields
+            and all(f"{name}={value}" in lines for name, value in variables.items()))
+
+
+def peers(build, fastcgi_port):
+    """Every program that answers a request, by the name that the tables have for it."""
+    def script(name):
+        return [os.path.join(HERE, "peers", name)]
+
+    return dict(zip(NAMES, (
+        Peer([build.bridge], is_form_answer),
+        Peer([build.floor], lambda answer, *_: answer == HEADER + b"name=Ann"),
+        Peer([build.printing], lambda answer, *_: answer == HEADER + b"printed\n"),
+        Peer(["/usr/bin/cgi-fcgi", "-bind", "-connect", f"127.0.0.1:{fastcgi_port}"],
+             is_list_answer),
+        Peer(script("client.sh"), is_form_answer),
+        Peer(script("client.pl"), is_form_answer),
+        Peer(script("client.py"), is_form_answer))))
+
+
+@contextlib.contextmanager
+def running_peers(build):
+    """The peers with both servers that they ask; yields them, the fast server, the environment."""
+    with started(build.fastcgi_echo) as fastcgi, bridge_and_server(build) as (server, environment):
+        yield peers(build, fastcgi.port), server, environment
+
+
+def check(name, peer, environment, variables, fields, form):
+    answer = answer_of(peer.command, environment, form)
+    require(peer.is_right(answer, variables, fields), f"{name} gives a wrong answer", answer)
+
+
+def measure_kind(build, peers_by_name, environment, method, rounds):
+    form, fields = (FORM, FIELDS) if method == "POST" else (b"", {})
+    variables = {**VARIABLES, "REQUEST_METHOD": method}
+    environment = {**environment, **variables}
+    if form:
+        environment["CONTENT_LENGTH"] = str(len(form))
+    for name, peer in peers_by_name.items():
+        check(name, peer, environment, variables, fields, form)
+
+    def sampled(names, count, input_name):
+        commands = [peers_by_name[name].command for name in names]
+        return dict(zip(names, by_turns(build, count, commands, environment, input_name)))
+
+    cheap_rounds, dear_rounds = rounds
+    with input_file(form) as input_name:
+        sampled(CHEAP, 5, input_name)  # to warm up
+        cheap = sampled(CHEAP, cheap_rounds, input_name)
+        dear = sampled(NAMES, dear_rounds, input_name)
+    result = {}
+    for name in NAMES:
+        group = cheap if name in CHEAP else dear
+        result[name] = {**group[name]._asdict(),
+                        "ratio": group[name].seconds / group["bridge"].seconds}
+    return result
+
+
+def instructions(command, environment):
+    """All of the process, the dynamic linker's work included; the same for every run."""
+    run = subprocess.run(
+        ["/usr/bin/valgrind", "--tool=callgrind", f"--callgrind-out-file={os.devnull}", *command],
+        env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+        stderr=subprocess.PIPE, text=True, timeout=LONGEST, check=True)
+    return int(re.search(r"Collected : (\d+)", run.stderr)[1])
+
+
+def system_calls(command, environment):
+    with tempfile.NamedTemporaryFile("r", encoding="utf-8", errors="replace") as log:
+        subprocess.run(["/usr/bin/strace", "-f", "-o", log.name, *command], env=environment,
+                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, timeout=LONGEST,
+                       check=True)
+        return sum("(" in line for line in log if not re.match(r"\d+ +(\+\+\+|---)", line))
+
+
+def measure_counts(peers_by_name, environment):
+    environment = {**environment, **VARIABLES, "REQUEST_METHOD": "GET"}
+    result = {}
+    for name in "bridge", "C floor", "cgi-fcgi":
+        command = peers_by_name[name].command
+        counts = {instructions(command, environment) for _ in range(2)}
+        result[name] = {"instructions": min(counts), "is_repeatable": len(counts) == 1,
+                        "system_calls": system_calls(command, environment)}
+    return result
+
+
+def measure(build, is_quick):
+    rounds = (60, 5) if is_quick else (500, 25)
+    with running_peers(build) as (peers_by_name, _, environment):
+        result = {method: measure_kind(build, peers_by_name, environment, method, rounds)
+                  for method in ("GET", "POST")}
+        result["counts"] = measure_counts(peers_by_name, environment)
+    return {"rounds": rounds, "form_bytes": len(FORM), **result}

@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
     SendAppleEvent(statement);
 
   cgiResult = FinishResponse(std::move(cgiResult));
+  endStandardInput();
   writeStandardOutput(lossyUTF8Data(cgiResult).c_str());  // up to the first NUL
   return 0;
 }

@@ -14,6 +14,13 @@ target_compile_options(product_options INTERFACE
   -fno-exceptions -fno-rtti -fvisibility=hidden -fstack-protector-strong
   -ffunction-sections -fdata-sections)
 
+# A large frame touches each page of the stack, so that it cannot skip the guard below. Not every
+# compiler can do that for every processor.
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag("-Werror -fstack-clash-protection" HAS_STACK_CLASH_PROTECTION)
+target_compile_options(product_options INTERFACE
+  $<$<BOOL:${HAS_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>)
+
 # The fortified C library works only in optimised code, and some compilers define it by themselves.
 target_compile_options(product_options INTERFACE
   $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
@@ -34,3 +41,17 @@ endif()
 set(CMAKE_CXX_FLAGS_SANITIZE
     "-O1 -g -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer")
 set(CMAKE_EXE_LINKER_FLAGS_SANITIZE "-fsanitize=address,undefined")
+
+# The same, for libFuzzer to follow where an input leads; with the library's own checks.
+set(CMAKE_CXX_FLAGS_FUZZ
+    "-O2 -g -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all \
+-fno-omit-frame-pointer -D_GLIBCXX_ASSERTIONS")
+set(CMAKE_EXE_LINKER_FLAGS_FUZZ "-fsanitize=address,undefined")
+
+# What the tests reach, counted by gcc; see Coverage.cpp.
+set(CMAKE_CXX_FLAGS_COVERAGE "-O0 -g --coverage")
+set(CMAKE_EXE_LINKER_FLAGS_COVERAGE "--coverage -Wl,--wrap=_exit,--undefined=__wrap__exit")
+if(CMAKE_BUILD_TYPE STREQUAL "Coverage")
+  add_library(coverage STATIC cmake/Coverage.cpp)
+  target_link_libraries(product_options INTERFACE coverage)
+endif()

@@ -143,7 +143,7 @@ String timeSince(std::chrono::steady_clock::time_point start) {
 void reportOutput(Report& report) {
   report.section("What the bridge would print");
   const Data output = lossyUTF8Data(FinishResponse(cgiResult));
-  const Data printed = output.c_str();  // up to the first NUL
+  const Data printed = output.substr(0, output.find('\0'));
   if (printed.size() < output.size())
     report.finding(u"It ends at a NUL in the reply.");
   if (isEmpty(cgiResult) || printed.size() <= output.find("\r\n\r\n") + 4)

@@ -10,7 +10,7 @@ namespace {
 
 // The most that the head may have, interim replies included, and likewise the lines between two
 // pieces of a chunked body: a server that never ends them must not fill the memory.
-constexpr uint64_t kMostLineBytes = 256 * 1024;
+constexpr uint64_t kMostLineBytes = uint64_t{256} * 1024;
 
 std::string_view withoutBlanks(std::string_view text) { return trimmed(text, " \t"); }
 

@@ -17,6 +17,10 @@ void answerWhenOutOfMemory(const char* text);
 // bytes beyond `count` stay unread. Only the bytes that came are touched in the buffer.
 size_t readStandardInput(char* buffer, size_t count);
 
+// Lets the web server know that nobody will read the rest of the input, and drops what of it is
+// here already. There is no input from then on.
+void endStandardInput();
+
 // Writes all bytes; what cannot be written is lost, for there is nobody left to tell.
 void writeStandardOutput(std::string_view bytes);
 

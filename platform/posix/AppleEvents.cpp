@@ -128,8 +128,8 @@ bool isWhole(const std::string& message) {
   return true;
 }
 
-bool isReplyTo(const std::string& event, const std::string& message) {
-  const std::string_view ids(message);
+bool isReplyTo(const std::string& event, const std::string& answer) {
+  const std::string_view ids(answer);
   return numberAt(ids, 0) == kReplyClass && numberAt(ids, 4) == kReplyID &&
          ids.substr(8, 8) == std::string_view(event).substr(8, 8);  // return and transaction ID
 }
@@ -174,15 +174,20 @@ OSStatus Connection::open(const std::string& path) {
   if (path.size() >= sizeof address.sun_path)
     return connectionInvalid;
   std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-  // Connecting waits while the other's queue is full, and only this time-out ends that.
-  const auto left = std::chrono::ceil<std::chrono::microseconds>(deadline_ - Clock::now()).count();
-  if (left <= 0)
-    return errAETimeout;  // to the system, a time-out of zero is none
-  timeval timeout = {};
-  timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(left / 1000000);
-  timeout.tv_usec = static_cast<decltype(timeout.tv_usec)>(left % 1000000);
-  setsockopt(socket_.descriptor(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
-  if (connect(socket_.descriptor(), reinterpret_cast<sockaddr*>(&address), sizeof address) < 0)
+  int result;
+  do {
+    // Connecting waits while the other's queue is full, and only this time-out ends that.
+    const auto left =
+        std::chrono::ceil<std::chrono::microseconds>(deadline_ - Clock::now()).count();
+    if (left <= 0)
+      return errAETimeout;  // to the system, a time-out of zero is none
+    timeval timeout = {};
+    timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(left / 1000000);
+    timeout.tv_usec = static_cast<decltype(timeout.tv_usec)>(left % 1000000);
+    setsockopt(socket_.descriptor(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
+    result = connect(socket_.descriptor(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+  } while (result < 0 && errno == EINTR);
+  if (result < 0)
     return statusOfConnect(errno);
   return fcntl(socket_.descriptor(), F_SETFL, O_NONBLOCK) < 0 ? connectionInvalid : noErr;
 }

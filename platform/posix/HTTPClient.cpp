@@ -52,7 +52,7 @@ std::string headOf(const HTTPRequest& request) {
   std::string head = request.method + " " + request.url.path +
                      " HTTP/1.1\r\nHost: " + request.url.host + ":" + request.url.port + "\r\n";
   for (const auto& [name, value] : request.headers)
-    head += name + ": " + value + "\r\n";
+    head.append(name).append(": ").append(value).append("\r\n");
   return head + "Connection: close\r\n\r\n";
 }
 
@@ -92,7 +92,7 @@ class Exchange {
   }
   void restartTimeout() { deadline_ = Clock::now() + request_.timeoutInterval; }
   int waitFor(int events);
-  void sendSome();
+  bool sendSome();
   bool receiveSome();
   bool takeOutcome(HTTPReply::State state);
 
@@ -167,9 +167,10 @@ bool Exchange::connect() {
   return fail("The connection to ", error);
 }
 
-// A server that stops reading may have answered all the same, so a failure to send only ends the
-// sending; what becomes of the exchange is for the receiving side to say.
-void Exchange::sendSome() {
+// A server that stops reading may have answered all the same, so a connection that takes no more
+// only ends the sending; what becomes of the exchange is for the receiving side to say. After any
+// other failure the server would wait for the rest, and the bridge for the server.
+bool Exchange::sendSome() {
   const bool headIsSent = sent_ >= head_.size();
   const size_t bodySent = headIsSent ? sent_ - head_.size() : 0;
   iovec parts[2] = {};
@@ -184,10 +185,13 @@ void Exchange::sendSome() {
     if (sent_ > kSmallRequestBytes)
       bytesHeld_ = bytesOnTheirWay(socket_.descriptor());
     restartTimeout();
-  } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+  } else if (errno == EPIPE || errno == ECONNRESET || errno == EPROTOTYPE) {  // the last on macOS
     isSending_ = false;
     wasReset_ = errno == ECONNRESET;
+  } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+    return fail("The exchange with ", errno);
   }
+  return true;
 }
 
 bool Exchange::receiveSome() {
@@ -224,13 +228,14 @@ bool Exchange::takeOutcome(HTTPReply::State state) {
 bool Exchange::sendAndReceive() {
   head_ = headOf(request_);
   restartTimeout();
-  sendSome();
+  if (!sendSome())
+    return false;
   while (!isFinished_) {
     const int events = waitFor(isSending_ ? POLLIN | POLLOUT : POLLIN);
     if (events == 0 || ((events & ~POLLOUT) != 0 && !receiveSome()))
       return false;
-    if (isSending_ && !isFinished_)
-      sendSome();
+    if (isSending_ && !isFinished_ && !sendSome())
+      return false;
   }
   return true;
 }

@@ -1,6 +1,8 @@
 #include "platform/Process.h"
 
+#include <poll.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #if __has_include(<sys/prctl.h>)
@@ -15,6 +17,7 @@
 #include <new>
 
 #include "extras/TextEncoding.h"
+#include "platform/posix/Sockets.h"
 
 namespace {
 
@@ -41,13 +44,15 @@ const char* outOfMemoryText = "";
   _exit(0);
 }
 
-// Calls again what a signal interrupted.
+// Calls again what a signal interrupted, and, once the stream can do the event, what a stream that
+// does not block put off: how a stream waits is for the web server to choose.
 template <typename Call>
-ssize_t uninterrupted(Call call) {
+ssize_t uninterrupted(int stream, int event, Call call) {
   ssize_t result;
   do {
     result = call();
-  } while (result < 0 && errno == EINTR);
+  } while (result < 0 && (errno == EINTR || (errno == EAGAIN && pollUntil(Clock::time_point::max(),
+                                                                          stream, event) > 0)));
   return result;
 }
 
@@ -67,7 +72,8 @@ size_t readStandardInput(char* buffer, size_t count) {
   size_t done = 0;
   while (done < count) {
     const size_t wanted = count - done < kMostAtOnce ? count - done : kMostAtOnce;
-    const ssize_t came = uninterrupted([=] { return read(STDIN_FILENO, buffer + done, wanted); });
+    const ssize_t came = uninterrupted(STDIN_FILENO, POLLIN,
+                                       [=] { return read(STDIN_FILENO, buffer + done, wanted); });
     if (came <= 0)
       break;
     done += static_cast<size_t>(came);
@@ -75,11 +81,21 @@ size_t readStandardInput(char* buffer, size_t count) {
   return done;
 }
 
+// A web server that hands over a body and finds nobody reading turns to the answer. Where the input
+// is a socket, it would take bytes that are left in it at the end for a reset, and drop the answer.
+void endStandardInput() {
+  shutdown(STDIN_FILENO, SHUT_RD);
+  char rest[4096];
+  while (recv(STDIN_FILENO, rest, sizeof rest, MSG_DONTWAIT) > 0) {
+  }
+  close(STDIN_FILENO);
+}
+
 void writeStandardOutput(std::string_view bytes) {
   while (!bytes.empty()) {
     const std::string_view part = bytes.substr(0, kMostAtOnce);
-    const ssize_t went =
-        uninterrupted([=] { return write(STDOUT_FILENO, part.data(), part.size()); });
+    const ssize_t went = uninterrupted(
+        STDOUT_FILENO, POLLOUT, [=] { return write(STDOUT_FILENO, part.data(), part.size()); });
     if (went <= 0)
       return;
     bytes.remove_prefix(static_cast<size_t>(went));

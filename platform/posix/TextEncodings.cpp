@@ -26,6 +26,7 @@ class Converter {
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): what iconv_open returns when it fails
   bool isOpen() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
 
   // Converts from the front of the bytes what fits into the output; the rest stays in both. A null

@@ -8,10 +8,12 @@ import contextlib
 import dataclasses
 import html
 import http.client
-import itertools
 import os
 import re
+import resource
+import select
 import socket
+import struct
 import subprocess
 import sys
 import tempfile
@@ -38,16 +40,39 @@ VARIABLES = (
     "HTTP_REFERER", "HTTP_USER_AGENT", "HTTP_COOKIE")
 DEFAULT_HEADER = b"Content-type: text/plain\r\n\r\n"
 REQUEST_ERROR = DEFAULT_HEADER + b"CGI tunnel request error:"
-# Only a sanitizer build heeds these: the body is never released on purpose, and a buffer that
-# cannot be had is one of the cases.
+# Only a sanitizer build heeds the first: the body is never released on purpose, and a buffer that
+# cannot be had is one of the cases. script/test-valgrind sets the other.
 SANITIZERS = {"ASAN_OPTIONS": "detect_leaks=0:allocator_may_return_null=1"}
-LONGEST_RUN = 30  # seconds; a bridge that hangs is killed, and its test fails
+if "VALGRIND_OPTS" in os.environ:
+    SANITIZERS["VALGRIND_OPTS"] = os.environ["VALGRIND_OPTS"]
+# Seconds; a bridge that hangs is killed, and its test fails. Slow builds take longer.
+LONGEST_RUN = int(os.environ.get("QUINTORA_LONGEST_RUN", "30"))
+MIB = 1 << 20
+
+
+def has_bridge(mark):
+    with contextlib.suppress(FileNotFoundError), open(BRIDGE, "rb") as program:
+        return mark in program.read()
+    return False
+
+
+def is_valgrind_build():
+    return has_bridge(b"/usr/bin/valgrind")
 
 
 def is_sanitizer_build():
-    with contextlib.suppress(FileNotFoundError), open(BRIDGE, "rb") as program:
-        return b"__asan_init" in program.read()
-    return False
+    """Valgrind counts as one."""
+    return has_bridge(b"__asan_init") or is_valgrind_build()
+
+
+not_sanitized = unittest.skipIf(is_sanitizer_build(),
+                                "a sanitizer has memory and warnings of its own")
+fast_only = unittest.skipIf(is_valgrind_build(), "hundreds of runs or millions of bytes: too slow")
+
+
+def limit_memory(size):
+    """For a new process: as ulimit -v, in bytes."""
+    resource.setrlimit(resource.RLIMIT_AS, (size, size))
 
 
 # Starts the bridge from a process that is small, because a new process inherits the high-water
@@ -74,11 +99,11 @@ class Run(NamedTuple):
 
 
 def run(environment, *, name="Gateway.cgi", arguments=(), stdin=b"", stdout=subprocess.PIPE,
-        cwd=None, before=None, supervised=False):
+        cwd=None, before=None, supervised=False, longest=LONGEST_RUN):
     """Runs the bridge once under the given name.
 
     stdin is bytes for a pipe, or a file; stdout a pipe, or whatever Popen takes. before is called
-    in the new process.
+    in the new process. longest is the time that it may take.
     """
     command, program = [name, *arguments], BRIDGE
     if supervised:
@@ -89,7 +114,7 @@ def run(environment, *, name="Gateway.cgi", arguments=(), stdin=b"", stdout=subp
                           stdin=subprocess.PIPE if piped else stdin, stdout=stdout,
                           stderr=subprocess.PIPE, cwd=cwd, preexec_fn=before) as process:
         try:
-            out, err = process.communicate(stdin if piped else None, timeout=LONGEST_RUN)
+            out, err = process.communicate(stdin if piped else None, timeout=longest)
         except subprocess.TimeoutExpired:
             process.kill()
             raise
@@ -126,18 +151,74 @@ def reply(body, content_type="text/html; charset=utf-8", status="200 OK", *heade
     return "\r\n".join(lines).encode() + b"\r\n\r\n" + body
 
 
-class ScriptedServer:
-    """Gives every connection the same bytes, records what came, and closes (or not, with hold)."""
+class Connection:
+    """The server's end of one connection; all that has come on it is in received."""
 
-    def __init__(self, answer=reply(b"page"), port=0):
+    def __init__(self, connection):
+        connection.settimeout(LONGEST_RUN)
+        connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)  # each piece goes at once
+        self._socket = connection
+        self.received = bytearray()
+
+    def receive(self, count=1 << 20):
+        """At most so many of the next bytes; none at the end of the connection."""
+        data = self._socket.recv(count)
+        self.received += data
+        return data
+
+    def take_request(self):
+        """A whole request; None when there is none, as from one who only looks at the port."""
+        while b"\r\n\r\n" not in self.received:
+            if not self.receive():
+                return None
+        head, _, body = self.received.partition(b"\r\n\r\n")
+        size = len(self.received) - len(body) + int(
+            re.search(rb"\r\nContent-Length: ([0-9]+)\b", head)[1])
+        while len(self.received) < size and self.receive(size - len(self.received)):
+            pass
+        return Request(bytes(head), bytes(self.received[len(head) + 4:]))
+
+    def take_rest(self):
+        """What comes up to the end of the connection."""
+        return b"".join(iter(self.receive, b""))
+
+    def send(self, data):
+        self._socket.sendall(data)
+
+    def end_sending(self):
+        self._socket.shutdown(socket.SHUT_WR)
+
+    def reset(self):
+        """Ends the connection as a crash does."""
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        self._socket.close()
+
+
+class ScriptedServer:
+    """Gives every connection the same bytes, records what came, and closes (or not, with hold).
+
+    With a script it calls that with each connection instead, which then ends. Connections that come
+    at the same time are served at the same time.
+    """
+
+    def __init__(self, answer=reply(b"page"), port=0, host="127.0.0.1", script=None):
         self.answer = answer
         self.hold = False
-        self.connections = 0
-        self.requests = []
-        self._socket = socket.create_server(("127.0.0.1", port), backlog=64)
+        self.requests = []  # those that the answer was for
+        self.received = []  # of each connection, everything that was read
+        self._script = script or self._answer
+        self._socket = socket.create_server(
+            (host, port), family=socket.AF_INET6 if ":" in host else socket.AF_INET, backlog=64)
+        self._socket.setblocking(False)
         self.port = self._socket.getsockname()[1]
+        self._stop, self._stopped = socket.socketpair()
         self._thread = threading.Thread(target=self._serve, daemon=True)
         self._thread.start()
+
+    @property
+    def connections(self):
+        """How many came; all of them are known when the server is closed."""
+        return len(self.received)
 
     @property
     def request(self):
@@ -146,33 +227,41 @@ class ScriptedServer:
         return request
 
     def close(self):
-        """Stops listening; from then on the port refuses connections."""
-        with contextlib.suppress(OSError):
-            self._socket.shutdown(socket.SHUT_RDWR)
-        self._socket.close()
+        """Takes those who wait, so that they count; from then on the port refuses connections."""
+        self._stop.close()
         self._thread.join()
+        self._socket.close()
 
     def _serve(self):
-        with contextlib.suppress(OSError):
-            while True:
+        threads, is_stopped = [], False
+        while not is_stopped:
+            ready, _, _ = select.select([self._socket, self._stopped], [], [])
+            try:
                 connection, _ = self._socket.accept()
-                self.connections += 1
-                with connection, contextlib.suppress(OSError):
-                    self._answer(connection)
+            except BlockingIOError:  # nobody waits any more
+                is_stopped = self._stopped in ready
+                continue
+            threads.append(threading.Thread(target=self._play, args=[connection], daemon=True))
+            threads[-1].start()
+        self._stopped.close()
+        for thread in threads:
+            thread.join()
+
+    def _play(self, connection):
+        end = Connection(connection)
+        self.received.append(end.received)
+        with connection, contextlib.suppress(OSError):
+            self._script(end)
 
     def _answer(self, connection):
-        connection.settimeout(LONGEST_RUN)
-        stream = connection.makefile("rb")
-        head = b"".join(itertools.takewhile(lambda line: line.strip(), stream))
-        if not head:  # somebody only looked whether the port takes connections
+        request = connection.take_request()
+        if not request:
             return
-        body = stream.read(int(re.search(rb"\r\nContent-Length: ([0-9]+)\r\n", head)[1]))
-        request = Request(head, body)
         self.requests.append(request)
-        connection.sendall(self.answer)
+        connection.send(self.answer)
         if not self.hold:
-            connection.shutdown(socket.SHUT_WR)
-        request.behind = stream.read()
+            connection.end_sending()
+        request.behind = connection.take_rest()
 
 
 class BridgeTest(unittest.TestCase):
@@ -232,6 +321,7 @@ class ApacheTest(unittest.TestCase):
 
     bridge = BRIDGE
     names = ("Gateway.cgi",)
+    apache_details = {}  # what else its maker takes
 
     @classmethod
     def setUpClass(cls):
@@ -239,7 +329,8 @@ class ApacheTest(unittest.TestCase):
         cls.config = os.path.join(cls.folder, "config")
         cls.environment = {"XDG_CONFIG_HOME": cls.config, "XDG_CONFIG_DIRS": cls.folder,
                            "XDG_RUNTIME_DIR": os.path.join(cls.folder, "runtime"), **SANITIZERS}
-        cls.apache = cls.enter(PrivateApache(cls.bridge, cls.names, cls.environment))
+        cls.apache = cls.enter(PrivateApache(
+            cls.bridge, cls.names, cls.environment, **cls.apache_details))
 
     @classmethod
     def enter(cls, context):

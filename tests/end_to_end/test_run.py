@@ -1,8 +1,5 @@
 """One run of the built bridge in tunnel mode: what it asks the server, and what it prints."""
-import contextlib
 import os
-import socket
-import threading
 import unittest
 
 from harness import DEFAULT_HEADER, REQUEST_ERROR, VARIABLES, BridgeTest, reply
@@ -157,24 +154,6 @@ PAIRS = (
     (b"q=%00%01%0d%0A%1f", b"q=%00%01%0D%0A%1F"),
     (b"q=%e2%82%ac%f0%9f%98%80", b"q=%E2%82%AC%F0%9F%98%80"),
 )
-
-
-@contextlib.contextmanager
-def answering_first(answer):
-    """A server that sends its whole answer before it reads; yields its port."""
-    def serve():
-        connection, _ = listener.accept()
-        with connection:
-            connection.sendall(answer)
-            connection.shutdown(socket.SHUT_WR)
-            while connection.recv(1 << 20):
-                pass
-
-    with socket.create_server(("127.0.0.1", 0)) as listener:
-        thread = threading.Thread(target=serve, daemon=True)
-        thread.start()
-        yield listener.getsockname()[1]
-        thread.join()
 
 
 class Response(BridgeTest):
@@ -374,9 +353,14 @@ class RequestFormat(BridgeTest):
 
     def test_body_is_sent_while_the_server_already_answers(self):
         page = b"x" * 5_000_000
-        with answering_first(reply(page)) as port:
-            self.prefer(QZQuintoraServerPort=port)
-            output = self.post(b"a=" + b"y" * 5_000_000).stdout
+
+        def answer_first(connection):
+            connection.send(reply(page))
+            connection.end_sending()
+            connection.take_rest()
+
+        self.prefer(QZQuintoraServerPort=self.start_server(script=answer_first).port)
+        output = self.post(b"a=" + b"y" * 5_000_000).stdout
         self.assertEqual(output, DEFAULT_HEADER + page + b"\r\n")
 
 

@@ -36,6 +36,17 @@ TEST_F(MacOS, AnyOtherTypeCountsAsNotSet) {
   EXPECT_EQ(stored(), std::nullopt);
 }
 
+TEST_F(MacOS, TheOnlyPlaceIsTheDomainAmongTheUserDefaults) {
+  standInStoreNumber(kDomain, kKey, 8081);
+  Preferences preferences(kDomain);
+  EXPECT_EQ(preferences.placeOfKey(kKey), kDomain);
+  const std::vector<Preferences::Place> places = preferences.places();
+  ASSERT_EQ(places.size(), 1u);
+  EXPECT_EQ(places[0].name, kDomain);
+  EXPECT_EQ(places[0].state, u"the user defaults of this user");
+  EXPECT_FALSE(places[0].isTrouble);
+}
+
 TEST_F(MacOS, ACharsetWithoutAnIdentifierHasTheIdentifier0) {
   EXPECT_EQ(textEncodingFromIANACharSetName(u"x-without-identifier"), kNoTextEncoding);
 }

@@ -168,6 +168,14 @@ TEST_F(AppleEventsTest, LargeTextsPassBothWays) {
   EXPECT_EQ(replyText(), large);
 }
 
+TEST_F(AppleEventsTest, AnEmptyTextIsAText) {
+  startPeer([](const std::string& event) { return replyTo(event, textParameter("")); });
+  ASSERT_EQ(sendText(""), noErr);
+  peer_.join();
+  EXPECT_EQ(received_.substr(20), textParameter(""));
+  EXPECT_EQ(replyText(), "");
+}
+
 TEST_F(AppleEventsTest, WithoutASocketTheConnectionIsInvalid) {
   EXPECT_EQ(sendText("x"), -609);
   EXPECT_EQ(reply_.descriptorType, typeNull);
@@ -197,7 +205,20 @@ TEST_F(AppleEventsTest, WithoutTheVariableTheSystemsFolderIsUsed) {
 
 TEST_F(AppleEventsTest, ASilentPeerTimesOut) {
   startPeer([](const std::string&) { return ""; }, true);
+  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(sendText("x", 12), -1712);  // 12 sixtieths of a second
+  const auto waited = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(waited, std::chrono::milliseconds(200));
+  EXPECT_LT(waited, std::chrono::seconds(5));
+}
+
+TEST_F(AppleEventsTest, WithoutATimeOutAReplyIsWaitedFor) {
+  startPeer([](const std::string& event) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    return replyTo(event, textParameter("page"));
+  });
+  ASSERT_EQ(sendText("x", kNoTimeOut), noErr);
+  EXPECT_EQ(replyText(), "page");
 }
 
 TEST_F(AppleEventsTest, ATimeOutIsOfTheWholeExchangeAndNotOfEachByte) {
@@ -392,15 +413,46 @@ TEST_F(AppleEventsTest, WrongArgumentsAreErrorStatuses) {
   EXPECT_EQ(AECreateDesc(typeChar, nullptr, 4, &plain), -50);
   EXPECT_EQ(AECreateDesc(typeChar, "x", -1, &plain), -50);
   EXPECT_EQ(AECreateDesc(typeChar, "x", 1, nullptr), -50);
+  EXPECT_EQ(AECreateDesc(typeChar, nullptr, 0, nullptr), -50);
+  EXPECT_EQ(plain.descriptorType, typeNull) << "the result must stay as it was";
+  EXPECT_EQ(AECreateDesc(typeChar, nullptr, 0, &plain), noErr);
+  EXPECT_EQ(plain.descriptorType, typeChar);
+  EXPECT_EQ(AECreateAppleEvent(1, 2, &plain, 3, 4, &event_), -1704);
+  EXPECT_EQ(AEDisposeDesc(&plain), noErr);
   EXPECT_EQ(AECreateAppleEvent(1, 2, &null, 3, 4, &event_), -1704);
+  EXPECT_EQ(AECreateAppleEvent(1, 2, nullptr, 3, 4, &event_), -50);
   EXPECT_EQ(AECreateDesc(typeApplSignature, "abc", 3, &plain), noErr);
   EXPECT_EQ(AECreateAppleEvent(1, 2, &plain, 3, 4, &event_), -1704);
   EXPECT_EQ(AEPutParamPtr(&plain, keyDirectObject, typeChar, "x", 1), -1704);
+  EXPECT_EQ(AEPutParamPtr(nullptr, keyDirectObject, typeChar, "x", 1), -1704);
   EXPECT_EQ(AESendMessage(&plain, &reply_, kAEWaitReply, 60), -1704);
+  DescType type = 0;
+  Size size = 0;
+  char byte = '?';
+  EXPECT_EQ(AESizeOfParam(&plain, keyDirectObject, &type, &size), -1704);
+  EXPECT_EQ(AEGetParamPtr(&plain, keyDirectObject, typeChar, &type, &byte, 1, &size), -1704);
   EXPECT_EQ(AEDisposeDesc(&plain), noErr);
   EXPECT_EQ(plain.descriptorType, typeNull);
   EXPECT_EQ(plain.dataHandle, nullptr);
   EXPECT_EQ(AEDisposeDesc(&plain), noErr);
+  EXPECT_EQ(AEDisposeDesc(nullptr), -50);
+}
+
+TEST_F(AppleEventsTest, WhatCannotBePutIntoAnEventLeavesItAsItWas) {
+  startPeer([](const std::string& event) { return replyTo(event, ""); });
+  AEDesc target = {typeNull, nullptr};
+  AECreateDesc(typeApplSignature, &kSignature, sizeof kSignature, &target);
+  EXPECT_EQ(AECreateAppleEvent(0x7175695A, 0x7852554E, &target, 7, 9, nullptr), -50);
+  ASSERT_EQ(AECreateAppleEvent(0x7175695A, 0x7852554E, &target, 7, 9, &event_), noErr);
+  AEDisposeDesc(&target);
+  EXPECT_EQ(AEPutParamPtr(&event_, keyDirectObject, typeChar, "text", 4), noErr);
+  EXPECT_EQ(AEPutParamPtr(&event_, keyDirectObject, typeChar, "x", -1), -50);
+  EXPECT_EQ(AEPutParamPtr(&event_, keyDirectObject, typeChar, nullptr, 1), -50);
+  EXPECT_EQ(AEPutParamPtr(&event_, keyDirectObject, typeChar, "x", Size{1} << 30), -50);
+  EXPECT_EQ(AESendMessage(&event_, nullptr, kAEWaitReply, kAEDefaultTimeout), -50);
+  EXPECT_EQ(AESendMessage(&event_, &reply_, kAEWaitReply, kAEDefaultTimeout), noErr);
+  peer_.join();
+  EXPECT_EQ(received_, sized("quiZxRUN" + number(7) + number(9) + textParameter("text")));
 }
 
 TEST_F(AppleEventsTest, OnlyWaitingForTheReplyIsKnown) {

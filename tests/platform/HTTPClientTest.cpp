@@ -2,6 +2,7 @@
 #include "platform/HTTPClient.h"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/time.h>
 
 #include <algorithm>
@@ -528,6 +529,64 @@ TEST_F(HTTPClient, SaysWhichPortRefused) {
   const HTTPResponse alone = sendSynchronousRequest(postTo(port, "x"), {"::1"});
   EXPECT_EQ(alone.data, std::nullopt);
   EXPECT_THAT(alone.localizedDescription, IsSentenceNaming("::1 port " + std::to_string(port)));
+}
+
+TEST_F(HTTPClient, SaysWhichAddressIsNoNumber) {
+  ScriptedServer other([](Connection& connection) { connection.send(kReply); });
+  const HTTPRequest request = postTo(other.port(), "x");
+  const HTTPResponse response = sendSynchronousRequest(request, {"localhost", "127.0.0.1"});
+  EXPECT_EQ(response.data, std::nullopt);
+  EXPECT_EQ(response.localizedDescription, u"\"localhost\" is not a numeric address.");
+  EXPECT_EQ(other.received().size(), 0u) << "connections elsewhere";
+}
+
+// Whatever is no refusal: a link-local address without its link, or no such family at all.
+TEST_F(HTTPClient, TriesNoOtherAddressAfterAnyOtherFailure) {
+  ScriptedServer other([](Connection& connection) { connection.send(kReply); });
+  const HTTPRequest request = postTo(other.port(), "x");
+  const HTTPResponse response = sendSynchronousRequest(request, {"fe80::1", "127.0.0.1"});
+  EXPECT_EQ(response.data, std::nullopt);
+  EXPECT_THAT(response.localizedDescription,
+              IsSentenceNaming("fe80::1 port " + std::to_string(other.port())));
+  EXPECT_THAT(textOf(response.localizedDescription), HasSubstr(" failed: "));
+  EXPECT_EQ(other.received().size(), 0u) << "connections elsewhere";
+}
+
+// Lets this process open no further file or socket.
+class NoMoreDescriptors {
+ public:
+  NoMoreDescriptors() {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const Descriptor next(dup(STDIN_FILENO));
+    rlimit limit = before_;
+    limit.rlim_cur = static_cast<rlim_t>(next.get());
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+  ~NoMoreDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+  NoMoreDescriptors(const NoMoreDescriptors&) = delete;
+  NoMoreDescriptors& operator=(const NoMoreDescriptors&) = delete;
+
+ private:
+  rlimit before_ = {};
+};
+
+TEST_F(HTTPClient, SaysThatNoSocketCanBeMade) {
+  const NoMoreDescriptors limit;
+  const HTTPResponse response = sendSynchronousRequest(postTo("8080", "x"));
+  EXPECT_EQ(response.data, std::nullopt);
+  EXPECT_EQ(
+      textOf(response.localizedDescription),
+      std::string("Making a socket for 127.0.0.1 port 8080 failed: ") + strerror(EMFILE) + ".");
+}
+
+TEST_F(HTTPClient, AnAttemptToConnectSendsNothing) {
+  ScriptedServer server([](Connection& connection) { connection.receiveUntilClosed(); });
+  EXPECT_EQ(connectionFailure(postTo(server.port(), "x")), std::nullopt);
+  EXPECT_THAT(server.received(), testing::ElementsAre(""));
+  const BoundPort refusing("127.0.0.1");
+  EXPECT_THAT(connectionFailure(postTo(refusing.port(), "x"), {"127.0.0.1"}),
+              namesPort(refusing.port()));
+  EXPECT_THAT(connectionFailure(postTo("65536", "x")), IsSentenceNaming("65536"));
 }
 
 TEST_F(HTTPClient, SaysThatThereIsNoSuchPort) {

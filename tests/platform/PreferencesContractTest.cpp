@@ -49,4 +49,20 @@ TEST(PreferencesContract, TheSameKeyCanBeReadAgain) {
   EXPECT_EQ(preferences.objectForKey(u"QZQuintoraServerPort"), u"8081");
 }
 
+TEST(PreferencesContract, WhatIsSetHasAPlaceAndNothingElseHas) {
+  PreferencesStore store;
+  store.storeText(kDomain, u"QZQuintoraServerPort", u"8081");
+  Preferences preferences(kDomain);
+  const String place = preferences.placeOfKey(u"QZQuintoraServerPort");
+  ASSERT_NE(place, std::nullopt);
+  EXPECT_EQ(preferences.placeOfKey(u"Other"), std::nullopt);
+  EXPECT_EQ(preferences.placeOfKey(std::nullopt), std::nullopt);
+  bool isListed = false;
+  for (const Preferences::Place& each : preferences.places()) {
+    isListed = isListed || each.name == place;
+    EXPECT_FALSE(each.isTrouble);
+  }
+  EXPECT_TRUE(isListed);
+}
+
 }  // namespace

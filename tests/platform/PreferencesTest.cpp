@@ -124,6 +124,9 @@ TEST_F(PreferencesTest, AFileThatCannotBeReadCountsAsAbsent) {
       {"a folder", [](const path& at) { std::filesystem::create_directory(at); }},
       {"a link to itself", [](const path& at) { std::filesystem::create_symlink(at, at); }},
       {"a link to nothing", [](const path& at) { std::filesystem::create_symlink("none", at); }},
+      // On Linux: a file whose reading fails.
+      {"unreadable memory",
+       [](const path& at) { std::filesystem::create_symlink("/proc/self/mem", at); }},
       {"a file in the place of the folder",
        [](const path& at) {
          std::filesystem::remove(at.parent_path());

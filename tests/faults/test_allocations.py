@@ -1,0 +1,77 @@
+"""Every request for memory of a run is refused once, alone or with all that come after it.
+
+Each time the run must end in one whole response: the short one that says so, or the usual one where
+it does without that memory. What has to end abnormally still does. The shortened form tries 40
+requests of a run, spread evenly, the whole one 400.
+"""
+import contextlib
+import resource
+import signal
+import unittest
+
+from faults import (IS_WHOLE, OUT_OF_MEMORY, FaultTest, Preload, Request, Run, Site, spread,
+                    with_each_request)
+
+ALLOCATIONS = "malloc", "calloc", "realloc"
+MOST = 400 if IS_WHOLE else 40
+MIB = 1 << 20
+
+
+def limit_memory(size):
+    """For a new process."""
+    resource.setrlimit(resource.RLIMIT_AS, (size, size))
+
+
+class Refusals(FaultTest):
+    def setUp(self):
+        self.preload = Preload(self)
+
+    def refuse(self, site, first, last=2 ** 40):
+        run, count = self.preload.run(site, ALLOCATIONS, "refuse", first=first, last=last)
+        self.assertGreater(count, 0)
+        return run
+
+    @with_each_request()
+    def test_one_refusal_ends_in_one_whole_response(self, site):
+        permitted = {"page", "message", "out of memory", "unknown charset"}
+        for number in spread(self.preload.count(site, *ALLOCATIONS), MOST):
+            self.judge(site, self.refuse(site, number, number), permitted, number=number)
+
+    @with_each_request()
+    def test_refusal_of_all_that_follow_ends_in_one_whole_response(self, site):
+        for number in spread(self.preload.count(site, *ALLOCATIONS), MOST):
+            self.judge(site, self.refuse(site, number), {"out of memory"}, number=number)
+
+
+class AbnormalEnd(FaultTest):
+    """A request that cannot be forwarded ends by an exception that nobody catches."""
+
+    def test_last_line_of_defence_does_not_catch_it(self):
+        abnormal = Run(-signal.SIGABRT, b"", b"", (0, 0))
+        out_of_memory = Run(0, OUT_OF_MEMORY, b"", (0, 0))
+        preload = Preload(self)
+        with contextlib.ExitStack() as stack:
+            site = Site(stack, Request(form=b"a=%zz"))
+            without_form = Run(0, site.page, b"", (1, 1))  # there was no memory to read it into
+            self.assertEqual(site.run(), abnormal)
+            count = preload.run(site, ALLOCATIONS, "none")[1]
+            runs = [preload.run(site, ALLOCATIONS, "refuse", first=number, last=last)[0]
+                    for number in range(1, count + 1) for last in (number, 2 ** 40)]
+        self.assertEqual(set(runs), {abnormal, out_of_memory, without_form})
+        self.assertEqual(runs.count(without_form), 1)
+
+
+class LittleMemory(FaultTest):
+    """As with ulimit -v: what is too little for a large form is enough for an answer."""
+
+    @with_each_request("large form", "large reply")
+    def test_each_limit_ends_in_one_whole_response(self, site):
+        for size in range(MIB, 41 * MIB, MIB // 8 if IS_WHOLE else MIB):
+            run = site.run(preexec_fn=lambda: limit_memory(size))
+            self.judge(site, run, {"page", "out of memory"} if size > 8 * MIB else
+                       {"page", "out of memory", "not started"}, size=size)
+        self.assertLessEqual({"page", "out of memory"}, self.tally.keys())
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,237 @@
+"""Every system call of a run fails once, with each error that it may have, or does less than asked.
+
+Each time the run must end soon, with status 0 and one whole response; only what the program loader
+does before the bridge begins may keep it from starting. Refusals come from strace, so that they
+reach the loader and the C library, too. Whatever has to happen in spite of an error comes from a
+library in front of the C library.
+"""
+import errno
+import os
+import re
+import resource
+import shutil
+import socket
+import subprocess
+import tempfile
+import time
+import unittest
+from typing import NamedTuple
+
+from faults import (BRIDGE, IS_WHOLE, LONGEST_RUN, REQUESTS, FaultTest, Preload, Run, spread,
+                    with_each_request)
+
+STRACE = shutil.which("strace")
+
+ANY_FILE = "EACCES ELOOP EMFILE ENAMETOOLONG ENFILE ENOENT ENOMEM ENOTDIR EOVERFLOW EPERM"
+ANY_SOCKET = "EBADF EFAULT EINVAL ENOBUFS ENOMEM ENOTCONN ENOTSOCK"
+# What each call may say, by its manual page. Not here, because a refusal would be no truth: EINTR
+# and EINPROGRESS of connect, after which the connection is on its way, and EPIPE and ECONNRESET of
+# writev, after which it is gone: PartialEffects has them.
+ERRORS = {
+    "access": "EACCES EIO ELOOP ENAMETOOLONG ENOENT ENOMEM ENOTDIR",
+    "arch_prctl": "EFAULT EINVAL EPERM",
+    "brk": "ENOMEM",
+    "close": "EBADF EDQUOT EINTR EIO ENOSPC",
+    "connect": "EACCES EADDRINUSE EADDRNOTAVAIL EAFNOSUPPORT EAGAIN EALREADY EBADF ECONNREFUSED "
+               "ECONNRESET EFAULT EHOSTUNREACH EISCONN ENETUNREACH ENOENT ENOTSOCK EPERM "
+               "EPROTOTYPE ETIMEDOUT",
+    "faccessat": "EACCES EIO ELOOP ENAMETOOLONG ENOENT ENOMEM ENOTDIR",
+    "fcntl": "EACCES EAGAIN EBADF EINTR EINVAL EPERM",
+    "futex": "EFAULT EINVAL",
+    "getrandom": "EAGAIN EFAULT EINTR EINVAL ENOSYS",
+    "getsockopt": "EBADF EFAULT EINVAL ENOBUFS ENOPROTOOPT ENOTSOCK",
+    "ioctl": "EBADF EFAULT EINVAL ENOTTY",
+    "madvise": "EAGAIN EINVAL ENOMEM",
+    "mmap": "EACCES EAGAIN EBADF EINVAL ENFILE ENODEV ENOMEM EOVERFLOW EPERM ETXTBSY",
+    "mprotect": "EACCES EINVAL ENOMEM",
+    "mremap": "EAGAIN EFAULT EINVAL ENOMEM",
+    "munmap": "EINVAL ENOMEM",
+    "newfstatat": f"{ANY_FILE} EBADF EFAULT EINVAL",
+    "fstat": f"{ANY_FILE} EBADF EFAULT EINVAL",
+    "openat": f"{ANY_FILE} EAGAIN EBADF EINTR EINVAL EIO EISDIR ENODEV ENXIO ETXTBSY",
+    "poll": "EFAULT EINTR EINVAL ENOMEM",
+    "ppoll": "EFAULT EINTR EINVAL ENOMEM",
+    "pread64": "EAGAIN EBADF EFAULT EINTR EINVAL EIO EISDIR ENXIO EOVERFLOW ESPIPE",
+    "prlimit64": "EFAULT EINVAL EPERM ESRCH",
+    "read": "EAGAIN EBADF ECONNRESET EFAULT EINTR EINVAL EIO EISDIR ENOMEM ETIMEDOUT",
+    "recvfrom": f"EAGAIN ECONNREFUSED ECONNRESET EINTR EIO ETIMEDOUT {ANY_SOCKET}",
+    "rseq": "EBUSY EFAULT EINVAL ENOSYS EPERM",
+    "rt_sigaction": "EFAULT EINVAL",
+    "set_robust_list": "EINVAL ENOSYS",
+    "setsockopt": f"EDOM ENOPROTOOPT {ANY_SOCKET}",
+    "socket": "EACCES EAFNOSUPPORT EINVAL EMFILE ENFILE ENOBUFS ENOMEM EPERM EPROTONOSUPPORT",
+    "write": "EAGAIN EBADF ECONNRESET EDQUOT EFAULT EFBIG EINTR EINVAL EIO ENOSPC EPERM EPIPE",
+    "writev": f"EAGAIN EDESTADDRREQ EINTR EIO ENETDOWN ENETUNREACH EPERM ETIMEDOUT {ANY_SOCKET}",
+}
+# What cannot fail, and the start of the program, which is the web server's affair.
+WITHOUT_ERRORS = {"clock_gettime", "execve", "exit_group", "set_tid_address"}
+# After these errors the same call is made again.
+AGAIN = {"connect": {"EINTR"}, "poll": {"EINTR"}, "ppoll": {"EINTR"},
+         "read": {"EAGAIN", "EINTR"}, "recvfrom": {"EAGAIN", "EINTR"},
+         "write": {"EAGAIN", "EINTR"}, "writev": {"EAGAIN", "EINTR"}}
+# No response needs these.
+UNIMPORTANT = {"close", "ioctl", "madvise", "munmap", "rt_sigaction", "setsockopt"}
+TRANSFERS = "read", "recv", "write", "writev"
+
+# In the line that strace writes: the call, and its first argument when that is a descriptor.
+LINE = re.compile(r"(\w+)\((?:([0-9]+)<([^>]*)>)?")
+
+
+class Call(NamedTuple):
+    """One call of an ordinary run."""
+
+    name: str
+    number: int  # among those of its name, from 1
+    owner: str  # who makes it: the loader, the bridge, or a converter of the C library
+    descriptor: int  # its first argument, -1 when that is none
+    file: str  # what the descriptor stands for
+
+    def permitted(self, error):
+        """What may become of a run in which this call has this error."""
+        if self.owner == "loader":
+            return {"page", "not started"}
+        if self.owner == "converter":
+            return {"page", "out of memory", "unknown charset"}
+        # Nobody is left who could read the response.
+        if self.descriptor == 1 and error not in AGAIN["write"]:
+            return {"nothing"}
+        # A file has no reason to be waited for; an error makes it one that cannot be read.
+        is_awaited = error == "EINTR" or not self.file.endswith(".conf")
+        if self.name in UNIMPORTANT or (error in AGAIN.get(self.name, ()) and is_awaited):
+            return {"page"}
+        return {"page", "message", "out of memory"}
+
+
+class Refusals(FaultTest):
+    """Calls that strace refuses."""
+
+    def setUp(self):
+        if not STRACE:
+            self.fail("strace is not installed")
+        self.log = tempfile.NamedTemporaryFile("r+")
+        self.addCleanup(self.log.close)
+
+    def trace(self, site, *options):
+        """The run, and the lines that strace wrote."""
+        self.log.truncate(0)
+        run = site.run(STRACE, "-qq", "-y", "-e", "signal=none", "-o", self.log.name, *options)
+        self.log.seek(0)
+        return run, self.log.read().splitlines()
+
+    def calls(self, site):
+        run, lines = self.trace(site)
+        self.assertEqual(site.verdict(run), "page", run)
+        calls, numbers, owner = [], {}, "loader"
+        for line in lines:
+            name, descriptor, file = LINE.match(line).groups()
+            numbers[name] = numbers.get(name, 0) + 1
+            if line.startswith("rt_sigaction(SIGPIPE") or descriptor == "1":
+                owner = "bridge"
+            elif "/gconv/" in line:
+                owner = "converter"
+            calls.append(Call(name, numbers[name], owner, int(descriptor or -1), file or ""))
+        self.assertEqual(owner, "bridge")
+        self.assertEqual(numbers.keys() - ERRORS.keys() - WITHOUT_ERRORS, set(),
+                         "which errors do these calls have?")
+        return calls
+
+    def faults(self, site):
+        """Calls and errors. The whole list has of each name 40 calls at most, with all errors; the
+        shortened one 6 calls, each with one error in turn and those after which it comes again.
+        With which error the turn begins is different for each request."""
+        calls, start = self.calls(site), list(REQUESTS.values()).index(site.request)
+        for name in sorted({call.name for call in calls} - WITHOUT_ERRORS):
+            named, errors = [call for call in calls if call.name == name], ERRORS[name].split()
+            if name == "connect" and site.request.by_apple_event:
+                errors.insert(0, "EINTR")  # such a connection is made at once or not at all
+            for turn, number in enumerate(spread(len(named), 40 if IS_WHOLE else 6), start):
+                some = AGAIN.get(name, set()) | {errors[turn % len(errors)]}
+                for error in errors if IS_WHOLE else sorted(some.intersection(errors)):
+                    yield named[number - 1], error
+
+    @with_each_request()
+    def test_refused_call_ends_in_one_whole_response(self, site):
+        for call, error in self.faults(site):
+            # The system answers a refused brk with the end of memory as it is, no error; any
+            # address that is less than the wanted one says the same.
+            outcome = "retval=0" if call.name == "brk" else f"error={error}"
+            run, lines = self.trace(site, "-e", f"trace={call.name}", "-e",
+                                    f"inject={call.name}:{outcome}:when={call.number}")
+            if any("(INJECTED)" in line for line in lines):
+                self.judge(site, run, call.permitted(error), call=call.name, number=call.number,
+                           error=error)
+                reason = re.search(rb" failed: (.*)\.\r\n", run.stdout)
+                if reason:
+                    self.assertEqual(reason[1].decode(), os.strerror(getattr(errno, error)))
+            else:  # the request took fewer such calls this time
+                self.assertEqual(site.verdict(run), "page", run)
+
+
+class PartialEffects(FaultTest):
+    """Calls that do less than they were asked for, and errors that tell of more than a refusal."""
+
+    def setUp(self):
+        self.preload = Preload(self)
+
+    def try_each(self, site, permitted, call, *fault):
+        for number in spread(self.preload.count(site, call), 100 if IS_WHOLE else 6):
+            run, count = self.preload.run(site, [call], *fault, first=number, last=number)
+            if count:
+                self.judge(site, run, permitted, call=call, number=number, fault=fault)
+            else:  # the request took fewer such calls this time
+                self.assertEqual(site.verdict(run), "page", run)
+
+    @with_each_request("GET", "large form", "large reply")
+    def test_lost_connection_ends_in_a_message_and_is_not_made_again(self, site):
+        for call in "writev", "recv":
+            for error in errno.EPIPE, errno.ECONNRESET, errno.ETIMEDOUT:
+                self.try_each(site, {"message"}, call, "lose", error)
+
+    @with_each_request("GET", "POST")
+    def test_connection_that_takes_its_time_is_awaited(self, site):
+        for error in errno.EINTR, errno.EINPROGRESS:
+            self.try_each(site, {"page"}, "connect", "report", error)
+
+    @with_each_request()
+    def test_what_passes_in_part_goes_on_with_the_rest(self, site):
+        for call in TRANSFERS:
+            for most in 1, 100:
+                self.try_each(site, {"page"}, call, "shorten", most)
+
+    @with_each_request()
+    def test_what_never_passes_but_in_part_arrives_whole(self, site):
+        most = 1 if len(site.request.form) + len(site.request.page) < 1000 else 1000
+        run, count = self.preload.run(site, TRANSFERS, "shorten", most)
+        self.assertGreater(count, 50)
+        self.judge(site, run, {"page"})
+
+
+class Waiting(FaultTest):
+    """Standard streams that do not block, which is for the web server to choose."""
+
+    @with_each_request("large form", "large reply")
+    def test_streams_that_do_not_block_are_awaited(self, site):
+        ours, its = socket.socketpair()
+        its.setblocking(False)
+        ours.settimeout(LONGEST_RUN)
+        before = processor_time()
+        with ours, subprocess.Popen([BRIDGE], stdin=its, stdout=its, stderr=subprocess.PIPE,
+                                    env=site.environment) as process:
+            its.close()
+            time.sleep(1)  # nothing to read yet
+            ours.sendall(site.request.form)
+            time.sleep(1)  # no room for a large page yet
+            page = ours.makefile("rb").read()
+            run = Run(process.wait(LONGEST_RUN), page, process.stderr.read(), site.server.arrived())
+        self.judge(site, run, {"page"})
+        self.assertLess(processor_time() - before, 0.4)
+
+
+def processor_time():
+    """Of all runs so far, in seconds."""
+    usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return usage.ru_utime + usage.ru_stime
+
+
+if __name__ == "__main__":
+    unittest.main()

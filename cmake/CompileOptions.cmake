@@ -14,11 +14,17 @@ target_compile_options(product_options INTERFACE
   -fno-exceptions -fno-rtti -fvisibility=hidden -fstack-protector-strong
   -ffunction-sections -fdata-sections)
 
+# The C++ library checks positions, and a wrong one ends the run instead of reading elsewhere. With
+# the checks GNU's library is compiled in and not linked, so nothing of it comes along unasked.
+target_compile_definitions(product_options INTERFACE _GLIBCXX_ASSERTIONS)
+
 # The fortified C library works only in optimised code, and some compilers define it by themselves.
 target_compile_options(product_options INTERFACE
   $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
 
+# For the programs: see Runtime.cpp.
 add_library(product_link_options INTERFACE)
+target_sources(product_link_options INTERFACE ${PROJECT_SOURCE_DIR}/platform/posix/Runtime.cpp)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 if(APPLE)

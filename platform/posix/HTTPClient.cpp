@@ -152,10 +152,12 @@ bool Exchange::connect() {
   if (::connect(descriptor, storage, address_->size) < 0) {
     error = errno;
     if (error == EINPROGRESS || error == EINTR) {
-      if (waitFor(POLLOUT) == 0)
+      const int events = waitFor(POLLOUT);
+      if (events == 0)
         return false;
+      error = 0;
       socklen_t size = sizeof error;
-      if (getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) < 0)
+      if (events != POLLOUT && getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) < 0)
         error = errno;
     }
   }

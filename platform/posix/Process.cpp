@@ -11,8 +11,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
-#include <new>
 
 #include "extras/TextEncoding.h"
 
@@ -31,6 +29,7 @@ constexpr size_t kMostAtOnce = size_t{1} << 30;
   std::abort();
 }
 
+void (*outOfMemoryHandler)() = raiseException;
 const char* outOfMemoryText = "";
 
 // The response is printed at the very end, so nothing of it has been when memory runs out.
@@ -55,12 +54,19 @@ ssize_t uninterrupted(Call call) {
 
 void prepareProcess() {
   std::signal(SIGPIPE, SIG_IGN);
-  std::set_terminate(endWithoutCore);
+  NSSetUncaughtExceptionHandler(endWithoutCore);
 }
 
 void answerWhenOutOfMemory(const char* text) {
   outOfMemoryText = text;
-  std::set_new_handler(answerWithoutMemory);
+  setOutOfMemoryHandler(answerWithoutMemory);
+}
+
+void setOutOfMemoryHandler(void (*handler)()) { outOfMemoryHandler = handler; }
+
+void endWithoutMemory() {
+  outOfMemoryHandler();
+  raiseException();
 }
 
 size_t readStandardInput(char* buffer, size_t count) {

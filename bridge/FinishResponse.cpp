@@ -11,6 +11,6 @@ String FinishResponse(String response) {
   if (!beginsWith(response, u"Content-type:"))
     response = stringWithFormat(u"Content-type: text/plain\r\n\r\n%@", {response});
   if (!endsWith(response, u"\r\n"))
-    response = stringWithFormat(u"%@\r\n", {response});
+    *response += u"\r\n";  // in place: a large response is not copied for its line end
   return response;
 }

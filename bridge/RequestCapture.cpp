@@ -1,5 +1,6 @@
 #include "bridge/RequestCapture.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -16,24 +17,29 @@ namespace {
 constexpr uint64_t kSpareBytes = 100;
 
 // The key of postParameters under which a CGI variable is sent.
-String tunnelKey(const String& name) { return stringWithFormat(u"ApacheTunnel_%@", {name}); }
+String tunnelKey(const String& name) { return u"ApacheTunnel_" + *name; }
 
-String decodedFormText(std::u16string_view text) {
-  return stringByRemovingPercentEncoding(
-      stringByReplacingOccurrencesOfStringWithString(std::u16string(text), u"+", u" "));
+// What a form says by "+" and percent escapes. The body has been found to be UTF-8 and these are
+// ASCII, so its bytes will do; most keys and values have neither and are not copied.
+String decodedFormText(std::string_view text) {
+  if (text.find('+') == text.npos && text.find('%') == text.npos)
+    return initWithDataEncoding(text, kUTF8TextEncoding);
+  Data bytes(text);
+  std::replace(bytes.begin(), bytes.end(), '+', ' ');
+  return stringByRemovingPercentEncoding(std::move(bytes));
 }
 
-// The body as text, up to its first zero byte; absent when it is not valid UTF-8. The buffer is
-// never released, for the process ends soon after.
-String readBody(char* buffer, size_t count) {
+// The body up to its first zero byte. The buffer is never released, for the process ends soon
+// after.
+std::string_view readBody(char* buffer, size_t count) {
   buffer[readStandardInput(buffer, count)] = '\0';
-  return initWithDataEncoding(buffer, kUTF8TextEncoding);
+  return buffer;
 }
 
 // What stands behind a second "=" is lost.
-void forwardFormField(std::u16string_view piece, Array& formEntries) {
-  String key = decodedFormText(cutPiece(piece, u'='));
-  String value = decodedFormText(cutPiece(piece, u'='));
+void forwardFormField(std::string_view piece, Array& formEntries) {
+  String key = decodedFormText(cutPiece(piece, '='));
+  String value = decodedFormText(cutPiece(piece, '='));
   if (environmentVariables)
     formEntries->push_back(dictionaryEntry(key, value));
   setObjectForKey(postParameters, std::move(value), std::move(key));
@@ -66,13 +72,12 @@ void AddPostData() {
     cgiResult = u"Quintora CGI Error: Out of memory (form data).";
     return;
   }
-  const String body = readBody(buffer, size);
+  const std::string_view body = readBody(buffer, size);
   Array formEntries(std::in_place);
-  if (body) {
+  if (isValidUTF8(body)) {
     // The pieces are not listed first: a body of nothing but "&" would take forty times its size.
-    forEachPiece(std::u16string_view(*body), u'&', [&formEntries](std::u16string_view piece) {
-      forwardFormField(piece, formEntries);
-    });
+    forEachPiece(body, '&',
+                 [&formEntries](std::string_view piece) { forwardFormField(piece, formEntries); });
   }
   if (environmentVariables)
     postDataCode = formDictionaryText(formEntries);

@@ -49,5 +49,7 @@ String resultOfResponse(const HTTPResponse& response) {
 String textOfReply(std::string_view body, TextEncoding encoding) {
   String text = encoding == kNoTextEncoding ? stringWithUnknownEncodingData(body)
                                             : decodeData(body, encoding);
-  return text ? text : u"";
+  if (!text)
+    text = u"";
+  return text;
 }

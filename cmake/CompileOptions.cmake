@@ -21,11 +21,17 @@ check_cxx_compiler_flag("-Werror -fstack-clash-protection" HAS_STACK_CLASH_PROTE
 target_compile_options(product_options INTERFACE
   $<$<BOOL:${HAS_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>)
 
+# The C++ library checks positions, and a wrong one ends the run instead of reading elsewhere. With
+# the checks GNU's library is compiled in and not linked, so nothing of it comes along unasked.
+target_compile_definitions(product_options INTERFACE _GLIBCXX_ASSERTIONS)
+
 # The fortified C library works only in optimised code, and some compilers define it by themselves.
 target_compile_options(product_options INTERFACE
   $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
 
+# For the programs: see Runtime.cpp.
 add_library(product_link_options INTERFACE)
+target_sources(product_link_options INTERFACE ${PROJECT_SOURCE_DIR}/platform/posix/Runtime.cpp)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 if(APPLE)
@@ -42,10 +48,10 @@ set(CMAKE_CXX_FLAGS_SANITIZE
     "-O1 -g -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer")
 set(CMAKE_EXE_LINKER_FLAGS_SANITIZE "-fsanitize=address,undefined")
 
-# The same, for libFuzzer to follow where an input leads; with the library's own checks.
+# The same, for libFuzzer to follow where an input leads.
 set(CMAKE_CXX_FLAGS_FUZZ
     "-O2 -g -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all \
--fno-omit-frame-pointer -D_GLIBCXX_ASSERTIONS")
+-fno-omit-frame-pointer")
 set(CMAKE_EXE_LINKER_FLAGS_FUZZ "-fsanitize=address,undefined")
 
 # What the tests reach, counted by gcc; see Coverage.cpp.

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 
 #include "bridge/ChooseConnection.h"
 #include "bridge/FinishResponse.h"
@@ -240,7 +239,7 @@ int examine(const char* path, bool isProbing) {
 
 int main(int argc, char** argv) {
   prepareProcess();
-  std::set_new_handler(endOutOfMemory);
+  setOutOfMemoryHandler(endOutOfMemory);
   bool isProbing = false;
   const char* path = nullptr;
   for (int i = 1; i < argc; ++i) {

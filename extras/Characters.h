@@ -31,6 +31,15 @@ constexpr int hexadecimalDigit(char c) {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
+inline constexpr char kHexadecimalDigits[] = "0123456789ABCDEF";
+
+// RFC 2396, sections 2.2 (reserved) and 2.3 (unreserved).
+constexpr bool isURLCharacter(unsigned char byte) {
+  constexpr std::string_view kOthers = "-_.!~*'();/?:@&=+$,";
+  return isASCIIDigit(byte) || (byte < 0x80 && isASCIILetter(static_cast<char>(byte))) ||
+         kOthers.find(static_cast<char>(byte)) != kOthers.npos;
+}
+
 constexpr bool isHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 constexpr bool isLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
 constexpr bool isSurrogate(char32_t value) { return (value & 0xFFFFF800) == 0xD800; }

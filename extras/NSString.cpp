@@ -1,14 +1,14 @@
 #include "extras/NSString.h"
 
 #include <algorithm>
-#include <exception>
+#include <cstdlib>
 
 #include "extras/Characters.h"
 #include "extras/Uppercase.h"
 
-void raiseException() { std::terminate(); }
-
 namespace {
+
+void (*uncaughtExceptionHandler)() = std::abort;
 
 constexpr size_t kNowhere = std::u16string_view::npos;
 
@@ -37,18 +37,6 @@ bool isWhiteSpace(char16_t unit) {
          unit == 0x202F || unit == 0x205F || unit == 0x3000;
 }
 
-// RFC 2396, section 2.2 (reserved) and 2.3 (unreserved); a table because every byte of a form is
-// looked up.
-struct URLCharacters {
-  bool isLegal[256] = {};
-  constexpr URLCharacters() {
-    for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
-                                         "0123456789-_.!~*'();/?:@&=+$,"))
-      isLegal[static_cast<unsigned char>(c)] = true;
-  }
-};
-constexpr URLCharacters kURLCharacters;
-
 void appendDecimal(std::u16string& text, uint64_t magnitude, bool negative) {
   char16_t digits[20];  // 2^64 - 1 has 20
   size_t count = 0;
@@ -67,6 +55,13 @@ void appendSigned(std::u16string& text, int64_t number) {
 }
 
 }  // namespace
+
+void raiseException() {
+  uncaughtExceptionHandler();
+  std::abort();
+}
+
+void NSSetUncaughtExceptionHandler(void (*handler)()) { uncaughtExceptionHandler = handler; }
 
 bool isEqualToString(const String& receiver, const String& other) {
   return receiver && other && *receiver == *other;
@@ -175,72 +170,66 @@ String stringByAddingPercentEscapesUsingEncoding(const String& receiver, TextEnc
   const std::optional<Data> bytes = UTF8Data(receiver);
   if (!bytes || encoding != kUTF8TextEncoding)
     return std::nullopt;
-  constexpr char16_t kDigits[] = u"0123456789ABCDEF";
   std::u16string text;
   text.reserve(bytes->size());
   for (const char signedByte : *bytes) {
     const unsigned char byte = static_cast<unsigned char>(signedByte);
-    if (kURLCharacters.isLegal[byte]) {
+    if (isURLCharacter(byte)) {
       text += byte;
     } else {
       text += u'%';
-      text += kDigits[byte >> 4];
-      text += kDigits[byte & 0xF];
+      text += static_cast<char16_t>(kHexadecimalDigits[byte >> 4]);
+      text += static_cast<char16_t>(kHexadecimalDigits[byte & 0xF]);
     }
   }
   return text;
 }
 
-String stringByRemovingPercentEncoding(const String& receiver) {
-  std::optional<Data> bytes = UTF8Data(receiver);
-  if (!bytes)
+String stringByRemovingPercentEncoding(std::optional<Data> receiver) {
+  if (!receiver)
     return std::nullopt;
+  Data& bytes = *receiver;
   size_t kept = 0;
-  for (size_t at = 0; at < bytes->size(); ++at) {
-    char byte = (*bytes)[at];
+  for (size_t at = 0; at < bytes.size(); ++at) {
+    char byte = bytes[at];
     if (byte == '%') {
-      const int high = at + 2 < bytes->size() ? hexadecimalDigit((*bytes)[at + 1]) : -1;
-      const int low = high >= 0 ? hexadecimalDigit((*bytes)[at + 2]) : -1;
+      const int high = at + 2 < bytes.size() ? hexadecimalDigit(bytes[at + 1]) : -1;
+      const int low = high >= 0 ? hexadecimalDigit(bytes[at + 2]) : -1;
       if (low < 0)
         return std::nullopt;
       byte = static_cast<char>(high << 4 | low);
       at += 2;
     }
-    (*bytes)[kept++] = byte;
+    bytes[kept++] = byte;
   }
-  bytes->resize(kept);
-  return initWithDataEncoding(*bytes, kUTF8TextEncoding);
+  bytes.resize(kept);
+  return initWithDataEncoding(bytes, kUTF8TextEncoding);
 }
 
 String stringWithFormat(std::u16string_view format,
                         std::initializer_list<FormatArgument> arguments) {
+  size_t units = format.size();
+  for (const FormatArgument& argument : arguments)
+    units += argument.text_ ? length(*argument.text_) : 0;
   std::u16string text;
+  text.reserve(units);  // a guess; numbers and "(null)" may need more
   const FormatArgument* argument = arguments.begin();
-  while (!format.empty()) {
-    const size_t percent = std::min(format.find(u'%'), format.size());
-    text += format.substr(0, percent);
-    format.remove_prefix(percent);
-    const auto placeholderIs = [&format](std::u16string_view placeholder) {
-      if (format.substr(0, placeholder.size()) != placeholder)
-        return false;
-      format.remove_prefix(placeholder.size());
-      return true;
-    };
-    if (format.empty())
-      break;
-    if (placeholderIs(u"%%")) {
-      text += u'%';
+  const auto unitAt = [format](size_t at) { return at < format.size() ? format[at] : u'\0'; };
+  for (size_t at = 0; at < format.size(); ++at) {
+    if (format[at] != u'%' || unitAt(++at) == u'%') {
+      text += format[at];
       continue;
     }
     if (argument == arguments.end())
       raiseException();
-    if (placeholderIs(u"%@"))
-      text += *argument->text_ ? **argument->text_ : u"(null)";
-    else if (placeholderIs(u"%d"))
-      appendSigned(text, static_cast<int32_t>(static_cast<uint32_t>(argument->number_)));
-    else if (placeholderIs(u"%ld"))
-      appendSigned(text, static_cast<int64_t>(argument->number_));
-    else if (placeholderIs(u"%lu"))
+    const char16_t kind = unitAt(at) == u'l' ? unitAt(++at) : unitAt(at);
+    const bool isLong = format[at - 1] == u'l';
+    if (kind == u'@' && !isLong)
+      text += *argument->text_ ? std::u16string_view(**argument->text_) : u"(null)";
+    else if (kind == u'd')
+      appendSigned(text, isLong ? static_cast<int64_t>(argument->number_)
+                                : static_cast<int32_t>(static_cast<uint32_t>(argument->number_)));
+    else if (kind == u'u' && isLong)
       appendDecimal(text, argument->number_, false);
     else
       raiseException();

@@ -64,8 +64,9 @@ String stringWithFileSystemRepresentation(std::string_view bytes);
 String stringByAddingPercentEscapesUsingEncoding(const String& receiver, TextEncoding encoding);
 
 // Replaces each "%" and two hexadecimal digits, of either case, by that byte and reads the result
-// as UTF-8. Absent when a "%" has no two digits behind it or the bytes are not valid UTF-8.
-String stringByRemovingPercentEncoding(const String& receiver);
+// as UTF-8. Absent when a "%" has no two digits behind it or the bytes are not valid UTF-8. The
+// receiver comes as its UTF-8 bytes, since that is what the operation works on.
+String stringByRemovingPercentEncoding(std::optional<Data> receiver);
 
 // An argument of stringWithFormat: a text or a number. It refers to the text, so it lives no
 // longer than the call.

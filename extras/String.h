@@ -3,11 +3,12 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "extras/StringMap.h"
 
 // Unicode text in UTF-16 code units. Lengths, positions and ranges count units, so a position may
 // fall between the halves of a surrogate pair. Every value may be absent (nullopt): an operation
@@ -17,9 +18,8 @@ using String = std::optional<std::u16string>;
 // Strings in the order in which they were added.
 using Array = std::optional<std::vector<String>>;
 
-// A map from text to text. The order of its entries has no meaning. It is a tree and not a hash
-// table because visitors choose the keys: no choice of theirs makes it slow.
-using Dictionary = std::optional<std::map<std::u16string, String>>;
+// A map from text to text. The order of its entries has no meaning.
+using Dictionary = std::optional<StringMap>;
 
 // Bytes.
 using Data = std::string;
@@ -31,3 +31,6 @@ inline uint64_t length(const String& receiver) { return receiver ? receiver->siz
 // written to standard output, and the exit status is not 0. For what a container or an operation
 // refuses outright: an absent key or value, an index beyond the end.
 [[noreturn]] void raiseException();
+
+// How raiseException ends the run. The handler must not return; until one is set it is std::abort.
+void NSSetUncaughtExceptionHandler(void (*handler)());

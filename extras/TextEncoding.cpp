@@ -1,5 +1,7 @@
 #include "extras/TextEncoding.h"
 
+#include <algorithm>
+
 #include "extras/Characters.h"
 
 namespace {
@@ -18,6 +20,31 @@ constexpr char16_t kMacOSRoman[129] =
     u"\u2044\u20AC\u2039\u203A\uFB01\uFB02\u2021\u00B7\u201A\u201E\u2030\u00C2\u00CA\u00C1\u00CB"
     u"\u00C8\u00CD\u00CE\u00CF\u00CC\u00D3\u00D4\uF8FF\u00D2\u00DA\u00DB\u00D9\u0131\u02C6\u02DC"
     u"\u00AF\u02D8\u02D9\u02DA\u00B8\u02DD\u02DB\u02C7";
+
+// Most texts are ASCII for the most part, so they are read in blocks of this many units, which
+// compilers test and copy as vectors, wherever a block is nothing but ASCII.
+constexpr ptrdiff_t kBlock = 16;
+
+template <typename Unit>
+bool isASCIIBlock(const Unit* at) {
+  Unit all = 0;
+  for (ptrdiff_t i = 0; i < kBlock; ++i)
+    all = static_cast<Unit>(all | at[i]);
+  return all < 0x80;
+}
+
+template <typename Unit>
+bool isASCII(const Unit* at, const Unit* end) {
+  for (; end - at >= kBlock; at += kBlock) {
+    if (!isASCIIBlock(at))
+      return false;
+  }
+  return std::all_of(at, end, [](Unit unit) { return unit < 0x80; });
+}
+
+const Byte* firstByte(std::string_view bytes) {
+  return reinterpret_cast<const Byte*>(bytes.data());
+}
 
 bool isContinuation(Byte byte) { return (byte & 0xC0) == 0x80; }
 
@@ -65,11 +92,18 @@ char16_t* putCharacter(char16_t* to, char32_t value) {
 }
 
 String decodeUTF8(std::string_view bytes) {
+  const Byte* at = firstByte(bytes);
+  const Byte* const end = at + bytes.size();
+  if (isASCII(at, end))
+    return std::u16string(at, end);
   std::u16string text(bytes.size(), u'\0');  // never more units than bytes
   char16_t* to = text.data();
-  const Byte* at = reinterpret_cast<const Byte*>(bytes.data());
-  const Byte* const end = at + bytes.size();
   while (at != end) {
+    if (end - at >= kBlock && isASCIIBlock(at)) {
+      to = std::copy_n(at, kBlock, to);
+      at += kBlock;
+      continue;
+    }
     if (*at < 0x80) {
       *to++ = *at++;
       continue;
@@ -82,16 +116,6 @@ String decodeUTF8(std::string_view bytes) {
   }
   text.resize(static_cast<size_t>(to - text.data()));
   return text;
-}
-
-bool surrogatesArePaired(std::u16string_view text) {
-  for (size_t at = 0; at < text.size();) {
-    const Character character = characterAt(text, at);
-    if (isSurrogate(character.value))
-      return false;
-    at += character.units;
-  }
-  return true;
 }
 
 // Units of two bytes, the high one at index `high` (0 or 1) of each.
@@ -116,46 +140,72 @@ String decodeMarkedUTF16(std::string_view bytes) {
   return decodeUTF16(mark == "\xFE\xFF" ? bytes.substr(2) : bytes, 0);
 }
 
-// One unit for each byte: ASCII as it is, the upper half as `upperHalf` says.
-template <typename UpperHalf>
-String decodeBytewise(std::string_view bytes, UpperHalf upperHalf) {
+String decodeASCII(std::string_view bytes) {
+  const Byte* const at = firstByte(bytes);
+  if (!isASCII(at, at + bytes.size()))
+    return std::nullopt;
+  return std::u16string(at, at + bytes.size());
+}
+
+// The first 256 characters of Unicode are those of ISO 8859-1.
+String decodeISOLatin1(std::string_view bytes) {
+  const Byte* const at = firstByte(bytes);
+  return std::u16string(at, at + bytes.size());
+}
+
+String decodeMacOSRoman(std::string_view bytes) {
   std::u16string text(bytes.size(), u'\0');
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    const Byte byte = static_cast<Byte>(bytes[i]);
-    text[i] = byte < 0x80 ? byte : upperHalf(byte);
-  }
+  std::transform(firstByte(bytes), firstByte(bytes) + bytes.size(), text.begin(), [](Byte byte) {
+    return byte < 0x80 ? static_cast<char16_t>(byte) : kMacOSRoman[byte - 0x80];
+  });
   return text;
 }
 
-String decodeASCII(std::string_view bytes) {
-  for (const char byte : bytes) {
-    if (static_cast<Byte>(byte) >= 0x80)
-      return std::nullopt;
-  }
-  return decodeBytewise(bytes, [](Byte byte) -> char16_t { return byte; });
-}
-
-void appendUTF8(Data& bytes, char32_t value) {
-  const auto put = [&bytes](char32_t byte) { bytes.push_back(static_cast<char>(byte)); };
-  if (value < 0x80) {
-    put(value);
-    return;
-  }
-  if (value < 0x800) {
-    put(0xC0 | value >> 6);
-  } else {
-    if (value < 0x10000) {
-      put(0xE0 | value >> 12);
-    } else {
-      put(0xF0 | value >> 18);
-      put(0x80 | (value >> 12 & 0x3F));
-    }
-    put(0x80 | (value >> 6 & 0x3F));
-  }
-  put(0x80 | (value & 0x3F));
+// An upper bound of the bytes that a text has in UTF-8; exact for one without surrogates.
+size_t mostUTF8Bytes(std::u16string_view text) {
+  size_t count = text.size();
+  for (const char16_t unit : text)
+    count += static_cast<size_t>(unit >= 0x80) + static_cast<size_t>(unit >= 0x800);
+  return count;
 }
 
 }  // namespace
+
+bool surrogatesArePaired(std::u16string_view text) {
+  const size_t lastBlock = text.size() - std::min<size_t>(text.size(), kBlock);
+  for (size_t at = 0; at < text.size();) {
+    if (at < lastBlock && isASCIIBlock(text.data() + at)) {
+      at += kBlock;
+      continue;
+    }
+    const Character character = characterAt(text, at);
+    if (isSurrogate(character.value))
+      return false;
+    at += character.units;
+  }
+  return true;
+}
+
+char* putUTF8(char* to, char32_t character) {
+  const auto put = [&to](char32_t byte) { *to++ = static_cast<char>(byte); };
+  if (character < 0x80) {
+    put(character);
+    return to;
+  }
+  if (character < 0x800) {
+    put(0xC0 | character >> 6);
+  } else {
+    if (character < 0x10000) {
+      put(0xE0 | character >> 12);
+    } else {
+      put(0xF0 | character >> 18);
+      put(0x80 | (character >> 12 & 0x3F));
+    }
+    put(0x80 | (character >> 6 & 0x3F));
+  }
+  put(0x80 | (character & 0x3F));
+  return to;
+}
 
 bool isBuiltInTextEncoding(TextEncoding encoding) {
   // Every one of them can decode the empty text, and no other identifier can.
@@ -169,11 +219,11 @@ String initWithDataEncoding(std::string_view bytes, TextEncoding encoding) {
     case kUTF8TextEncoding:
       return decodeUTF8(bytes);
     case kISOLatin1TextEncoding:
-      return decodeBytewise(bytes, [](Byte byte) -> char16_t { return byte; });
+      return decodeISOLatin1(bytes);
     case kUTF16TextEncoding:
       return decodeMarkedUTF16(bytes);
     case kMacOSRomanTextEncoding:
-      return decodeBytewise(bytes, [](Byte byte) { return kMacOSRoman[byte - 0x80]; });
+      return decodeMacOSRoman(bytes);
     case kUTF16BigEndianTextEncoding:
       return decodeUTF16(bytes, 0);
     case kUTF16LittleEndianTextEncoding:
@@ -183,6 +233,19 @@ String initWithDataEncoding(std::string_view bytes, TextEncoding encoding) {
   }
 }
 
+bool isValidUTF8(std::string_view bytes) {
+  const Byte* at = firstByte(bytes);
+  const Byte* const end = at + bytes.size();
+  while (at != end) {
+    const bool isBlock = end - at >= kBlock && isASCIIBlock(at);
+    const size_t length = isBlock ? kBlock : sequenceLength(at, end);
+    if (length == 0)
+      return false;
+    at += length;
+  }
+  return true;
+}
+
 std::optional<Data> UTF8Data(const String& receiver) {
   if (!receiver || !surrogatesArePaired(*receiver))
     return std::nullopt;
@@ -190,14 +253,24 @@ std::optional<Data> UTF8Data(const String& receiver) {
 }
 
 Data lossyUTF8Data(const String& receiver) {
-  Data bytes;
   if (!receiver)
-    return bytes;
-  bytes.reserve(receiver->size());
-  for (size_t at = 0; at < receiver->size();) {
-    const Character character = characterAt(*receiver, at);
-    appendUTF8(bytes, isSurrogate(character.value) ? 0xFFFD : character.value);
+    return {};
+  const char16_t* at = receiver->data();
+  const char16_t* const end = at + receiver->size();
+  if (isASCII(at, end))
+    return Data(at, end);
+  Data bytes(mostUTF8Bytes(*receiver), '\0');
+  char* to = bytes.data();
+  while (at != end) {
+    if (end - at >= kBlock && isASCIIBlock(at)) {
+      to = std::copy_n(at, kBlock, to);
+      at += kBlock;
+      continue;
+    }
+    const Character character = characterAt({at, static_cast<size_t>(end - at)}, 0);
+    to = putUTF8(to, isSurrogate(character.value) ? 0xFFFD : character.value);
     at += character.units;
   }
+  bytes.resize(static_cast<size_t>(to - bytes.data()));
   return bytes;
 }

@@ -23,9 +23,18 @@ bool isBuiltInTextEncoding(TextEncoding encoding);
 // surrogates) and keeps a leading U+FEFF; UTF-16 has whole units and paired surrogates only.
 String initWithDataEncoding(std::string_view bytes, TextEncoding encoding);
 
+// Whether kUTF8TextEncoding can decode the bytes.
+bool isValidUTF8(std::string_view bytes);
+
 // The text's UTF-8 bytes; absent for an absent text and for one with an unpaired surrogate.
 std::optional<Data> UTF8Data(const String& receiver);
 
 // The text's UTF-8 bytes for a reader who must get something: each unpaired surrogate becomes
 // U+FFFD. An absent text gives no bytes.
 Data lossyUTF8Data(const String& receiver);
+
+// Whether every surrogate is half of a pair, as in all text that can be told in UTF-8.
+bool surrogatesArePaired(std::u16string_view text);
+
+// Writes the UTF-8 bytes of a character, 1 to 4, and returns the place behind them.
+char* putUTF8(char* to, char32_t character);

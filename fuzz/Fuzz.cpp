@@ -83,7 +83,7 @@ void LeftMemory::begin() {
   static const int installed =
       __sanitizer_install_malloc_and_free_hooks(noteAllocation, noteRelease);
   require(installed > 0, "allocations can be noted");
-  std::set_terminate(returnToTarget);
+  NSSetUncaughtExceptionHandler(returnToTarget);
   isProductRunning = hasNotes = true;
 }
 

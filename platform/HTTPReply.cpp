@@ -12,6 +12,10 @@ namespace {
 // pieces of a chunked body: a server that never ends them must not fill the memory.
 constexpr uint64_t kMostLineBytes = uint64_t{256} * 1024;
 
+// What a Content-Length has reserved for the body at once; beyond it, memory is taken only for what
+// has come.
+constexpr uint64_t kMostReservedBytes = 64 * 1024 * 1024;
+
 std::string_view withoutBlanks(std::string_view text) { return trimmed(text, " \t"); }
 
 // A number of nothing but digits of the base (10 or 16), at most 2^63 - 1; absent otherwise.
@@ -110,22 +114,30 @@ size_t HTTPReply::takeLineBytes(std::string_view bytes) {
     fail("its head or the lines between its chunks are longer than 256 KiB");
     return taken;
   }
-  line_.append(bytes, 0, taken);
-  if (end == bytes.npos)
-    return taken;
-  line_.pop_back();
+  if (end == bytes.npos) {
+    line_ += bytes;
+  } else if (line_.empty()) {
+    takeEndedLine(bytes.substr(0, end));
+  } else {
+    line_.append(bytes, 0, end);
+    takeEndedLine(line_);
+    line_.clear();
+  }
+  return taken;
+}
+
+// The line is without its LF.
+void HTTPReply::takeEndedLine(std::string_view line) {
   const bool isChunkLine = expect_ == Expect::chunkSize || expect_ == Expect::chunkEnd;
-  const bool hasCarriageReturn = !line_.empty() && line_.back() == '\r';
+  const bool hasCarriageReturn = !line.empty() && line.back() == '\r';
   if (hasCarriageReturn)
-    line_.pop_back();
+    line.remove_suffix(1);
   if (isChunkLine && !hasCarriageReturn)
     fail("a line around a chunk does not end with CR LF");
-  else if (line_.find_first_of(std::string_view("\r\0", 2)) != line_.npos)
+  else if (std::any_of(line.begin(), line.end(), [](char c) { return c == '\r' || c == '\0'; }))
     fail("one of its lines holds a NUL or a lone CR");
   else
-    takeLine(line_);
-  line_.clear();
-  return taken;
+    takeLine(line);
 }
 
 void HTTPReply::takeLine(std::string_view line) {
@@ -241,6 +253,7 @@ void HTTPReply::endHead() {
   } else {
     expect_ = Expect::bodyOfLength;
     remaining_ = *contentLength_;
+    body.reserve(std::min(remaining_, kMostReservedBytes));
     if (remaining_ == 0)
       state_ = State::complete;
   }

@@ -39,6 +39,7 @@ class HTTPReply {
     trailerLine
   };
 
+  void takeEndedLine(std::string_view line);
   void takeLine(std::string_view line);
   void takeStatusLine(std::string_view line);
   void takeHeaderLine(std::string_view line);
@@ -55,7 +56,7 @@ class HTTPReply {
   State state_ = State::incomplete;
   bool hasBegun_ = false;
   int status_ = 0;
-  std::string line_;        // the line that is still coming
+  std::string line_;        // the start of a line whose end has not come
   std::string field_;       // the last header line, to which folded lines are added
   uint64_t lineBytes_ = 0;  // bytes of lines since the start, the head or a piece of the body
   uint64_t remaining_ = 0;  // bytes of the body or chunk still to come

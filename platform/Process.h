@@ -13,6 +13,11 @@ void prepareProcess();
 // Lets memory that runs out end in a response of this text, which stays where it is, and status 0.
 void answerWhenOutOfMemory(const char* text);
 
+// How endWithoutMemory ends the run. The handler must not return; until one is set the run ends
+// abnormally.
+void setOutOfMemoryHandler(void (*handler)());
+[[noreturn]] void endWithoutMemory();
+
 // Reads until `count` bytes have come, the input ends or reading fails. Returns how many came;
 // bytes beyond `count` stay unread. Only the bytes that came are touched in the buffer.
 size_t readStandardInput(char* buffer, size_t count);

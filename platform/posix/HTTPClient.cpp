@@ -110,6 +110,7 @@ class Exchange {
   bool wasRefused_ = false;
   HTTPReply reply_;
   std::string failure_;
+  char buffer_[65536];
 };
 
 // Returns what the connection can do of the events; 0 after the time-out or an error, with the
@@ -152,10 +153,12 @@ bool Exchange::connect() {
   if (::connect(descriptor, storage, address_->size) < 0) {
     error = errno;
     if (error == EINPROGRESS || error == EINTR) {
-      if (waitFor(POLLOUT) == 0)
+      const int events = waitFor(POLLOUT);
+      if (events == 0)
         return false;
+      error = 0;
       socklen_t size = sizeof error;
-      if (getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) < 0)
+      if (events != POLLOUT && getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) < 0)
         error = errno;
     }
   }
@@ -195,11 +198,10 @@ bool Exchange::sendSome() {
 }
 
 bool Exchange::receiveSome() {
-  char buffer[65536];
-  const ssize_t count = recv(socket_.descriptor(), buffer, sizeof buffer, 0);
+  const ssize_t count = recv(socket_.descriptor(), buffer_, sizeof buffer_, 0);
   if (count > 0) {
     restartTimeout();
-    return takeOutcome(reply_.take({buffer, static_cast<size_t>(count)}));
+    return takeOutcome(reply_.take({buffer_, static_cast<size_t>(count)}));
   }
   if (count == 0) {
     // The reset was told to the sending side, and only once; to this side it looks like an end.

@@ -116,7 +116,7 @@ struct Preferences::Store {
     for (ConfigurationFile& file : files) {
       if (!file.isRead)
         readFile(file);
-      if (file.entries && file.entries->count(*key) > 0)
+      if (file.entries && file.entries->find(*key))
         return &file;
     }
     return nullptr;
@@ -140,7 +140,7 @@ Preferences::~Preferences() = default;
 
 String Preferences::objectForKey(const String& key) {
   const ConfigurationFile* const file = store_->fileWith(key);
-  return file ? file->entries->at(*key) : std::nullopt;
+  return file ? *file->entries->find(*key) : std::nullopt;
 }
 
 String Preferences::placeOfKey(const String& key) {

@@ -13,8 +13,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
-#include <new>
 
 #include "extras/TextEncoding.h"
 #include "platform/posix/Sockets.h"
@@ -34,6 +32,7 @@ constexpr size_t kMostAtOnce = size_t{1} << 30;
   std::abort();
 }
 
+void (*outOfMemoryHandler)() = raiseException;
 const char* outOfMemoryText = "";
 
 // The response is printed at the very end, so nothing of it has been when memory runs out.
@@ -60,12 +59,19 @@ ssize_t uninterrupted(int stream, int event, Call call) {
 
 void prepareProcess() {
   std::signal(SIGPIPE, SIG_IGN);
-  std::set_terminate(endWithoutCore);
+  NSSetUncaughtExceptionHandler(endWithoutCore);
 }
 
 void answerWhenOutOfMemory(const char* text) {
   outOfMemoryText = text;
-  std::set_new_handler(answerWithoutMemory);
+  setOutOfMemoryHandler(answerWithoutMemory);
+}
+
+void setOutOfMemoryHandler(void (*handler)()) { outOfMemoryHandler = handler; }
+
+void endWithoutMemory() {
+  outOfMemoryHandler();
+  raiseException();
 }
 
 size_t readStandardInput(char* buffer, size_t count) {

@@ -94,8 +94,8 @@ TEST_F(RequestCaptureTest, ForwardsEighteenPrefixedKeysThroughTheTunnel) {
   for (const std::string name : kForwardedVariables) {
     setVariable(name, "the " + name);
     const std::string key = "ApacheTunnel_" + name, value = "the " + name;
-    expected->emplace(std::u16string(key.begin(), key.end()),
-                      std::u16string(value.begin(), value.end()));
+    expected->insert_or_assign(std::u16string(key.begin(), key.end()),
+                               std::u16string(value.begin(), value.end()));
   }
   for (const char16_t* name : kCGIVariables)
     AddEnvironmentVariable(name);

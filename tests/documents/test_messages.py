@@ -58,7 +58,7 @@ NOT_MESSAGES = (
     (r"bridge/SendAppleEvent\.cpp", r"quiZ|xRUN|QUIZ"),
     (r"bridge/SendLocalURL\.cpp", r"http://\S+|POST|Content-(Length|Type)|application/x-\S+ \S+"),
     (r"bridge/ServerScript\.cpp", r"(setappleevent|initializeD)(?s:.)*"),  # sent to the server
-    (r"extras/NSString\.cpp", r"%d|%ld|%lu|[0-9A-F]{16}|[A-Z]{26}\S+"),
+    (r"extras/Characters\.h", r"[0-9A-F]{16}|-_\.!\S+"),
     (r"extras/NSString\+Extras\.cpp", r"[0-9A-Z]{36}|\xFE\xFF|\xFF\xFE"),
     (r"platform/HTTPReply\.cpp", r"HTTP/1\.|[a-z]+-[a-z]+|identity|chunked|charset"),
     (r"platform/URL\.cpp", r"http://"),

@@ -4,6 +4,8 @@
 
 #include "extras/NSArray+Extras.h"
 #include "extras/NSDictionary+NSDictionary_Extras.h"
+#include "extras/NSString+Extras.h"
+#include "extras/NSString.h"
 
 namespace {
 
@@ -68,7 +70,7 @@ TEST(Accessors, ReturnTheVeryElement) {
   const String otherwise = u"nobody";
   EXPECT_EQ(&safeObjectAtIndex(kLetters, 1), &(*kLetters)[1]);
   EXPECT_EQ(&stringFromArrayElement(kLetters, -1), &kLetters->back());
-  EXPECT_EQ(&stringForKeyDefault(dictionary, u"name", otherwise), &dictionary->at(u"name"));
+  EXPECT_EQ(&stringForKeyDefault(dictionary, u"name", otherwise), dictionary->find(u"name"));
   EXPECT_EQ(&stringForKeyDefault(dictionary, u"missing", otherwise), &otherwise);
 }
 
@@ -121,6 +123,29 @@ TEST(EncodePostData, WritesEscapedPairs) {
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.key) + " and " + testing::PrintToString(row.value));
     EXPECT_EQ(encodePostData(Dictionary{{{row.key, row.value}}}), row.expected);
+  }
+}
+
+// One pass does what the two operations on texts do one after the other.
+TEST(EncodePostData, EscapesEveryUnitAsTheOperationsOnTextsDo) {
+  for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
+    const std::u16string text = {u'<', static_cast<char16_t>(unit), u'a'};
+    const String escaped = percentEscapeList(
+        stringByAddingPercentEscapesUsingEncoding(text, kUTF8TextEncoding), u"+&");
+    ASSERT_EQ(encodePostData(Dictionary{{{text, u""}}}),
+              lossyUTF8Data(stringWithFormat(u"%@=", {escaped})))
+        << unit;
+  }
+}
+
+TEST(EncodePostData, EscapesTextsOfAnyLength) {
+  std::u16string text;
+  Data expected;
+  for (size_t size = 0; size < 300; ++size) {
+    ASSERT_EQ(encodePostData(Dictionary{{{u"", text}}}), "=" + expected);
+    ASSERT_EQ(encodePostData(Dictionary{{{text + u'\xDC00', text}}}), "(null)=" + expected);
+    text += size % 50 == 0 ? u' ' : u'x';
+    expected += size % 50 == 0 ? "%20" : "x";
   }
 }
 

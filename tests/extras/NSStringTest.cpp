@@ -316,7 +316,7 @@ TEST(RemovingPercentEncoding, ReadsTheBytesAsUTF8) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(shown({row.receiver}));
-    EXPECT_EQ(stringByRemovingPercentEncoding(row.receiver), row.expected);
+    EXPECT_EQ(stringByRemovingPercentEncoding(UTF8Data(row.receiver)), row.expected);
   }
 }
 
@@ -326,8 +326,8 @@ TEST(RemovingPercentEncoding, TakesDigitsOfEitherCase) {
     std::snprintf(lower, sizeof lower, "%%%02x", code);
     std::snprintf(upper, sizeof upper, "%%%02X", code);
     const String expected = std::u16string(1, static_cast<char16_t>(code));
-    EXPECT_EQ(stringByRemovingPercentEncoding(std::u16string(lower, lower + 3)), expected) << lower;
-    EXPECT_EQ(stringByRemovingPercentEncoding(std::u16string(upper, upper + 3)), expected) << upper;
+    EXPECT_EQ(stringByRemovingPercentEncoding(Data(lower, lower + 3)), expected) << lower;
+    EXPECT_EQ(stringByRemovingPercentEncoding(Data(upper, upper + 3)), expected) << upper;
   }
 }
 

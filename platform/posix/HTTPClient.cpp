@@ -1,7 +1,6 @@
 #include "platform/HTTPClient.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -70,7 +69,7 @@ class Exchange {
         addressText_(address),
         place_(address + " port " + std::to_string(port)),
         address_(numericAddress(address, port)),
-        socket_(address_ ? address_->storage.ss_family : AF_INET) {}
+        socket_(address_ ? address_->storage.ss_family : AF_INET, /*doesWait=*/false) {}
 
   // False leaves the reason in failure().
   bool connect();
@@ -145,8 +144,6 @@ bool Exchange::connect() {
   const int descriptor = socket_.descriptor();
   if (descriptor < 0)
     return fail("Making a socket for ", socket_.error());
-  if (fcntl(descriptor, F_SETFL, O_NONBLOCK) < 0)  // a new socket has no other flag
-    return fail("Preparing a socket for ", errno);
   restartTimeout();
   int error = 0;
   const auto* const storage = reinterpret_cast<const sockaddr*>(&address_->storage);

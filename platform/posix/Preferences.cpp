@@ -35,7 +35,8 @@ bool readAll(int file, Data& contents) {
   }
   char buffer[4096];
   ssize_t came;
-  while ((came = read(file, buffer, sizeof buffer)) != 0) {
+  while (contents.size() < static_cast<size_t>(status.st_size) &&
+         (came = read(file, buffer, sizeof buffer)) != 0) {
     if (came > 0)
       contents.append(buffer, static_cast<size_t>(came));
     else if (errno != EINTR)

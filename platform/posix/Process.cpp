@@ -90,9 +90,15 @@ size_t readStandardInput(char* buffer, size_t count) {
 // A web server that hands over a body and finds nobody reading turns to the answer. Where the input
 // is a socket, it would take bytes that are left in it at the end for a reset, and drop the answer.
 void endStandardInput() {
-  shutdown(STDIN_FILENO, SHUT_RD);
   char rest[4096];
-  while (recv(STDIN_FILENO, rest, sizeof rest, MSG_DONTWAIT) > 0) {
+  const auto takeSome = [&rest] { return recv(STDIN_FILENO, rest, sizeof rest, MSG_DONTWAIT); };
+  const ssize_t came = takeSome();
+  if (came == 0)
+    return;  // a socket whose other side has said that this was all
+  if (came > 0 || errno == EAGAIN) {
+    shutdown(STDIN_FILENO, SHUT_RD);
+    while (takeSome() > 0) {
+    }
   }
   close(STDIN_FILENO);
 }

@@ -1,5 +1,6 @@
 #include "platform/posix/Sockets.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -9,7 +10,23 @@
 #include <cerrno>
 #include <climits>
 
-Socket::Socket(int family) : descriptor_(socket(family, SOCK_STREAM, 0)), error_(errno) {}
+namespace {
+
+int streamSocket(int family, bool doesWait) {
+#ifdef SOCK_NONBLOCK  // in one call where that is known
+  return socket(family, SOCK_STREAM | (doesWait ? 0 : SOCK_NONBLOCK), 0);
+#else
+  const int descriptor = socket(family, SOCK_STREAM, 0);
+  if (descriptor >= 0 && !doesWait)
+    fcntl(descriptor, F_SETFL, O_NONBLOCK);  // which a new socket does not refuse
+  return descriptor;
+#endif
+}
+
+}  // namespace
+
+Socket::Socket(int family, bool doesWait)
+    : descriptor_(streamSocket(family, doesWait)), error_(errno) {}
 
 Socket::~Socket() {
   if (descriptor_ >= 0)

@@ -5,10 +5,11 @@
 
 using Clock = std::chrono::steady_clock;
 
-// Owns a stream socket; the descriptor is negative when none could be made, and error() says why.
+// Owns a stream socket, on which calls wait or are put off; the descriptor is negative when none
+// could be made, and error() says why.
 class Socket {
  public:
-  explicit Socket(int family);
+  explicit Socket(int family, bool doesWait = true);
   ~Socket();
   Socket(const Socket&) = delete;
   Socket& operator=(const Socket&) = delete;

@@ -52,14 +52,8 @@ class Worker:
         self.source, self.build, self.temporary = (
             folder / name for name in ("source", "build", "temporary"))
         self.allowed = {}  # how long the tests may take
-        shutil.rmtree(self.source, ignore_errors=True)
-        files = subprocess.run(["git", "ls-files", "-z", "-co", "--exclude-standard"], cwd=ROOT,
-                               check=True, capture_output=True, text=True).stdout.split("\0")
-        for file in filter(None, files):
-            if (ROOT / file).exists():
-                (self.source / file).parent.mkdir(parents=True, exist_ok=True)
-                shutil.copy2(ROOT / file, self.source / file)
         self.temporary.mkdir(parents=True, exist_ok=True)
+        self._copy_tree()
         # Optimised a little, so that what makes no difference makes the same program.
         self._finish(self._start([
             "cmake", "-S", self.source, "-B", self.build, "-G", "Ninja", "-DBUILD_TESTING=ON",
@@ -73,6 +67,20 @@ class Worker:
             if not self._passes(step, 600):
                 raise SystemExit(f"{step} fails without any fault")
             self.allowed[step] = 30 + 5 * (time.monotonic() - start)
+
+    def _copy_tree(self):
+        """What is the same already keeps its time, so that a second run builds little."""
+        listed = subprocess.run(["git", "ls-files", "-z", "-co", "--exclude-standard"], cwd=ROOT,
+                                check=True, capture_output=True, text=True).stdout.split("\0")
+        files = {file for file in listed if (ROOT / file).is_file()}
+        for old in [path for path in self.source.rglob("*") if path.is_file()]:
+            if old.relative_to(self.source).as_posix() not in files:
+                old.unlink()
+        for file in files:
+            copy = self.source / file
+            if not copy.exists() or copy.read_bytes() != (ROOT / file).read_bytes():
+                copy.parent.mkdir(parents=True, exist_ok=True)
+                shutil.copy(ROOT / file, copy)
 
     def outcome(self, fault):
         """What noticed the fault; empty when nothing did; None when there was nothing to notice."""

@@ -101,7 +101,10 @@ EXPORT ssize_t read(int descriptor, void* bytes, size_t size) {
   });
 }
 
+// Of the connection; what is left of the standard input is received as well, and dropped.
 EXPORT ssize_t recv(int descriptor, void* bytes, size_t size, int flags) {
+  if (descriptor == STDIN_FILENO)
+    return syscall(SYS_recvfrom, descriptor, bytes, size, flags, nullptr, nullptr);
   return transferred("recv", descriptor, [=](size_t most) {
     return syscall(SYS_recvfrom, descriptor, bytes, std::min(size, most), flags, nullptr, nullptr);
   });

@@ -118,6 +118,16 @@ String decodeUTF8(std::string_view bytes) {
   return text;
 }
 
+bool surrogatesArePaired(std::u16string_view text) {
+  for (size_t at = 0; at < text.size();) {
+    const Character character = characterAt(text, at);
+    if (isSurrogate(character.value))
+      return false;
+    at += character.units;
+  }
+  return true;
+}
+
 // Units of two bytes, the high one at index `high` (0 or 1) of each.
 String decodeUTF16(std::string_view bytes, size_t high) {
   if (bytes.size() % 2 != 0)
@@ -170,21 +180,6 @@ size_t mostUTF8Bytes(std::u16string_view text) {
 }
 
 }  // namespace
-
-bool surrogatesArePaired(std::u16string_view text) {
-  const size_t lastBlock = text.size() - std::min<size_t>(text.size(), kBlock);
-  for (size_t at = 0; at < text.size();) {
-    if (at < lastBlock && isASCIIBlock(text.data() + at)) {
-      at += kBlock;
-      continue;
-    }
-    const Character character = characterAt(text, at);
-    if (isSurrogate(character.value))
-      return false;
-    at += character.units;
-  }
-  return true;
-}
 
 char* putUTF8(char* to, char32_t character) {
   const auto put = [&to](char32_t byte) { *to++ = static_cast<char>(byte); };

@@ -33,8 +33,5 @@ std::optional<Data> UTF8Data(const String& receiver);
 // U+FFFD. An absent text gives no bytes.
 Data lossyUTF8Data(const String& receiver);
 
-// Whether every surrogate is half of a pair, as in all text that can be told in UTF-8.
-bool surrogatesArePaired(std::u16string_view text);
-
 // Writes the UTF-8 bytes of a character, 1 to 4, and returns the place behind them.
 char* putUTF8(char* to, char32_t character);

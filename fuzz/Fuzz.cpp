@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <unordered_set>
 
+#include "extras/String.h"
+
 namespace {
 
 // Of the thread that calls the product; libFuzzer has another one.

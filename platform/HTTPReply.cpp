@@ -12,10 +12,6 @@ namespace {
 // pieces of a chunked body: a server that never ends them must not fill the memory.
 constexpr uint64_t kMostLineBytes = uint64_t{256} * 1024;
 
-// What a Content-Length has reserved for the body at once; beyond it, memory is taken only for what
-// has come.
-constexpr uint64_t kMostReservedBytes = 64 * 1024 * 1024;
-
 std::string_view withoutBlanks(std::string_view text) { return trimmed(text, " \t"); }
 
 // A number of nothing but digits of the base (10 or 16), at most 2^63 - 1; absent otherwise.
@@ -253,7 +249,6 @@ void HTTPReply::endHead() {
   } else {
     expect_ = Expect::bodyOfLength;
     remaining_ = *contentLength_;
-    body.reserve(std::min(remaining_, kMostReservedBytes));
     if (remaining_ == 0)
       state_ = State::complete;
   }

@@ -17,7 +17,8 @@ namespace {
 // system spends more time on handing memory out than the bridge on using it.
 void preferLargePages(void* memory, size_t size) {
 #ifdef MADV_HUGEPAGE
-  constexpr size_t kWorthIt = size_t{4} << 20, kPage = 4096;
+  constexpr size_t kWorthIt = size_t{4} << 20;
+  constexpr size_t kPage = 4096;
   if (size < kWorthIt)
     return;
   char* const start = static_cast<char*>(memory);
@@ -44,6 +45,7 @@ void operator delete(void* memory, size_t) noexcept { std::free(memory); }
 
 #ifdef __GLIBCXX__
 // Where GNU's library would throw, and where its own checks (_GLIBCXX_ASSERTIONS) fail.
+// NOLINTBEGIN(cert-dcl*,bugprone-reserved-identifier): they stand in for the library's own.
 namespace std {
 void __throw_length_error(const char*) { raiseException(); }
 void __throw_logic_error(const char*) { raiseException(); }
@@ -54,4 +56,5 @@ void __glibcxx_assert_fail(const char*, int, const char*, const char*) noexcept 
   raiseException();
 }
 }  // namespace std
+// NOLINTEND(cert-dcl*,bugprone-reserved-identifier)
 #endif

@@ -44,7 +44,7 @@ std::vector<std::u16string> meaningOf(const std::string& body) {
   const Array pieces = componentsSeparatedByString(text, u"&");
   for (const String& pair : *pieces) {
     require(containsString(pair, u"="), "a pair has a key and a value");
-    const String meaning = stringByRemovingPercentEncoding(pair);
+    const String meaning = stringByRemovingPercentEncoding(UTF8Data(pair));
     require(meaning.has_value(), "what was escaped can be read");
     pairs.push_back(*meaning);
   }
@@ -121,12 +121,12 @@ std::pair<Fields, std::string> captured(const Request& request) {
   require(capture.endedRun() == plain::mustEnd(request), "what cannot be decoded ends the run");
   if (capture.endedRun())
     return {};
-  const Fields fields = *postParameters;
+  const StringMap before = *postParameters;
   const std::optional<HTTPRequest> sent = localRequest();
   require(sent.has_value(), "there is a request");
   require(sent->headers[0].second == std::to_string(sent->body.size()), "the length is the body's");
-  require(*postParameters == fields, "encoding changes nothing");
-  return {fields, sent->body};
+  require(*postParameters == before, "encoding changes nothing");
+  return {Fields(before.begin(), before.end()), sent->body};
 }
 
 }  // namespace

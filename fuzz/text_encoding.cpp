@@ -93,7 +93,7 @@ void checkBytesOf(const String& text) {
   const String escaped = stringByAddingPercentEscapesUsingEncoding(text, kUTF8TextEncoding);
   require(escaped.has_value() == isPaired, "an unpaired surrogate cannot be escaped");
   require(!escaped || plainASCII(plain::toUTF8(*escaped)), "what is escaped is ASCII");
-  require(!escaped || stringByRemovingPercentEncoding(escaped) == text,
+  require(!escaped || stringByRemovingPercentEncoding(UTF8Data(escaped)) == text,
           "what was escaped can be read");
 }
 

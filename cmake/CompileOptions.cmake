@@ -22,8 +22,9 @@ target_compile_options(product_options INTERFACE
   $<$<BOOL:${HAS_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>)
 
 # The C++ library checks positions, and a wrong one ends the run instead of reading elsewhere. With
-# the checks GNU's library is compiled in and not linked, so nothing of it comes along unasked.
-target_compile_definitions(product_options INTERFACE _GLIBCXX_ASSERTIONS)
+# the checks GNU's library is compiled in and not linked, so nothing of it comes along unasked; in
+# the tests, too, or the linker would look for parts of it in the product's libraries.
+add_compile_definitions(_GLIBCXX_ASSERTIONS)
 
 # The fortified C library works only in optimised code, and some compilers define it by themselves.
 target_compile_options(product_options INTERFACE

@@ -59,10 +59,11 @@ TextEncoding builtInTextEncoding(std::string_view name) {
   return kNoTextEncoding;
 }
 
-// Those of RFC 2978, and ":", "." and parentheses, which older registered names have.
+// Of the characters in RFC 2978 and in older registered names those that every converter reads: the
+// C library of GNU leaves the others out, and would take "utf{-8" for UTF-8.
 bool isCharsetName(std::string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
     return isASCIILetter(c) || isASCIIDigit(c) ||
-           std::string_view("!#$%&'+-^_`{}~:.()").find(c) != std::string_view::npos;
+           std::string_view("-_:.").find(c) != std::string_view::npos;
   });
 }

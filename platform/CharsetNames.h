@@ -9,5 +9,6 @@ inline constexpr TextEncoding kUnknownTextEncoding = 0xFFFFFFFF;
 // The encoding that a charset name in any case stands for; kNoTextEncoding when it is not built in.
 TextEncoding builtInTextEncoding(std::string_view name);
 
-// Whether the name has the characters of a registered charset name, at least one.
+// Whether the name is made of letters, digits and "-_:.", at least one of them, as all registered
+// charset names are but for a few that no converter has.
 bool isCharsetName(std::string_view name);

@@ -4,7 +4,7 @@
 #include "extras/TextEncoding.h"
 
 // The identifier of the encoding that an IANA charset name stands for, in any case. A name that
-// nobody knows, or that is none (RFC 2978, section 2.3: no slash, so no converter's options), has
+// nobody knows, or that is none (no slash, so no converter's options), has
 // an identifier, too, which is not 0 and in which nothing can be decoded.
 TextEncoding textEncodingFromIANACharSetName(const String& name);
 

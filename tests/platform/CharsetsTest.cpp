@@ -93,7 +93,7 @@ TEST(Charsets, NoOtherNameIsBuiltIn) {
 }
 
 TEST(Charsets, ACharsetNameHasTheCharactersOfRegisteredNames) {
-  const std::string marks = "!#$%&'+-^_`{}~:.()";
+  const std::string marks = "-_:.";
   for (int byte = 0; byte < 256; ++byte) {
     const char c = static_cast<char>(byte);
     const bool isAllowed = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') ||

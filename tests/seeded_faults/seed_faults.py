@@ -65,7 +65,7 @@ class Worker:
         for step in self._steps("bridge/"):
             start = time.monotonic()
             if not self._passes(step, 600):
-                raise SystemExit(f"{step} fails without any fault")
+                raise SystemExit(f"{step} fails without any fault in {self.build}")
             self.allowed[step] = 30 + 5 * (time.monotonic() - start)
 
     def _copy_tree(self):

@@ -20,7 +20,8 @@ from typing import NamedTuple
 TESTS = pathlib.Path(__file__).resolve().parents[1]
 sys.path += [str(TESTS / "end_to_end"), str(TESTS / "documents")]
 
-from harness import BRIDGE, DEFAULT_HEADER, open_folder, reply, write_preferences  # noqa: E402
+from harness import (BRIDGE, DEFAULT_HEADER, PREFERENCES, open_folder, reply,  # noqa: E402
+                     write_preferences)
 from apple_events import ANSWER, Event, pack, receive  # noqa: E402
 from test_messages import rows_of_page  # noqa: E402
 
@@ -174,6 +175,7 @@ class Site:
         stack.callback(self.server.close)
         write_preferences(os.path.join(self.folder, "config"),
                           QZQuintoraServerPort=port, **protocol)
+        self.preferences = os.path.join(self.folder, "config", PREFERENCES)
         write_preferences(os.path.join(self.folder, "fallback"),
                           QZQuintoraServerPort=other_port)
         self.messages = messages(f"({port}|{other_port})")

@@ -191,6 +191,17 @@ class PartialEffects(FaultTest):
             for error in errno.EPIPE, errno.ECONNRESET, errno.ETIMEDOUT:
                 self.try_each(site, {"message"}, call, "lose", error)
 
+    @with_each_request("GET")
+    def test_preferences_that_cannot_be_read_to_their_end_count_as_absent(self, site):
+        """What one call reads names the server's port, and the rest does not come."""
+        with open(site.preferences, "a", encoding="utf-8") as file:
+            file.write("# " + "x" * 10_000 + "\n")
+        for number in 2, 3:
+            run, count = self.preload.run(site, ["read"], "lose", errno.EIO, first=number,
+                                          last=number)
+            self.assertEqual(count, 1)
+            self.judge(site, run, {"message"}, number=number)
+
     @with_each_request("GET", "POST")
     def test_connection_that_takes_its_time_is_awaited(self, site):
         for error in errno.EINTR, errno.EINPROGRESS:

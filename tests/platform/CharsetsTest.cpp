@@ -260,6 +260,11 @@ TEST(Charsets, NothingIsDecodedInNoEncodingAtAll) {
     EXPECT_EQ(decodeData("a", encoding), std::nullopt) << encoding;
 }
 
+TEST(Charsets, NothingIsDecodedInTheIdentifierAfterTheLast) {
+  const TextEncoding last = textEncodingFromIANACharSetName(u"x-asked-for-last");
+  EXPECT_EQ(decodeData("text", last + 1), std::nullopt);
+}
+
 TEST(Charsets, ANameKeepsItsIdentifierWhateverIsAskedForBetween) {
   std::vector<TextEncoding> identifiers;
   for (const auto& row : kByTheLibrary)

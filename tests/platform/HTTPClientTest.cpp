@@ -324,12 +324,11 @@ class Holder {
 };
 
 // Here the client has more than it takes at once before it, and behind that the reset.
-TEST_F(HTTPClient, TakesAllOfAReplyThatCameBeforeTheReset) {
-  const Data body = largeBody(16 * kMegabyte), page = largeBody(kMegabyte);
-  const std::string reply = replyOf(page);
+HTTPResponse responseWithALateReset(const std::string& reply) {
+  const Data body = largeBody(16 * kMegabyte);
   const size_t late = 100000;
   const Holder client;
-  ASSERT_TRUE(client.isReady());
+  EXPECT_TRUE(client.isReady());
   ScriptedServer server(
       [&](Connection& connection) {
         connection.receive(100);
@@ -343,7 +342,19 @@ TEST_F(HTTPClient, TakesAllOfAReplyThatCameBeforeTheReset) {
         client.release();
       },
       "127.0.0.1", 0, kSmallBuffer);
-  expectSuccess(sendSynchronousRequest(postTo(server.port(), body)), page);
+  return sendSynchronousRequest(postTo(server.port(), body));
+}
+
+TEST_F(HTTPClient, TakesAllOfAReplyThatCameBeforeTheReset) {
+  const Data page = largeBody(kMegabyte);
+  expectSuccess(responseWithALateReset(replyOf(page)), page);
+}
+
+TEST_F(HTTPClient, FailsWhenAReplyToTheEndIsResetBeforeAllOfItIsTaken) {
+  const HTTPResponse response =
+      responseWithALateReset("HTTP/1.1 200 OK\r\n\r\n" + largeBody(kMegabyte));
+  EXPECT_EQ(response.data, std::nullopt);
+  EXPECT_THAT(textOf(response.localizedDescription), HasSubstr(strerror(ECONNRESET)));
 }
 
 TEST_F(HTTPClient, TakesAReplyToTheEndThoughTheServerDoesNotReadTheBody) {

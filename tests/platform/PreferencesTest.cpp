@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/platform/TemporaryFolder.h"
 
@@ -124,9 +125,6 @@ TEST_F(PreferencesTest, AFileThatCannotBeReadCountsAsAbsent) {
       {"a folder", [](const path& at) { std::filesystem::create_directory(at); }},
       {"a link to itself", [](const path& at) { std::filesystem::create_symlink(at, at); }},
       {"a link to nothing", [](const path& at) { std::filesystem::create_symlink("none", at); }},
-      // On Linux: a file whose reading fails.
-      {"unreadable memory",
-       [](const path& at) { std::filesystem::create_symlink("/proc/self/mem", at); }},
       {"a file in the place of the folder",
        [](const path& at) {
          std::filesystem::remove(at.parent_path());
@@ -192,6 +190,20 @@ TEST_F(PreferencesTest, EachFileIsReadOnce) {
   EXPECT_EQ(preferences.objectForKey(u"A"), u"1");
   writeFile(home / kFile, "A = 3\nB = 4\n");
   EXPECT_EQ(preferences.objectForKey(u"B"), u"2");
+}
+
+TEST_F(PreferencesTest, NoFileStaysOpen) {
+  writeFile(home / kFile, "Key = value\n");
+  std::filesystem::create_directories(first / kFile);
+  const auto nextDescriptor = [] {
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    return next;
+  };
+  const int before = nextDescriptor();
+  Preferences preferences(u"com.example.Server");
+  EXPECT_EQ(preferences.objectForKey(u"Other"), std::nullopt);
+  EXPECT_EQ(nextDescriptor(), before);
 }
 
 TEST_F(PreferencesTest, NothingIsReadBeforeItIsNeeded) {

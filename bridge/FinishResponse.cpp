@@ -8,8 +8,10 @@
 String FinishResponse(String response) {
   if (notContainsExactString(response, u"\n"))
     response = stringByReplacingOccurrencesOfStringWithString(std::move(response), u"\r", u"\r\n");
+  if (!response)
+    response = u"(null)";
   if (!beginsWith(response, u"Content-type:"))
-    response = stringWithFormat(u"Content-type: text/plain\r\n\r\n%@", {response});
+    response->insert(0, u"Content-type: text/plain\r\n\r\n");
   if (!endsWith(response, u"\r\n"))
     *response += u"\r\n";  // in place: a large response is not copied for its line end
   return response;

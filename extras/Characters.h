@@ -64,3 +64,25 @@ constexpr Character characterAt(std::u16string_view text, size_t at) {
     return {0x10000u + ((first & 0x3FFu) << 10) + (text[at + 1] & 0x3FFu), 2};
   return {first, 1};
 }
+
+// Writes the UTF-8 bytes of a character, 1 to 4, and returns the place behind them.
+inline char* putUTF8(char* to, char32_t character) {
+  const auto put = [&to](char32_t byte) { *to++ = static_cast<char>(byte); };
+  if (character < 0x80) {
+    put(character);
+    return to;
+  }
+  if (character < 0x800) {
+    put(0xC0 | character >> 6);
+  } else {
+    if (character < 0x10000) {
+      put(0xE0 | character >> 12);
+    } else {
+      put(0xF0 | character >> 18);
+      put(0x80 | (character >> 12 & 0x3F));
+    }
+    put(0x80 | (character >> 6 & 0x3F));
+  }
+  put(0x80 | (character & 0x3F));
+  return to;
+}

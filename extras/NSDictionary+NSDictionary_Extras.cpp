@@ -1,8 +1,10 @@
 #include "extras/NSDictionary+NSDictionary_Extras.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
+#include "extras/BlockWriter.h"
 #include "extras/Characters.h"
 #include "extras/TextEncoding.h"
 
@@ -10,50 +12,71 @@ namespace {
 
 const String kAbsent;
 
+// An escape or, of an ASCII character that is kept, the character.
+struct Escape {
+  char bytes[3] = {};
+  uint8_t size = 0;
+};
+
 // The body's escapes in one pass: what stringByAddingPercentEscapesUsingEncoding and, after it,
-// percentEscapeList with "+&" would make of each character.
-struct KeptCharacters {
-  bool isKept[128] = {};
-  constexpr KeptCharacters() {
-    for (unsigned char c = 0; c < 128; ++c)
-      isKept[c] = isURLCharacter(c) && c != '+' && c != '&';
+// percentEscapeList with "+&" would make of each byte.
+struct Escapes {
+  Escape ofByte[256];
+  constexpr Escapes() {
+    for (unsigned byte = 0; byte < 256; ++byte) {
+      const char c = static_cast<char>(byte);
+      const bool isKept = isURLCharacter(static_cast<unsigned char>(byte)) && c != '+' && c != '&';
+      ofByte[byte] =
+          isKept ? Escape{{c}, 1}
+                 : Escape{{'%', kHexadecimalDigits[byte >> 4], kHexadecimalDigits[byte & 0xF]}, 3};
+    }
   }
 };
-constexpr KeptCharacters kKeptCharacters;
+constexpr Escapes kEscapes;
 
-bool isKept(char16_t unit) { return unit < 128 && kKeptCharacters.isKept[unit]; }
-
-void appendEscape(Data& body, char32_t character) {
-  char bytes[4];
-  const char* const end = putUTF8(bytes, character);
-  for (const char* byte = bytes; byte != end; ++byte) {
-    const char escape[] = {'%', kHexadecimalDigits[static_cast<unsigned char>(*byte) >> 4],
-                           kHexadecimalDigits[*byte & 0xF]};
-    body.append(escape, sizeof escape);
-  }
+// Always writes all of the four bytes, which is one step and asks nothing, and returns the place
+// behind those that count.
+char* putEscape(char* to, unsigned byte) {
+  const Escape& escape = kEscapes.ofByte[byte];
+  std::memcpy(to, &escape, sizeof escape);
+  return to + escape.size;
 }
 
-// Stretches of kept characters are copied whole, for most texts are little else. False, with
-// nothing appended, for a text that UTF-8 cannot hold.
+// The escapes of the UTF-8 bytes of a character beyond ASCII.
+char* putEscapes(char* to, char32_t character) {
+  char bytes[4];
+  const char* const end = putUTF8(bytes, character);
+  for (const char* byte = bytes; byte != end; ++byte)
+    to = putEscape(to, static_cast<unsigned char>(*byte));
+  return to;
+}
+
+// False, with nothing appended, for a text that UTF-8 cannot hold.
 bool appendEscaped(Data& body, std::u16string_view text) {
-  const size_t start = body.size();
+  constexpr ptrdiff_t kASCIIAtOnce = 16;
+  static_assert(3 * kASCIIAtOnce + 3 * 4 + 1 <= BlockWriter<char>::kMostAtOnce);
+  const size_t sizeBefore = body.size();
+  BlockWriter<char> writer(body);
   const char16_t* at = text.data();
   const char16_t* const end = at + text.size();
-  for (;;) {
-    const char16_t* const kept = std::find_if_not(at, end, isKept);
-    const size_t size = body.size();
-    body.resize(size + static_cast<size_t>(kept - at));
-    std::copy(at, kept, body.begin() + static_cast<ptrdiff_t>(size));
-    if (kept == end)
-      return true;
-    const Character character = characterAt({kept, static_cast<size_t>(end - kept)}, 0);
-    if (isSurrogate(character.value)) {
-      body.resize(start);
-      return false;
+  while (at != end) {
+    char* to = writer.place();
+    const char16_t* const stop = at + std::min(end - at, kASCIIAtOnce);
+    for (; at != stop && *at < 0x80; ++at)
+      to = putEscape(to, *at);
+    if (at != stop) {
+      const Character character = characterAt({at, static_cast<size_t>(end - at)}, 0);
+      if (isSurrogate(character.value)) {
+        body.resize(sizeBefore);
+        return false;
+      }
+      to = putEscapes(to, character.value);
+      at += character.units;
     }
-    appendEscape(body, character.value);
-    at = kept + character.units;
+    writer.wroteUpTo(to);
   }
+  writer.flush();
+  return true;
 }
 
 void appendField(Data& body, const String& text) {
@@ -88,7 +111,7 @@ Data encodePostData(const Dictionary& receiver) {
   size_t units = 0;
   for (const auto& [key, value] : *receiver)
     units += key.size() + length(value) + 2;
-  body.reserve(units);
+  body.reserve(2 * units);  // forms have fewer escapes than that, or nearly nothing else
   for (const auto& [key, value] : *receiver) {
     if (!body.empty())
       body += '&';

@@ -188,22 +188,25 @@ String stringByAddingPercentEscapesUsingEncoding(const String& receiver, TextEnc
 String stringByRemovingPercentEncoding(std::optional<Data> receiver) {
   if (!receiver)
     return std::nullopt;
-  Data& bytes = *receiver;
-  size_t kept = 0;
-  for (size_t at = 0; at < bytes.size(); ++at) {
-    char byte = bytes[at];
+  return stringByRemovingPercentEncoding(receiver->data(), receiver->size());
+}
+
+String stringByRemovingPercentEncoding(char* bytes, size_t count) {
+  const char* const end = bytes + count;
+  char* to = bytes + std::min(std::string_view(bytes, count).find('%'), count);
+  for (const char* at = to; at != end; ++at) {
+    char byte = *at;
     if (byte == '%') {
-      const int high = at + 2 < bytes.size() ? hexadecimalDigit(bytes[at + 1]) : -1;
-      const int low = high >= 0 ? hexadecimalDigit(bytes[at + 2]) : -1;
+      const int high = end - at > 2 ? hexadecimalDigit(at[1]) : -1;
+      const int low = high >= 0 ? hexadecimalDigit(at[2]) : -1;
       if (low < 0)
         return std::nullopt;
       byte = static_cast<char>(high << 4 | low);
       at += 2;
     }
-    bytes[kept++] = byte;
+    *to++ = byte;
   }
-  bytes.resize(kept);
-  return initWithDataEncoding(bytes, kUTF8TextEncoding);
+  return initWithDataEncoding({bytes, static_cast<size_t>(to - bytes)}, kUTF8TextEncoding);
 }
 
 String stringWithFormat(std::u16string_view format,

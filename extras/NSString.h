@@ -68,6 +68,9 @@ String stringByAddingPercentEscapesUsingEncoding(const String& receiver, TextEnc
 // receiver comes as its UTF-8 bytes, since that is what the operation works on.
 String stringByRemovingPercentEncoding(std::optional<Data> receiver);
 
+// The same for bytes that nobody needs afterwards: they are decoded where they stand.
+String stringByRemovingPercentEncoding(char* bytes, size_t count);
+
 // An argument of stringWithFormat: a text or a number. It refers to the text, so it lives no
 // longer than the call.
 class FormatArgument {

@@ -31,12 +31,17 @@ class StringMap {
   const_iterator end() const { return entries_.end(); }
 
  private:
-  size_t slotOf(std::u16string_view key) const;
+  uint64_t hashOf(std::u16string_view key) const;
+  size_t slotOf(std::u16string_view key, uint64_t hash) const;
+  uint32_t slotFor(uint64_t hash, size_t place) const;
+  size_t placeIn(uint32_t slot) const { return (slot & (slots_.size() - 1)) - 1; }
   void makeSlots();
 
   std::vector<value_type> entries_;
-  std::vector<size_t>
-      slots_;  // an entry's place + 1, or 0; a power of two, at least half of them 0
+  // A power of two, at least half of them 0. The others hold an entry's place + 1 in as many bits
+  // as number the slots, and bits of its key's hash in those above, so that hardly any key but the
+  // right one is ever compared. Small, for large tables do not stay in the processor's cache.
+  std::vector<uint32_t> slots_;
   uint64_t hashKey_[2] = {};
 };
 

@@ -1,7 +1,9 @@
 #include "extras/TextEncoding.h"
 
 #include <algorithm>
+#include <cstring>
 
+#include "extras/BlockWriter.h"
 #include "extras/Characters.h"
 
 namespace {
@@ -21,25 +23,57 @@ constexpr char16_t kMacOSRoman[129] =
     u"\u00C8\u00CD\u00CE\u00CF\u00CC\u00D3\u00D4\uF8FF\u00D2\u00DA\u00DB\u00D9\u0131\u02C6\u02DC"
     u"\u00AF\u02D8\u02D9\u02DA\u00B8\u02DD\u02DB\u02C7";
 
-// Most texts are ASCII for the most part, so they are read in blocks of this many units, which
-// compilers test and copy as vectors, wherever a block is nothing but ASCII.
+// Most texts are ASCII for the most part, so they are read in blocks of this many units.
 constexpr ptrdiff_t kBlock = 16;
 
+// Between two blocks at most so many other characters, of up to four bytes, are read.
+constexpr int kOthersAtOnce = 8;
+static_assert(kBlock + 4 * kOthersAtOnce <= BlockWriter<char>::kMostAtOnce);
+
+// How many of a block's units, from its first, are ASCII. Looks at eight bytes at a time, of which
+// the lowest comes first on every processor that is built for.
 template <typename Unit>
-bool isASCIIBlock(const Unit* at) {
-  Unit all = 0;
-  for (ptrdiff_t i = 0; i < kBlock; ++i)
-    all = static_cast<Unit>(all | at[i]);
-  return all < 0x80;
+ptrdiff_t asciiUnitsOfBlock(const Unit* at) {
+  constexpr uint64_t kNotASCII = sizeof(Unit) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80;
+  constexpr ptrdiff_t kUnits = sizeof(uint64_t) / sizeof(Unit);
+  for (ptrdiff_t i = 0; i < kBlock; i += kUnits) {
+    uint64_t units;
+    std::memcpy(&units, at + i, sizeof units);
+    if ((units & kNotASCII) != 0)
+      return i + __builtin_ctzll(units & kNotASCII) / (64 / kUnits);
+  }
+  return kBlock;
 }
 
+// The first unit that is not ASCII, or the end.
 template <typename Unit>
-bool isASCII(const Unit* at, const Unit* end) {
-  for (; end - at >= kBlock; at += kBlock) {
-    if (!isASCIIBlock(at))
-      return false;
+const Unit* endOfASCII(const Unit* at, const Unit* end) {
+  while (end - at >= kBlock) {
+    const ptrdiff_t units = asciiUnitsOfBlock(at);
+    at += units;
+    if (units < kBlock)
+      return at;
   }
-  return std::all_of(at, end, [](Unit unit) { return unit < 0x80; });
+  return std::find_if(at, end, [](Unit unit) { return unit >= 0x80; });
+}
+
+// Writes ASCII from the front of [at, end), one block at most, and returns the place behind it. The
+// block goes through variables of its own, so that nothing can overlap and vectors will do.
+template <typename From, typename To>
+To* putASCII(To* to, const From*& at, const From* end) {
+  if (end - at < kBlock) {
+    for (; at != end && *at < 0x80; ++at)
+      *to++ = static_cast<To>(*at);
+    return to;
+  }
+  From block[kBlock];
+  std::memcpy(block, at, sizeof block);
+  To converted[kBlock];
+  std::copy_n(block, kBlock, converted);
+  std::memcpy(to, converted, sizeof converted);  // more than is kept where not all is ASCII
+  const ptrdiff_t units = asciiUnitsOfBlock(block);
+  at += units;
+  return to + units;
 }
 
 const Byte* firstByte(std::string_view bytes) {
@@ -91,30 +125,47 @@ char16_t* putCharacter(char16_t* to, char32_t value) {
   return to;
 }
 
+// An empty text with room for so many units. A long one, which a reply is, gets some to spare: what
+// is put around it later would else move all of it elsewhere.
+std::u16string textWithRoom(size_t units) {
+  constexpr size_t kLong = 4096;
+  constexpr size_t kSpare = 64;
+  std::u16string text;
+  text.reserve(units < kLong ? units : units + kSpare);
+  return text;
+}
+
+// The text whose units are the bytes.
+std::u16string widened(const Byte* at, const Byte* end) {
+  std::u16string text = textWithRoom(static_cast<size_t>(end - at));
+  BlockWriter<char16_t> writer(text);
+  for (ptrdiff_t units; at != end; at += units) {
+    units = std::min(end - at, BlockWriter<char16_t>::kMostAtOnce);
+    writer.wroteUpTo(std::copy_n(at, units, writer.place()));
+  }
+  writer.flush();
+  return text;
+}
+
 String decodeUTF8(std::string_view bytes) {
   const Byte* at = firstByte(bytes);
   const Byte* const end = at + bytes.size();
-  if (isASCII(at, end))
-    return std::u16string(at, end);
-  std::u16string text(bytes.size(), u'\0');  // never more units than bytes
-  char16_t* to = text.data();
+  if (endOfASCII(at, end) == end)
+    return widened(at, end);
+  std::u16string text = textWithRoom(bytes.size());  // never more units than bytes
+  BlockWriter<char16_t> writer(text);
   while (at != end) {
-    if (end - at >= kBlock && isASCIIBlock(at)) {
-      to = std::copy_n(at, kBlock, to);
-      at += kBlock;
-      continue;
+    char16_t* to = putASCII(writer.place(), at, end);
+    for (int i = 0; i < kOthersAtOnce && at != end && *at >= 0x80; ++i) {
+      const size_t length = sequenceLength(at, end);
+      if (length == 0)
+        return std::nullopt;
+      to = putCharacter(to, character(at, length));
+      at += length;
     }
-    if (*at < 0x80) {
-      *to++ = *at++;
-      continue;
-    }
-    const size_t length = sequenceLength(at, end);
-    if (length == 0)
-      return std::nullopt;
-    to = putCharacter(to, character(at, length));
-    at += length;
+    writer.wroteUpTo(to);
   }
-  text.resize(static_cast<size_t>(to - text.data()));
+  writer.flush();
   return text;
 }
 
@@ -152,15 +203,15 @@ String decodeMarkedUTF16(std::string_view bytes) {
 
 String decodeASCII(std::string_view bytes) {
   const Byte* const at = firstByte(bytes);
-  if (!isASCII(at, at + bytes.size()))
+  if (endOfASCII(at, at + bytes.size()) != at + bytes.size())
     return std::nullopt;
-  return std::u16string(at, at + bytes.size());
+  return widened(at, at + bytes.size());
 }
 
 // The first 256 characters of Unicode are those of ISO 8859-1.
 String decodeISOLatin1(std::string_view bytes) {
   const Byte* const at = firstByte(bytes);
-  return std::u16string(at, at + bytes.size());
+  return widened(at, at + bytes.size());
 }
 
 String decodeMacOSRoman(std::string_view bytes) {
@@ -180,27 +231,6 @@ size_t mostUTF8Bytes(std::u16string_view text) {
 }
 
 }  // namespace
-
-char* putUTF8(char* to, char32_t character) {
-  const auto put = [&to](char32_t byte) { *to++ = static_cast<char>(byte); };
-  if (character < 0x80) {
-    put(character);
-    return to;
-  }
-  if (character < 0x800) {
-    put(0xC0 | character >> 6);
-  } else {
-    if (character < 0x10000) {
-      put(0xE0 | character >> 12);
-    } else {
-      put(0xF0 | character >> 18);
-      put(0x80 | (character >> 12 & 0x3F));
-    }
-    put(0x80 | (character >> 6 & 0x3F));
-  }
-  put(0x80 | (character & 0x3F));
-  return to;
-}
 
 bool isBuiltInTextEncoding(TextEncoding encoding) {
   // Every one of them can decode the empty text, and no other identifier can.
@@ -231,9 +261,8 @@ String initWithDataEncoding(std::string_view bytes, TextEncoding encoding) {
 bool isValidUTF8(std::string_view bytes) {
   const Byte* at = firstByte(bytes);
   const Byte* const end = at + bytes.size();
-  while (at != end) {
-    const bool isBlock = end - at >= kBlock && isASCIIBlock(at);
-    const size_t length = isBlock ? kBlock : sequenceLength(at, end);
+  while ((at = endOfASCII(at, end)) != end) {
+    const size_t length = sequenceLength(at, end);
     if (length == 0)
       return false;
     at += length;
@@ -252,20 +281,20 @@ Data lossyUTF8Data(const String& receiver) {
     return {};
   const char16_t* at = receiver->data();
   const char16_t* const end = at + receiver->size();
-  if (isASCII(at, end))
+  if (endOfASCII(at, end) == end)
     return Data(at, end);
-  Data bytes(mostUTF8Bytes(*receiver), '\0');
-  char* to = bytes.data();
+  Data bytes;
+  bytes.reserve(mostUTF8Bytes(*receiver));
+  BlockWriter<char> writer(bytes);
   while (at != end) {
-    if (end - at >= kBlock && isASCIIBlock(at)) {
-      to = std::copy_n(at, kBlock, to);
-      at += kBlock;
-      continue;
+    char* to = putASCII(writer.place(), at, end);
+    for (int i = 0; i < kOthersAtOnce && at != end && *at >= 0x80; ++i) {
+      const Character character = characterAt({at, static_cast<size_t>(end - at)}, 0);
+      to = putUTF8(to, isSurrogate(character.value) ? 0xFFFD : character.value);
+      at += character.units;
     }
-    const Character character = characterAt({at, static_cast<size_t>(end - at)}, 0);
-    to = putUTF8(to, isSurrogate(character.value) ? 0xFFFD : character.value);
-    at += character.units;
+    writer.wroteUpTo(to);
   }
-  bytes.resize(static_cast<size_t>(to - bytes.data()));
+  writer.flush();
   return bytes;
 }

@@ -32,6 +32,3 @@ std::optional<Data> UTF8Data(const String& receiver);
 // The text's UTF-8 bytes for a reader who must get something: each unpaired surrogate becomes
 // U+FFFD. An absent text gives no bytes.
 Data lossyUTF8Data(const String& receiver);
-
-// Writes the UTF-8 bytes of a character, 1 to 4, and returns the place behind them.
-char* putUTF8(char* to, char32_t character);

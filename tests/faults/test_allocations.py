@@ -9,7 +9,7 @@ import resource
 import signal
 import unittest
 
-from faults import (IS_WHOLE, OUT_OF_MEMORY, FaultTest, Preload, Request, Run, Site, spread,
+from faults import (ASKING_BRIDGE, IS_WHOLE, OUT_OF_MEMORY, FaultTest, Preload, REQUESTS, Request, Run, Site, spread,
                     with_each_request)
 
 ALLOCATIONS = "malloc", "calloc", "realloc"
@@ -22,7 +22,7 @@ def limit_memory(size):
     resource.setrlimit(resource.RLIMIT_AS, (size, size))
 
 
-class Refusals(FaultTest):
+class RefusalTest(FaultTest):
     def setUp(self):
         self.preload = Preload(self)
 
@@ -31,16 +31,39 @@ class Refusals(FaultTest):
         self.assertGreater(count, 0)
         return run
 
-    @with_each_request()
+    def numbers(self, site):
+        return spread(self.preload.count(site, *ALLOCATIONS), MOST)
+
+
+class Refusals(RefusalTest):
+    @with_each_request(bridge=ASKING_BRIDGE)
     def test_one_refusal_ends_in_one_whole_response(self, site):
         permitted = {"page", "message", "out of memory", "unknown charset"}
-        for number in spread(self.preload.count(site, *ALLOCATIONS), MOST):
+        for number in self.numbers(site):
             self.judge(site, self.refuse(site, number, number), permitted, number=number)
 
-    @with_each_request()
+    @with_each_request(bridge=ASKING_BRIDGE)
     def test_refusal_of_all_that_follow_ends_in_one_whole_response(self, site):
-        for number in spread(self.preload.count(site, *ALLOCATIONS), MOST):
+        for number in self.numbers(site):
             self.judge(site, self.refuse(site, number), {"out of memory"}, number=number)
+
+
+class ShippedProgram(RefusalTest):
+    """It has memory of its own from the start, and asks for more only where that does not do."""
+
+    def test_small_requests_ask_for_no_memory_but_for_the_form(self):
+        with contextlib.ExitStack() as stack:
+            for name, expected in ("GET", 0), ("POST", 1):
+                with self.subTest(name):
+                    site = Site(stack, REQUESTS[name])
+                    self.assertEqual(self.preload.count(site, *ALLOCATIONS), expected)
+
+    @with_each_request("large form", "large reply", "charset of the system's")
+    def test_refusals_end_in_one_whole_response(self, site):
+        permitted = {"page", "message", "out of memory", "unknown charset"}
+        for number in self.numbers(site):
+            for last in number, 2 ** 40:
+                self.judge(site, self.refuse(site, number, last), permitted, number=number)
 
 
 class AbnormalEnd(FaultTest):
@@ -51,13 +74,13 @@ class AbnormalEnd(FaultTest):
         out_of_memory = Run(0, OUT_OF_MEMORY, b"", (0, 0))
         preload = Preload(self)
         with contextlib.ExitStack() as stack:
-            site = Site(stack, Request(form=b"a=%zz"))
+            site = Site(stack, Request(form=b"a=%zz"), ASKING_BRIDGE)
             without_form = Run(0, site.page, b"", (1, 1))  # there was no memory to read it into
             self.assertEqual(site.run(), abnormal)
             count = preload.run(site, ALLOCATIONS, "none")[1]
             runs = [preload.run(site, ALLOCATIONS, "refuse", first=number, last=last)[0]
                     for number in range(1, count + 1) for last in (number, 2 ** 40)]
-        self.assertEqual(set(runs), {abnormal, out_of_memory, without_form})
+        self.assertEqual(set(runs), {out_of_memory, without_form})
         self.assertEqual(runs.count(without_form), 1)
 
 

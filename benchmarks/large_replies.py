@@ -1,4 +1,4 @@
-"""Replies of many MiB: the bridge against the C floor, which copies the same bytes."""
+"""Replies of many MiB: the bridge against the C floors, which copy the same bytes."""
 from common import HEADER, MIB, answer_of, bridge_and_server, by_turns, require
 from large_forms import PARTS, growth
 
@@ -33,14 +33,17 @@ def check(build, kind, size):
 
 
 def measure_kind(build, kind, size, rounds):
-    """The floor does not know of chunks: it copies them with what is around them."""
+    """The floors do not know of chunks: they copy them with what is around them."""
     sizes = []
     for part in PARTS:
         body = int(part * size)
         with bridge_and_server(build, *options(kind, body)) as (_, environment):
-            bridge, floor = by_turns(build, rounds, [[build.bridge], [build.floor]], environment)
-        require(floor.printed_bytes >= body + len(HEADER), f"The floor loses a reply in {kind}")
-        sizes.append({"bytes": body, "floor": floor._asdict(), **bridge._asdict()})
+            bridge, *floors = by_turns(
+                build, rounds, [[build.bridge], [build.floor], [build.wide_floor]], environment)
+        for floor in floors:
+            require(floor.printed_bytes >= body + len(HEADER), f"A floor loses a reply in {kind}")
+        floor, wide = (each._asdict() for each in floors)
+        sizes.append({"bytes": body, "floor": floor, "wide": wide, **bridge._asdict()})
     return sizes
 
 
@@ -54,5 +57,6 @@ def measure(build, is_quick):
         whole = sizes[-1]
         result[kind] = {
             "sizes": sizes, "ratio": whole["floor"]["seconds"] / whole["seconds"],
+            "wide_ratio": whole["wide"]["seconds"] / whole["seconds"],
             "growth": growth(sizes), "memory": whole["peak_bytes"] / whole["bytes"]}
     return result

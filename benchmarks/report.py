@@ -100,11 +100,14 @@ def forms_table(results):
 def replies_table(results):
     rows = [[kind, mebibytes(reply["sizes"][-1]["bytes"]), parts_of(reply["sizes"]),
              milliseconds(reply["sizes"][-1]["floor"]["seconds"]),
-             at_least(reply["ratio"], REPLY_SPEED), at_most(reply["growth"], GROWTH),
+             at_least(reply["ratio"], REPLY_SPEED),
+             milliseconds(reply["sizes"][-1]["wide"]["seconds"]), f"{reply['wide_ratio']:.2f}",
+             at_most(reply["growth"], GROWTH),
              at_most(reply["memory"], REPLY_MEMORY)]
             for kind, reply in results["replies"].items()]
     return table(["reply", "size", "bridge at 1/4, 1/2, whole", "C floor", "of the floor's speed",
-                  "growth", "memory, times the reply"], rows)
+                  "wide floor", "of the wide floor's speed", "growth", "memory, times the reply"],
+                 rows)
 
 
 def operation_row(one):

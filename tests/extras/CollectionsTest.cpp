@@ -149,6 +149,34 @@ TEST(EncodePostData, EscapesTextsOfAnyLength) {
   }
 }
 
+TEST(EncodePostData, EscapesCharactersAtEveryPlaceOfLongTexts) {
+  const struct {
+    std::u16string_view units;
+    const char* escaped;
+  } characters[] = {
+      {u" ", "%20"},
+      {u"\u00E9", "%C3%A9"},
+      {u"\u20AC", "%E2%82%AC"},
+      {u"\U0001F600", "%F0%9F%98%80"},
+  };
+  for (const auto& character : characters) {
+    std::u16string text;
+    Data expected;
+    for (size_t length = 0; length < 40; ++length) {
+      for (size_t count = 1; count < 100; count += 33) {
+        text += std::u16string(length, u'x');
+        expected += Data(length, 'x');
+        for (size_t i = 0; i < count; ++i) {
+          text += character.units;
+          expected += character.escaped;
+        }
+      }
+      ASSERT_EQ(encodePostData(Dictionary{{{text, text}}}), expected + "=" + expected) << length;
+      ASSERT_EQ(encodePostData(Dictionary{{{text, text + u'\xD83D'}}}), expected + "=(null)");
+    }
+  }
+}
+
 TEST(EncodePostData, JoinsPairsInAnyOrder) {
   EXPECT_THAT(encodePostData(Dictionary{{{u"a", u"1"}, {u"b", u"2"}}}),
               AnyOf("a=1&b=2", "b=2&a=1"));

@@ -65,6 +65,17 @@ TEST(StringMap, DoesTheSameAsAnotherMapHoweverManyEntriesThereAre) {
     EXPECT_THAT(map.find(numbered(i)), IsNull());
 }
 
+// So many that some keys agree in all that the table knows of their hashes.
+TEST(StringMap, TellsApartAQuarterOfAMillionKeys) {
+  constexpr size_t kKeys = 260000;
+  StringMap map;
+  for (size_t i = 0; i < kKeys; ++i)
+    map.insert_or_assign(numbered(i), numbered(i));
+  ASSERT_EQ(map.size(), kKeys);
+  for (size_t i = 0; i < kKeys; ++i)
+    ASSERT_THAT(map.find(numbered(i)), Pointee(std::optional<std::u16string>(numbered(i))));
+}
+
 TEST(StringMap, IsEqualToOneWithTheSameEntriesInAnyOrder) {
   const StringMap map = {{u"a", u"1"}, {u"b", u"2"}};
   EXPECT_TRUE(map == (StringMap{{u"b", u"2"}, {u"a", u"1"}}));

@@ -155,6 +155,46 @@ TEST(UTF8, CarriesEveryCharacterBothWays) {
   EXPECT_THAT(wrong, IsEmpty());
 }
 
+// Characters of each length stand at every place of stretches of ASCII of every length, so that
+// wherever texts are read or written in blocks, each falls on each place of one.
+TEST(UTF8, CarriesCharactersAtEveryPlaceOfLongTexts) {
+  const struct {
+    std::string_view bytes, broken;
+    std::u16string_view units;
+  } characters[] = {
+      {"\xC3\xA9"sv, "\xC3"sv, u"\u00E9"},
+      {"\xE2\x82\xAC"sv, "\xE2\x82"sv, u"\u20AC"},
+      {"\xF0\x9F\x98\x80"sv, "\xF0\x9F\x98"sv, u"\U0001F600"},
+  };
+  for (const auto& character : characters) {
+    std::string bytes;
+    std::u16string units;
+    for (size_t length = 0; length < 80; ++length) {
+      for (size_t count = 1; count < 30; count += 7) {
+        bytes += std::string(length, 'x');
+        units += std::u16string(length, u'x');
+        for (size_t i = 0; i < count; ++i) {
+          bytes += character.bytes;
+          units += character.units;
+        }
+      }
+      ASSERT_EQ(decodeUTF8(bytes), units) << length;
+      ASSERT_EQ(lossyUTF8Data(units), bytes) << length;
+      ASSERT_EQ(UTF8Data(units), bytes) << length;
+      ASSERT_TRUE(isValidUTF8(bytes)) << length;
+      for (const std::string& broken :
+           {bytes + std::string(character.broken), bytes + std::string(character.broken) + "x",
+            bytes + std::string(length, 'x') + "\x80" + bytes}) {
+        ASSERT_EQ(decodeUTF8(broken), kAbsent) << length;
+        ASSERT_FALSE(isValidUTF8(broken)) << length;
+      }
+      const std::u16string unpaired = units + std::u16string(length, u'x') + u'\xD83D';
+      ASSERT_EQ(lossyUTF8Data(unpaired), bytes + std::string(length, 'x') + "\xEF\xBF\xBD");
+      ASSERT_EQ(UTF8Data(unpaired), kAbsent) << length;
+    }
+  }
+}
+
 TEST(UTF8Data, RefusesUnpairedSurrogatesWhichTheLossyFormReplaces) {
   const struct {
     String text;
@@ -255,6 +295,17 @@ TEST(OneByteEncodings, HaveACharacterForEachByte) {
     EXPECT_EQ(initWithDataEncoding(bytes, kISOLatin1TextEncoding), same);
     EXPECT_EQ(initWithDataEncoding(bytes, kMacOSRomanTextEncoding),
               isASCII ? same : std::u16string(1, kMacOSRoman[byte - 0x80]));
+  }
+}
+
+TEST(OneByteEncodings, DecodeTextsOfAnyLength) {
+  for (size_t size = 0; size < 5000; size += 1 + size / 100) {
+    const std::string bytes = std::string(size, 'x');
+    const std::u16string units = std::u16string(size, u'x');
+    ASSERT_EQ(initWithDataEncoding(bytes, kASCIITextEncoding), units) << size;
+    ASSERT_EQ(initWithDataEncoding(bytes + '\xE9', kASCIITextEncoding), kAbsent) << size;
+    ASSERT_EQ(initWithDataEncoding(bytes + '\xE9', kISOLatin1TextEncoding), units + u'\u00E9');
+    ASSERT_EQ(initWithDataEncoding(bytes + '\x8E', kMacOSRomanTextEncoding), units + u'\u00E9');
   }
 }
 

@@ -37,6 +37,7 @@ const char* outOfMemoryText = "";
 
 // The response is printed at the very end, so nothing of it has been when memory runs out.
 [[noreturn]] void answerWithoutMemory() {
+  endStandardInput();
   writeStandardOutput("Content-type: text/plain\r\n\r\n");
   writeStandardOutput(outOfMemoryText);
   writeStandardOutput("\r\n");

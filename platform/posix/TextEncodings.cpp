@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 
 #include "platform/CharsetNames.h"
+#include "platform/Process.h"
 
 namespace {
 
@@ -15,10 +17,20 @@ namespace {
 constexpr TextEncoding kFirstNumber = 0x80000000;
 std::vector<std::string> numberedNames;
 
+// What the C library calls an unknown charset may be one for which it had no memory. The volatile
+// pointer is there because compilers drop a request whose memory nobody uses.
+void requireMemoryForConverter() {
+  constexpr size_t kMostOfAConverter = size_t{1} << 20;
+  void* volatile memory = std::malloc(kMostOfAConverter);
+  if (!memory)
+    endWithoutMemory();
+  std::free(memory);
+}
+
 // Owns a converter to UTF-16; there is none for a name that iconv does not know.
 class Converter {
  public:
-  explicit Converter(const std::string& name) : handle_(iconv_open("UTF-16BE", name.c_str())) {}
+  explicit Converter(const std::string& name) : handle_(opened(name.c_str())) {}
   ~Converter() {
     if (isOpen())
       iconv_close(handle_);
@@ -26,8 +38,7 @@ class Converter {
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): what iconv_open returns when it fails
-  bool isOpen() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
+  bool isOpen() const { return isConverter(handle_); }
 
   // Converts from the front of the bytes what fits into the output; the rest stays in both. A null
   // input flushes what a stateful charset has kept back. Returns whether anything was wrong other
@@ -37,6 +48,17 @@ class Converter {
   }
 
  private:
+  static iconv_t opened(const char* name) {
+    iconv_t handle = iconv_open("UTF-16BE", name);
+    if (!isConverter(handle)) {
+      requireMemoryForConverter();
+      handle = iconv_open("UTF-16BE", name);  // there is memory now, so this tells the truth
+    }
+    return handle;
+  }
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): what iconv_open returns when it fails
+  static bool isConverter(iconv_t handle) { return handle != reinterpret_cast<iconv_t>(-1); }
+
   const iconv_t handle_;
 };
 

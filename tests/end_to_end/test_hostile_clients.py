@@ -20,8 +20,8 @@ from concurrent.futures import ThreadPoolExecutor
 from typing import NamedTuple
 from urllib.parse import quote, urlencode
 
-from harness import (DEFAULT_HEADER, LONGEST_RUN, VARIABLES, ApacheTest, BridgeTest, decode_body,
-                     reply, write_preferences)
+from harness import (DEFAULT_HEADER, LONGEST_RUN, MIB, VARIABLES, ApacheTest, BridgeTest,
+                     decode_body, limit_memory, not_sanitized, reply, write_preferences)
 
 GATEWAY = b"/cgi-bin/Gateway.cgi"
 KEYS = {f"ApacheTunnel_{name}" for name in (*VARIABLES, "CLIPATH", "CLICOMMAND")}
@@ -567,13 +567,23 @@ class Bodies(HostileClients):
 class SocketAsInput(BridgeTest):
     """As mod_cgid has it, for input and output are the same one then."""
 
-    def test_input_that_nobody_reads_does_not_cost_the_answer(self):
+    def printed(self, unread, **details):
+        """What a reader gets who has sent something that nobody reads."""
         ours, theirs = socket.socketpair()
         with ours:
             with theirs:
-                ours.sendall(b"a=1")
-                self.run_bridge(stdin=theirs, stdout=theirs)
-            self.assertEqual(ours.makefile("rb").read(), DEFAULT_HEADER + b"page\r\n")
+                ours.sendall(unread)
+                self.run_bridge(stdin=theirs, stdout=theirs, **details)
+            return ours.makefile("rb").read()
+
+    def test_input_that_nobody_reads_does_not_cost_the_answer(self):
+        self.assertEqual(self.printed(b"a=1"), DEFAULT_HEADER + b"page\r\n")
+
+    @not_sanitized
+    def test_nor_does_it_when_there_is_no_memory(self):
+        self.server.answer = reply(b"x" * (32 * MIB))
+        self.assertEqual(self.printed(b"a=1", before=lambda: limit_memory(32 * MIB)),
+                         DEFAULT_HEADER + b"Quintora CGI error: Out of memory.\r\n")
 
 
 class BodiesUnderThreads(Bodies):

@@ -59,11 +59,13 @@ REQUESTS = {
 
 
 class Server:
-    """Answers one connection after the other, and counts them and the requests that came whole."""
+    """Answers one connection after the other, counts them and the requests that came whole, and
+    keeps what the last of these asked for."""
 
     def __init__(self, listener, answer):
         self._listener, self._answer = listener, answer
         self._connections = self._requests = 0
+        self.asked = None
         self._thread = threading.Thread(target=self._serve, daemon=True)
         self._thread.start()
 
@@ -102,7 +104,7 @@ class Server:
     def _exchange(self, connection):
         connection.settimeout(LONGEST_RUN)
         stream = connection.makefile("rb")
-        answer = self._answer(stream)
+        self.asked, answer = self._answer(stream)
         self._requests += 1
         connection.sendall(answer)
         connection.shutdown(socket.SHUT_WR)
@@ -118,15 +120,16 @@ def answer_post(stream, request):
             raise ValueError("no whole head")
         head += line
     length = int(re.search(rb"\r\nContent-Length: ([0-9]+)\r\n", head)[1])
-    if len(stream.read(length)) != length:
+    body = stream.read(length)
+    if len(body) != length:
         raise ValueError("no whole body")
-    return reply(request.page, f"text/html; charset={request.charset}")
+    return body, reply(request.page, f"text/html; charset={request.charset}")
 
 
 def answer_event(stream, request):
     event = receive(stream)
-    return pack(Event(ANSWER, event.return_id, event.transaction_id,
-                      {b"----": (b"TEXT", request.page)}))
+    return event.parameters, pack(Event(ANSWER, event.return_id, event.transaction_id,
+                                        {b"----": (b"TEXT", request.page)}))
 
 
 def messages(port):
@@ -189,6 +192,8 @@ class Site:
             "XDG_RUNTIME_DIR": os.path.join(self.folder, "runtime")}
         if request.form:
             self.environment.update(REQUEST_METHOD="POST", CONTENT_LENGTH=str(len(request.form)))
+        self.run()
+        self.asked = self.server.asked  # by a run to which nothing happens
 
     def run(self, *tracer, environment=None, **details):
         """One run, by a tracer or without one."""
@@ -210,13 +215,13 @@ class Site:
         if run.status != 0 or run.stderr or connections > 1:
             return run
         if run.stdout == self.page:
-            return "page" if run.arrived == (1, 1) else run
+            if run.arrived != (1, 1):
+                return run
+            return "page" if self.server.asked == self.asked else "page for less"
         if run.stdout == OUT_OF_MEMORY:
             return "out of memory"
         if run.stdout == b"":
             return "nothing" if run.arrived == (1, 1) else run
-        if run.stdout == DEFAULT_HEADER and self.request.charset != "utf-8":
-            return "unknown charset"
         return "message" if self.messages.fullmatch(run.stdout) else run
 
 

@@ -92,10 +92,13 @@ class Call(NamedTuple):
         if self.owner == "loader":
             return {"page", "not started"}
         if self.owner == "converter":
-            return {"page", "out of memory", "unknown charset"}
+            return {"page", "out of memory"}
         # Nobody is left who could read the response.
         if self.descriptor == 1 and error not in AGAIN["write"]:
             return {"nothing"}
+        # A form that cannot be read to its end is the part that could be.
+        if (self.name, self.descriptor) == ("read", 0) and error not in AGAIN["read"]:
+            return {"page for less"}
         # What is left of the standard input.
         if (self.name, self.descriptor) == ("recvfrom", 0):
             return {"page"}

@@ -188,7 +188,8 @@ String stringByAddingPercentEscapesUsingEncoding(const String& receiver, TextEnc
 String stringByRemovingPercentEncoding(std::optional<Data> receiver) {
   if (!receiver)
     return std::nullopt;
-  return stringByRemovingPercentEncoding(receiver->data(), receiver->size());
+  const size_t count = receiver->size();
+  return stringByRemovingPercentEncoding(receiver->data(), count);
 }
 
 String stringByRemovingPercentEncoding(char* bytes, size_t count) {

@@ -27,7 +27,7 @@ constexpr char16_t kMacOSRoman[129] =
 constexpr ptrdiff_t kBlock = 16;
 
 // Between two blocks at most so many other characters, of up to four bytes, are read.
-constexpr int kOthersAtOnce = 8;
+constexpr ptrdiff_t kOthersAtOnce = 8;
 static_assert(kBlock + 4 * kOthersAtOnce <= BlockWriter<char>::kMostAtOnce);
 
 // How many of a block's units, from its first, are ASCII. Looks at eight bytes at a time, of which
@@ -156,7 +156,7 @@ String decodeUTF8(std::string_view bytes) {
   BlockWriter<char16_t> writer(text);
   while (at != end) {
     char16_t* to = putASCII(writer.place(), at, end);
-    for (int i = 0; i < kOthersAtOnce && at != end && *at >= 0x80; ++i) {
+    for (ptrdiff_t i = 0; i < kOthersAtOnce && at != end && *at >= 0x80; ++i) {
       const size_t length = sequenceLength(at, end);
       if (length == 0)
         return std::nullopt;
@@ -288,7 +288,7 @@ Data lossyUTF8Data(const String& receiver) {
   BlockWriter<char> writer(bytes);
   while (at != end) {
     char* to = putASCII(writer.place(), at, end);
-    for (int i = 0; i < kOthersAtOnce && at != end && *at >= 0x80; ++i) {
+    for (ptrdiff_t i = 0; i < kOthersAtOnce && at != end && *at >= 0x80; ++i) {
       const Character character = characterAt({at, static_cast<size_t>(end - at)}, 0);
       to = putUTF8(to, isSurrogate(character.value) ? 0xFFFD : character.value);
       at += character.units;

@@ -275,6 +275,12 @@ class FaultTest(unittest.TestCase):
     """Runs with one fault each; at the end of a test, what became of how many is printed."""
 
     maxDiff = None
+    total = 0
+
+    @classmethod
+    def tearDownClass(cls):
+        if cls.total:
+            print(f"{cls.__name__}: {cls.total} faults in all", flush=True)
 
     def report(self, name):
         rows = ", ".join(f"{what} {count}" for what, count in sorted(self.tally.items()))
@@ -287,6 +293,7 @@ class FaultTest(unittest.TestCase):
         verdict = site.verdict(run)
         kind = fault.get("call", "")
         what = f"{kind} {verdict}".strip() if isinstance(verdict, str) else "wrong"
+        type(self).total += 1
         self.tally[what] = self.tally.get(what, 0) + 1
         with self.subTest(**fault):
             self.assertIn(verdict, permitted, shortened(run))

@@ -29,11 +29,11 @@ class Build:
     def __init__(self, folder):
         self.bridge = os.path.join(folder, "Quintora.cgi")
         programs = os.path.join(folder, "benchmarks")
-        (self.floor, self.wide_floor, self.printing, self.server, self.fastcgi_echo, self.runner,
-         self.micro) = (
+        (self.floor, self.wide_floor, self.fields_floor, self.printing, self.server,
+         self.fastcgi_echo, self.runner, self.micro) = (
             os.path.join(programs, name)
-            for name in ("floor", "wide_floor", "printing_cgi", "fast_server", "fastcgi_echo",
-                         "run_alternately", "micro_benchmarks"))
+            for name in ("floor", "wide_floor", "fields_floor", "printing_cgi", "fast_server",
+                         "fastcgi_echo", "run_alternately", "micro_benchmarks"))
 
 
 class Server(NamedTuple):

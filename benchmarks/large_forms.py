@@ -71,10 +71,12 @@ def measure_shape(build, make, mib, rounds):
         for part in PARTS:
             form = make(part * mib)
             with input_file(form) as input_name:
-                sample, = by_turns(build, rounds, [[build.bridge]],
-                                   {**environment, **request(form)}, input_name)
+                sample, floor = by_turns(build, rounds, [[build.bridge], [build.fields_floor]],
+                                         {**environment, **request(form)}, input_name)
                 require(sample.printed_bytes == len(HEADER) + 2, "A large form is not answered")
-                sizes.append({"bytes": len(form), **sample._asdict()})
+                require(floor.printed_bytes == len(HEADER) + len(str(len(form) + 1)),
+                        "The floor loses a large form")
+                sizes.append({"bytes": len(form), "floor": floor._asdict(), **sample._asdict()})
                 if part == 1:
                     python = python_seconds(input_name)
     return sizes, python

@@ -13,6 +13,10 @@ import textwrap
 from common import MIB
 from under_apache import AT_ONCE
 
+GET_TIME = 1.1        # at most so many times the C floor's
+GET_INSTRUCTIONS = 250_000
+GET_SYSTEM_CALLS = 45
+GET_MEMORY = 1.3      # at most so many times the C floor's
 FORM_SPEED = 20       # at least so many times as fast as Python
 FORM_MEMORY = 6       # at most so many times the form, for a form of one value
 REPLY_SPEED = 0.5     # at least so much of the floor's speed
@@ -21,7 +25,7 @@ GROWTH = 1.25         # at most so many times the time of a byte at a quarter of
 # Python leaves such a value as it is without looking at its bytes one by one; just to read and
 # send them takes longer than that limit would allow.
 WITHOUT_SPEED_LIMIT = "one value, letters only",
-WITHOUT_MEMORY_LIMIT = "many small fields",
+WITHOUT_MEMORY_LIMIT = OF_MANY_FIELDS = "many small fields",
 SERVER_MILLISECONDS = 1, 5, 20, 100
 
 
@@ -68,6 +72,20 @@ def counts_table(results):
     return table(["program", "instructions", "system calls", "page faults", "peak memory"], rows)
 
 
+def aims_table(results):
+    get, counts = results["small"]["GET"], results["small"]["counts"]["bridge"]
+    bridge, floor = get["bridge"], get["C floor"]
+    return table(["a GET of the bridge's", "figure"], [
+        ["time, times the C floor's", at_most(bridge["seconds"] / floor["seconds"], GET_TIME)],
+        ["time, times cgi-fcgi's", at_most(bridge["seconds"] / get["cgi-fcgi"]["seconds"], 1)],
+        ["instructions", judged(f"{counts['instructions']:,}", f"at most {GET_INSTRUCTIONS:,}",
+                                counts["instructions"] <= GET_INSTRUCTIONS)],
+        ["system calls", judged(counts["system_calls"], f"at most {GET_SYSTEM_CALLS}",
+                                counts["system_calls"] <= GET_SYSTEM_CALLS)],
+        ["peak memory, times the C floor's",
+         at_most(bridge["peak_bytes"] / floor["peak_bytes"], GET_MEMORY)]])
+
+
 def apache_table(results):
     programs = results["apache"]["programs"]
     columns = [str(count) for count in AT_ONCE]
@@ -92,9 +110,11 @@ def forms_table(results):
                   else at_most(form["memory"], FORM_MEMORY))
         rows.append([shape, mebibytes(form["sizes"][-1]["bytes"]), parts_of(form["sizes"]),
                      milliseconds(form["python_seconds"]), speed,
+                     f"{form['python_seconds'] / form['sizes'][-1]['floor']['seconds']:.2f}"
+                     if shape in OF_MANY_FIELDS else "",
                      at_most(form["growth"], GROWTH), memory])
     return table(["form", "size", "bridge at 1/4, 1/2, whole", "Python", "times as fast as Python",
-                  "growth", "memory, times the form"], rows)
+                  "the fields' floor", "growth", "memory, times the form"], rows)
 
 
 def replies_table(results):
@@ -177,7 +197,7 @@ def values(results):
     prose, utf8 = forms["one value, prose"], replies["UTF-8"]
     return {
         "surroundings": surroundings(results), "small": small_table(results),
-        "counts": counts_table(results), "apache": apache_table(results),
+        "counts": counts_table(results), "aims": aims_table(results), "apache": apache_table(results),
         "forms": forms_table(results), "replies": replies_table(results),
         "operations": operations_table(results), "capacity": capacity.table(),
         "rates": capacity.rates_table(), "processors": results["processors"],
@@ -199,7 +219,7 @@ def page(template, results):
 
 def tables_only(results):
     found = values(results)
-    names = ("surroundings", "small", "counts", "apache", "forms", "replies", "operations",
+    names = ("surroundings", "small", "counts", "aims", "apache", "forms", "replies", "operations",
              "capacity", "rates")
     return "\n\n".join(found[name] for name in names)
 

@@ -25,6 +25,7 @@ from harness import (BRIDGE, DEFAULT_HEADER, PREFERENCES, open_folder, reply,  #
 from apple_events import ANSWER, Event, pack, receive  # noqa: E402
 from test_messages import rows_of_page  # noqa: E402
 
+ALL = sys.maxsize  # as many as there are
 IS_WHOLE = os.environ.get("QUINTORA_FAULTS") == "all"
 LONGEST_RUN = 10  # seconds: much more than a run takes, and less than the bridge's own time-outs
 PRELOAD = os.environ.get("QUINTORA_FAULTS_LIBRARY") or os.path.join(

@@ -2,18 +2,18 @@
 
 Each time the run must end in one whole response: the short one that says so, or the usual one where
 it does without that memory. What has to end abnormally still does. The shortened form tries 40
-requests of a run, spread evenly, the whole one 400.
+requests of a run, spread evenly.
 """
 import contextlib
 import resource
 import signal
 import unittest
 
-from faults import (ASKING_BRIDGE, IS_WHOLE, OUT_OF_MEMORY, FaultTest, Preload, REQUESTS, Request, Run, Site, spread,
-                    with_each_request)
+from faults import (ALL, ASKING_BRIDGE, IS_WHOLE, OUT_OF_MEMORY, REQUESTS, FaultTest, Preload,
+                    Request, Run, Site, spread, with_each_request)
 
 ALLOCATIONS = "malloc", "calloc", "realloc"
-MOST = 400 if IS_WHOLE else 40
+MOST = ALL if IS_WHOLE else 40
 MIB = 1 << 20
 
 

@@ -17,8 +17,8 @@ import time
 import unittest
 from typing import NamedTuple
 
-from faults import (BRIDGE, IS_WHOLE, LONGEST_RUN, REQUESTS, FaultTest, Preload, Run, spread,
-                    with_each_request)
+from faults import (ALL, BRIDGE, IS_WHOLE, LONGEST_RUN, REQUESTS, FaultTest, Preload, Run,
+                    spread, with_each_request)
 
 STRACE = shutil.which("strace")
 
@@ -143,15 +143,15 @@ class Refusals(FaultTest):
         return calls
 
     def faults(self, site):
-        """Calls and errors. The whole list has of each name 40 calls at most, with all errors; the
-        shortened one 6 calls, each with one error in turn and those after which it comes again.
+        """Calls and errors. The whole list has every call, with all its errors; the shortened one of
+        each name 6 calls, each with one error in turn and those after which it comes again.
         With which error the turn begins is different for each request."""
         calls, start = self.calls(site), list(REQUESTS.values()).index(site.request)
         for name in sorted({call.name for call in calls} - WITHOUT_ERRORS):
             named, errors = [call for call in calls if call.name == name], ERRORS[name].split()
             if name == "connect" and site.request.by_apple_event:
                 errors.insert(0, "EINTR")  # such a connection is made at once or not at all
-            for turn, number in enumerate(spread(len(named), 40 if IS_WHOLE else 6), start):
+            for turn, number in enumerate(spread(len(named), ALL if IS_WHOLE else 6), start):
                 some = AGAIN.get(name, set()) | {errors[turn % len(errors)]}
                 for error in errors if IS_WHOLE else sorted(some.intersection(errors)):
                     yield named[number - 1], error
@@ -181,7 +181,7 @@ class PartialEffects(FaultTest):
         self.preload = Preload(self)
 
     def try_each(self, site, permitted, call, *fault):
-        for number in spread(self.preload.count(site, call), 100 if IS_WHOLE else 6):
+        for number in spread(self.preload.count(site, call), ALL if IS_WHOLE else 6):
             run, count = self.preload.run(site, [call], *fault, first=number, last=number)
             if count:
                 self.judge(site, run, permitted, call=call, number=number, fault=fault)

@@ -54,7 +54,7 @@ char* putEscapes(char* to, char32_t character) {
 // False, with nothing appended, for a text that UTF-8 cannot hold.
 bool appendEscaped(Data& body, std::u16string_view text) {
   constexpr ptrdiff_t kASCIIAtOnce = 16;
-  static_assert(3 * kASCIIAtOnce + 3 * 4 + 1 <= BlockWriter<char>::kMostAtOnce);
+  static_assert(3 * (kASCIIAtOnce + 4) + 1 <= BlockWriter<char>::kMostAtOnce);
   const size_t sizeBefore = body.size();
   BlockWriter<char> writer(body);
   const char16_t* at = text.data();

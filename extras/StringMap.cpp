@@ -2,68 +2,14 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 
+#include "extras/SipHash.h"
 #include "extras/String.h"
 
 namespace {
 
 constexpr size_t kFirstSlots = 128;
 constexpr size_t kMostSlots = size_t{1} << 31;  // of those reached by steps of four, in 32 bits
-
-constexpr uint64_t rotatedLeft(uint64_t value, int bits) {
-  return value << bits | value >> (64 - bits);
-}
-
-// SipHash-1-3 (Aumasson and Bernstein, 2012): without the key nobody can choose texts that fall
-// into one slot, which would take the square of their number.
-class SipHash {
- public:
-  explicit SipHash(const uint64_t (&key)[2])
-      : v0_(key[0] ^ 0x736F6D6570736575),
-        v1_(key[1] ^ 0x646F72616E646F6D),
-        v2_(key[0] ^ 0x6C7967656E657261),
-        v3_(key[1] ^ 0x7465646279746573) {}
-
-  // Words of four units; the last one has the length, too.
-  uint64_t of(std::u16string_view text) {
-    const uint64_t size = text.size();
-    uint64_t word = 0;
-    for (; text.size() >= 4; text.remove_prefix(4)) {
-      std::memcpy(&word, text.data(), sizeof word);
-      take(word);
-    }
-    word = size << 48;
-    for (size_t i = 0; i < text.size(); ++i)
-      word ^= static_cast<uint64_t>(text[i]) << (16 * i);
-    take(word);
-    v2_ ^= 0xFF;
-    for (int i = 0; i < 3; ++i)
-      round();
-    return v0_ ^ v1_ ^ v2_ ^ v3_;
-  }
-
- private:
-  void take(uint64_t word) {
-    v3_ ^= word;
-    round();
-    v0_ ^= word;
-  }
-  void round() {
-    v0_ += v1_;
-    v1_ = rotatedLeft(v1_, 13) ^ v0_;
-    v0_ = rotatedLeft(v0_, 32);
-    v2_ += v3_;
-    v3_ = rotatedLeft(v3_, 16) ^ v2_;
-    v0_ += v3_;
-    v3_ = rotatedLeft(v3_, 21) ^ v0_;
-    v2_ += v1_;
-    v1_ = rotatedLeft(v1_, 17) ^ v2_;
-    v2_ = rotatedLeft(v2_, 32);
-  }
-
-  uint64_t v0_, v1_, v2_, v3_;
-};
 
 }  // namespace
 
@@ -90,7 +36,9 @@ const std::optional<std::u16string>* StringMap::find(std::u16string_view key) co
   return slot == 0 ? nullptr : &entries_[placeIn(slot)].second;
 }
 
-uint64_t StringMap::hashOf(std::u16string_view key) const { return SipHash(hashKey_).of(key); }
+// Without the key of the hash nobody can choose texts that fall into one slot, which would take the
+// square of their number.
+uint64_t StringMap::hashOf(std::u16string_view key) const { return sipHash(hashKey_, key); }
 
 // What a slot holds for an entry. The slot's number comes from the lower half of the hash.
 uint32_t StringMap::slotFor(uint64_t hash, size_t place) const {

@@ -1,0 +1,65 @@
+#include "extras/SipHash.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr uint64_t rotatedLeft(uint64_t value, int bits) {
+  return value << bits | value >> (64 - bits);
+}
+
+class State {
+ public:
+  explicit State(const uint64_t (&key)[2])
+      : v0_(key[0] ^ 0x736F6D6570736575),
+        v1_(key[1] ^ 0x646F72616E646F6D),
+        v2_(key[0] ^ 0x6C7967656E657261),
+        v3_(key[1] ^ 0x7465646279746573) {}
+
+  void take(uint64_t word) {
+    v3_ ^= word;
+    round();
+    v0_ ^= word;
+  }
+
+  uint64_t finished() {
+    v2_ ^= 0xFF;
+    for (int i = 0; i < 3; ++i)
+      round();
+    return v0_ ^ v1_ ^ v2_ ^ v3_;
+  }
+
+ private:
+  void round() {
+    v0_ += v1_;
+    v1_ = rotatedLeft(v1_, 13) ^ v0_;
+    v0_ = rotatedLeft(v0_, 32);
+    v2_ += v3_;
+    v3_ = rotatedLeft(v3_, 16) ^ v2_;
+    v0_ += v3_;
+    v3_ = rotatedLeft(v3_, 21) ^ v0_;
+    v2_ += v1_;
+    v1_ = rotatedLeft(v1_, 17) ^ v2_;
+    v2_ = rotatedLeft(v2_, 32);
+  }
+
+  uint64_t v0_, v1_, v2_, v3_;
+};
+
+}  // namespace
+
+// Words of four units; the last one has the number of bytes, too.
+uint64_t sipHash(const uint64_t (&key)[2], std::u16string_view text) {
+  State state(key);
+  const uint64_t bytes = 2 * text.size();
+  uint64_t word = 0;
+  for (; text.size() >= 4; text.remove_prefix(4)) {
+    std::memcpy(&word, text.data(), sizeof word);
+    state.take(word);
+  }
+  word = bytes << 56;
+  for (size_t i = 0; i < text.size(); ++i)
+    word |= static_cast<uint64_t>(text[i]) << (16 * i);
+  state.take(word);
+  return state.finished();
+}

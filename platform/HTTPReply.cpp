@@ -12,6 +12,9 @@ namespace {
 // pieces of a chunked body: a server that never ends them must not fill the memory.
 constexpr uint64_t kMostLineBytes = uint64_t{256} * 1024;
 
+// How much more room a body gets than it has filled, where it says that it is that long.
+constexpr uint64_t kRoomAhead = 16;
+
 std::string_view withoutBlanks(std::string_view text) { return trimmed(text, " \t"); }
 
 // A number of nothing but digits of the base (10 or 16), at most 2^63 - 1; absent otherwise.
@@ -82,12 +85,21 @@ void HTTPReply::fail(const char* what) {
   state_ = State::invalid;
 }
 
+// A string by itself only doubles its room, and copies all of a long body time and again. Not all
+// that is still to come gets some at once: a length that is only claimed must not cost memory.
+void HTTPReply::makeRoom(size_t count) {
+  const uint64_t filled = body.size() + count;
+  if (filled > body.capacity())
+    body.reserve(body.size() + std::min(remaining_, kRoomAhead * filled));
+}
+
 size_t HTTPReply::takeBodyBytes(std::string_view bytes) {
   if (expect_ == Expect::bodyToEnd) {
     body += bytes;
     return bytes.size();
   }
   const std::string_view part = bytes.substr(0, std::min<uint64_t>(remaining_, bytes.size()));
+  makeRoom(part.size());
   body += part;
   remaining_ -= part.size();
   if (remaining_ == 0) {

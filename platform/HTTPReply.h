@@ -49,6 +49,7 @@ class HTTPReply {
   void endHead();
   void takeChunkSize(std::string_view line);
   size_t takeBodyBytes(std::string_view bytes);
+  void makeRoom(size_t count);
   size_t takeLineBytes(std::string_view bytes);
   void fail(const char* what);
 

@@ -152,6 +152,33 @@ TEST(HTTPReply, HasNotBegunWithoutAByte) {
   EXPECT_EQ(parser.takeEnd(), State::incomplete);
 }
 
+// Nor is it copied time and again while it grows, if it says its length.
+TEST(HTTPReply, GetsNoMoreRoomThanItHasUseFor) {
+  const std::string piece(65536, 'x');
+  HTTPReply exact;
+  exact.take(reply("Content-Length: 1000000\r\n", ""));
+  for (size_t taken = 0; taken < 1000000; taken += piece.size())
+    exact.take(piece);
+  EXPECT_EQ(exact.body, std::string(1000000, 'x'));
+  EXPECT_LT(exact.body.capacity(), 1000100u);
+
+  HTTPReply claiming;
+  claiming.take(reply("Content-Length: 9223372036854775807\r\n", ""));
+  const void* start = nullptr;
+  size_t moves = 0;
+  for (size_t i = 0; i < 64; ++i) {
+    claiming.take(piece);
+    moves += static_cast<size_t>(start != claiming.body.data());
+    start = claiming.body.data();
+  }
+  EXPECT_LE(moves, 2u);
+  EXPECT_LE(claiming.body.capacity(), 18 * claiming.body.size());
+
+  HTTPReply chunky;
+  chunky.take(chunked("7fffffffffffffff\r\nhello"));
+  EXPECT_LE(chunky.body.capacity(), 100u);
+}
+
 TEST(HTTPReply, ReadsItsLengthFromContentLength) {
   const struct {
     std::string headerLines;

@@ -88,11 +88,11 @@ def answer_of(command, environment, content=b""):
 
 
 class Sample(NamedTuple):
-    """The medians of the runs of one command; of its memory, the most."""
+    """The medians of the runs of one command, and the fastest."""
 
     seconds: float
     fastest: float
-    peak_bytes: int
+    peak_bytes: float
     page_faults: float
     printed_bytes: int
 
@@ -109,7 +109,8 @@ def by_turns(build, rounds, commands, environment, input_name=os.devnull):
     samples = []
     for index in range(len(commands)):
         times, peaks, faults, sizes = zip(*runs[index])
-        samples.append(Sample(statistics.median(times) / 1e9, min(times) / 1e9, max(peaks) * 1024,
+        samples.append(Sample(statistics.median(times) / 1e9, min(times) / 1e9,
+                              statistics.median(peaks) * 1024,
                               statistics.median(faults), sizes[0]))
     return samples
 

@@ -1,6 +1,7 @@
 // A server application that costs next to nothing, so that a measurement shows the bridge.
 //
 //   fast_server
+//   fast_server --count
 //   fast_server --reply-bytes N [--charset NAME] [--chunk N]
 //
 // Listens on a free port of the loopback interface and prints its number as the first line. Reads
@@ -8,8 +9,9 @@
 // text/plain; charset=utf-8, and closes the connection. Whatever identifies a request therefore has
 // to come back in its own reply. Runs until it is killed; one thread, one epoll, Linux only.
 //
-// With --reply-bytes every request gets the same page of that many bytes (pageOf), in utf-8 or
-// iso-8859-1, on wish in chunks; what a request brings is thrown away as it comes.
+// With --count a request is answered with the number of its body's bytes. With --reply-bytes every
+// request gets the same page of that many bytes (pageOf), in utf-8 or iso-8859-1, on wish in
+// chunks. Either way, what a request brings is thrown away as it comes.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <strings.h>
@@ -53,15 +55,16 @@ std::string replyTo(std::string_view body) {
   return headOf("utf-8", "Content-Length: " + std::to_string(body.size())).append(body);
 }
 
-// What the options say; without a page each request is answered with its own body.
-struct Page {
+// What the options say; without any, each request is answered with its own body.
+struct Options {
+  bool counts = false;
   std::string charset = "utf-8";
   size_t bytes = 0;  // 0 for no page
   size_t chunk = 0;  // 0 for a reply with a Content-Length
 };
 
 // As many whole lines as fit in front of the last line end, dots in between.
-std::string pageOf(const Page& page) {
+std::string pageOf(const Options& page) {
   const std::string line = page.charset == "utf-8"
                                ? "Gr\u00FC\u00DFe aus Z\u00FCrich, this is a line of a page.\n"
                                : "Gr\xFC\xDF"
@@ -87,7 +90,7 @@ std::string inChunks(std::string_view text, size_t size) {
 }
 
 // The reply that every request gets; empty without a page.
-std::string replyOf(const Page& page) {
+std::string replyOf(const Options& page) {
   if (page.bytes == 0)
     return {};
   const std::string text = pageOf(page);
@@ -99,8 +102,10 @@ std::string replyOf(const Page& page) {
 // One request and its reply. Its descriptor is closed, and so watched no longer, with it.
 class Connection {
  public:
-  // An empty page stands for the request's own body; another one must outlive the connection.
-  Connection(int descriptor, std::string_view page) : descriptor_(descriptor), page_(page) {}
+  // The page must outlive the connection; an empty one stands for the request's own body, or its
+  // number of bytes.
+  Connection(int descriptor, std::string_view page, bool counts)
+      : descriptor_(descriptor), page_(page), counts_(counts) {}
   ~Connection() { close(descriptor_); }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -120,7 +125,8 @@ class Connection {
 
   const int descriptor_;
   const std::string_view page_;
-  std::string request_;  // with a page, the head only
+  const bool counts_;
+  std::string request_;  // the head only, where its body is not sent back
   size_t received_ = 0;
   size_t requestSize_ = 0;  // 0 until the head has come
   size_t bodyStart_ = 0;
@@ -145,7 +151,7 @@ bool Connection::receive() {
     if (count <= 0)
       return count < 0 && (errno == EAGAIN || errno == EINTR);
     received_ += static_cast<size_t>(count);
-    if (requestSize_ == 0 || page_.empty())
+    if (requestSize_ == 0 || (page_.empty() && !counts_))
       request_.append(buffer, static_cast<size_t>(count));
     if (static_cast<size_t>(count) < sizeof buffer)
       return true;
@@ -162,8 +168,9 @@ void Connection::answer() {
   }
   if (received_ < requestSize_)
     return;
+  const size_t bodySize = requestSize_ - bodyStart_;
   if (page_.empty())
-    echo_ = replyTo(std::string_view(request_).substr(bodyStart_, requestSize_ - bodyStart_));
+    echo_ = replyTo(counts_ ? std::to_string(bodySize) : request_.substr(bodyStart_, bodySize));
   reply_ = page_.empty() ? echo_ : page_;
 }
 
@@ -180,7 +187,7 @@ bool Connection::send() {
 
 class Server {
  public:
-  explicit Server(const Page& page);
+  explicit Server(const Options& options);
   uint16_t port() const;
   [[noreturn]] void run();
 
@@ -190,11 +197,12 @@ class Server {
   void watch(int operation, int descriptor, uint32_t events, Connection* connection);
 
   const std::string page_;
+  const bool counts_;
   const int listener_ = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
   const int epoll_ = epoll_create1(0);
 };
 
-Server::Server(const Page& page) : page_(replyOf(page)) {
+Server::Server(const Options& options) : page_(replyOf(options)), counts_(options.counts) {
   sockaddr_in address = {};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -234,7 +242,7 @@ void Server::accept() {
       quit("fast_server cannot accept");
     return;
   }
-  Connection* const connection = new Connection(descriptor, page_);
+  Connection* const connection = new Connection(descriptor, page_, counts_);
   watch(EPOLL_CTL_ADD, descriptor, EPOLLIN, connection);
   advance(connection);  // the request has often come with the connection
 }
@@ -255,28 +263,29 @@ void Server::watch(int operation, int descriptor, uint32_t events, Connection* c
 }
 
 // Ends the program for what it does not understand.
-Page pageOfArguments(int count, const char* const* arguments) {
-  Page page;
-  for (int i = 1; i < count; i += 2) {
+Options optionsOf(int count, const char* const* arguments) {
+  Options options;
+  options.counts = count == 2 && std::string_view(arguments[1]) == "--count";
+  for (int i = options.counts ? 2 : 1; i < count; i += 2) {
     const std::string_view name = arguments[i];
     if (i + 1 < count && name == "--reply-bytes")
-      page.bytes = std::strtoul(arguments[i + 1], nullptr, 10);
+      options.bytes = std::strtoul(arguments[i + 1], nullptr, 10);
     else if (i + 1 < count && name == "--chunk")
-      page.chunk = std::strtoul(arguments[i + 1], nullptr, 10);
+      options.chunk = std::strtoul(arguments[i + 1], nullptr, 10);
     else if (i + 1 < count && name == "--charset")
-      page.charset = arguments[i + 1];
+      options.charset = arguments[i + 1];
     else
       std::exit(2);
   }
-  if (page.charset != "utf-8" && page.charset != "iso-8859-1")
+  if (options.charset != "utf-8" && options.charset != "iso-8859-1")
     std::exit(2);
-  return page;
+  return options;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  Server server(pageOfArguments(argc, argv));
+  Server server(optionsOf(argc, argv));
   std::printf("%u\n", unsigned{server.port()});
   std::fflush(stdout);
   server.run();

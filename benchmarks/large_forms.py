@@ -1,7 +1,8 @@
 """Forms of many MiB: the bridge's whole process against Python's parse_qsl and urlencode."""
+import itertools
 import subprocess
 import sys
-from urllib.parse import parse_qsl
+from urllib.parse import parse_qsl, quote, unquote_plus
 
 from common import (HEADER, LONGEST, MIB, answer_of, bridge_and_server, by_turns, input_file,
                     require)
@@ -10,6 +11,7 @@ WORDS = b"The+quick+brown+fox%2C+it+is+said%2C+jumps+over+the+lazy+dog.%0D%0A"
 ESCAPES = b"".join(b"%%%02X" % byte for byte in range(1, 127))
 FOREIGN = b"Gr%C3%BC%C3%9Fe+aus+Z%C3%BCrich%2C+%E6%BC%A2%E5%AD%97+und+mehr.+"
 FIELDS_PER_MIB = 1_000_000 / 64
+TINY_FIELDS_PER_MIB = 1_100_000 / 64  # just beyond a step by which the bridge's table of keys grows
 CHECKED_MIB = 1
 PARTS = 1 / 4, 1 / 2, 1  # of the whole, to see whether the time grows with it
 
@@ -24,19 +26,37 @@ print(time.perf_counter() - start)
 """
 
 
+def encoded(text):
+    """A value as the bridge has to send it on."""
+    return quote(unquote_plus(text.decode()), safe="-_.!~*'();/?:@=$,")
+
+
+# A form of about so many MiB (of fields, the numbers above for each of them), and how many bytes of
+# the bridge's request stand for it.
+
 def value(piece, mib):
-    size = int(mib * MIB)
-    return b"value=" + piece * (size // len(piece))
+    count = int(mib * MIB) // len(piece)
+    return b"value=" + piece * count, len("value=") + count * len(encoded(piece))
 
 
 def fields(mib):
-    return b"&".join(b"field%d=value+%d" % (i, i) for i in range(int(mib * FIELDS_PER_MIB)))
+    form = b"&".join(b"field%d=value+%d" % (i, i) for i in range(int(mib * FIELDS_PER_MIB)))
+    return form, len(form) + (len("%20") - len("+")) * form.count(b"+")
 
 
-# What the tables call them; how a form of about so many MiB (fields: 1,000,000 for 64) is made.
+def tiny_fields(mib):
+    digits = "0123456789abcdefghijklmnopqrstuvwxyz"
+    keys = itertools.product(digits, repeat=4)
+    count = int(mib * TINY_FIELDS_PER_MIB)
+    form = "&".join("".join(key) + "=" for key in itertools.islice(keys, count)).encode()
+    return form, len(form)
+
+
+# By what the tables call them.
 SHAPES = {
     "one value, prose": lambda mib: value(WORDS, mib),
     "many small fields": fields,
+    "many tiny fields": tiny_fields,
     "one value, all of it escaped": lambda mib: value(ESCAPES, mib),
     "one value, much of it not ASCII": lambda mib: value(FOREIGN, mib),
     "one value, letters only": lambda mib: value(b"abcdefghijklmnopqrstuvwxyz012345", mib),
@@ -49,7 +69,7 @@ def request(form):
 
 def check(build, shape, make):
     """The server echoes the form, and it is the one that was sent."""
-    form = make(CHECKED_MIB)
+    form, _ = make(CHECKED_MIB)
     with bridge_and_server(build) as (_, environment):
         answer = answer_of([build.bridge], {**environment, **request(form)}, form)
     pairs = dict(parse_qsl(answer[len(HEADER):-2].decode(), keep_blank_values=True))
@@ -65,15 +85,20 @@ def python_seconds(input_name):
 
 
 def measure_shape(build, make, mib, rounds):
-    """The server throws the form away and answers with a short page, so it hardly counts."""
+    """The server counts the bytes of the request and throws them away, so it hardly costs."""
     sizes = []
-    with bridge_and_server(build, "--reply-bytes", "2") as (_, environment):
+    with bridge_and_server(build, "--count") as (_, environment):
+        variables = int(answer_of([build.bridge], {**environment, **request(b"")})[len(HEADER):])
         for part in PARTS:
-            form = make(part * mib)
+            form, sent_bytes = make(part * mib)
+            ours = {**environment, **request(form)}
+            answer = answer_of([build.bridge], ours, form)
+            require(int(answer[len(HEADER):]) == variables + len("&") + sent_bytes,
+                    f"Of a large form {sent_bytes} bytes are to be sent, not as many as", answer)
             with input_file(form) as input_name:
                 sample, floor = by_turns(build, rounds, [[build.bridge], [build.fields_floor]],
-                                         {**environment, **request(form)}, input_name)
-                require(sample.printed_bytes == len(HEADER) + 2, "A large form is not answered")
+                                         ours, input_name)
+                require(sample.printed_bytes == len(answer), "A large form is not answered")
                 require(floor.printed_bytes == len(HEADER) + len(str(len(form) + 1)),
                         "The floor loses a large form")
                 sizes.append({"bytes": len(form), "floor": floor._asdict(), **sample._asdict()})
@@ -98,7 +123,7 @@ def measure(build, is_quick):
 def growth(sizes):
     """How many times as long a byte takes at the whole size as at a quarter of it.
 
-    By the fastest runs: both sizes are not measured by turns, so what disturbs one spares the other.
+    By the fastest runs: the sizes are not measured by turns, so what disturbs one spares another.
     """
     first, last = sizes[0], sizes[-1]
     return last["fastest"] / last["bytes"] / (first["fastest"] / first["bytes"])

@@ -19,8 +19,8 @@ from common import HERE, LONGEST, ROOT, Build, WrongAnswer
 from private_apache import ApacheError
 
 PAGE = os.path.join(ROOT, "docs", "performance.md")
-PACKAGES = ("apache2-bin", "apache2-utils", "curl", "g++", "libc6", "libfcgi-bin", "perl",
-            "python3", "valgrind")
+PACKAGES = ("apache2-bin", "curl", "g++", "libc6", "libfcgi-bin", "perl", "python3", "valgrind",
+            "wrk")
 
 
 def package_versions():

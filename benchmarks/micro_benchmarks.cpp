@@ -1,5 +1,6 @@
-// The operations where a run's time goes, one at a time, by the product's public headers. The
-// figures are bytes a second of what goes in; compare them on one machine only.
+// The operations where a run's time goes, one at a time, by the product's public headers, and a few
+// of the others on long texts. The figures are bytes a second of what goes in; compare them on one
+// machine only.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <stdlib.h>

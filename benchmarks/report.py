@@ -22,10 +22,11 @@ FORM_MEMORY = 6       # at most so many times the form, for a form of one value
 REPLY_SPEED = 0.5     # at least so much of the floor's speed
 REPLY_MEMORY = 5      # at most so many times the reply
 GROWTH = 1.25         # at most so many times the time of a byte at a quarter of the size
-# Python leaves such a value as it is without looking at its bytes one by one; just to read and
-# send them takes longer than that limit would allow.
-WITHOUT_SPEED_LIMIT = "one value, letters only",
-WITHOUT_MEMORY_LIMIT = OF_MANY_FIELDS = "many small fields",
+# Python leaves letters as they are without looking at each; just to read and send them takes longer
+# than that limit would allow. Tiny fields are there for their memory.
+WITHOUT_SPEED_LIMIT = "one value, letters only", "many tiny fields"
+WITHOUT_MEMORY_LIMIT = "many small fields", "many tiny fields"
+WITH_FLOOR = "many small fields",
 SERVER_MILLISECONDS = 1, 5, 20, 100
 
 
@@ -111,7 +112,7 @@ def forms_table(results):
         rows.append([shape, mebibytes(form["sizes"][-1]["bytes"]), parts_of(form["sizes"]),
                      milliseconds(form["python_seconds"]), speed,
                      f"{form['python_seconds'] / form['sizes'][-1]['floor']['seconds']:.2f}"
-                     if shape in OF_MANY_FIELDS else "",
+                     if shape in WITH_FLOOR else "",
                      at_most(form["growth"], GROWTH), memory])
     return table(["form", "size", "bridge at 1/4, 1/2, whole", "Python", "times as fast as Python",
                   "the fields' floor", "growth", "memory, times the form"], rows)
@@ -190,11 +191,18 @@ def surroundings(results):
         f"{packages}.", 100)
 
 
+def per_mib(measured):
+    whole = measured["sizes"][-1]
+    return milliseconds(whole["seconds"] / whole["bytes"] * MIB)
+
+
 def values(results):
     """What the page's template asks for, by name."""
-    small, forms, replies = results["small"], results["forms"], results["replies"]
+    small, forms = results["small"], results["forms"]
     capacity = Capacity(results)
-    prose, utf8 = forms["one value, prose"], replies["UTF-8"]
+    large = {"prose": forms["one value, prose"], "fields": forms["many small fields"],
+             "tiny": forms["many tiny fields"],
+             "reply": max(results["replies"].values(), key=lambda reply: reply["memory"])}
     return {
         "surroundings": surroundings(results), "small": small_table(results),
         "counts": counts_table(results), "aims": aims_table(results), "apache": apache_table(results),
@@ -205,11 +213,8 @@ def values(results):
         "form_bytes": small["form_bytes"], "apache_seconds": results["apache"]["seconds"],
         "apache_rounds": results["apache"]["rounds"],
         "bridge_memory": mebibytes(small["GET"]["bridge"]["peak_bytes"]),
-        "form_per_mib": milliseconds(prose["sizes"][-1]["seconds"] / prose["sizes"][-1]["bytes"]
-                                     * MIB),
-        "reply_per_mib": milliseconds(utf8["sizes"][-1]["seconds"] / utf8["sizes"][-1]["bytes"]
-                                      * MIB),
-        "form_memory": f"{prose['memory']:.1f}", "reply_memory": f"{utf8['memory']:.1f}",
+        **{f"{name}_per_mib": per_mib(measured) for name, measured in large.items()},
+        **{f"{name}_memory": f"{measured['memory']:.1f}" for name, measured in large.items()},
     }
 
 

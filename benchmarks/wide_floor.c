@@ -1,13 +1,16 @@
-/* The floor for a program that keeps the reply until it is complete and has it as 16-bit units in
- * between: each byte is made one and made a byte again, with no look at what it says. */
+/* The floor for a program that has the whole reply as 16-bit units before it prints any of it: each
+ * byte becomes one as it comes and a byte again as it goes, with no look at what it says. */
 #define _GNU_SOURCE
 #include <stdint.h>
 #include <sys/mman.h>
 
 #include "floor.h"
 
-/* Memory that starts as large pages, which is the fastest. */
-static void* memory(size_t size) {
+enum { MOST = 256 << 20, BLOCK = 256 << 10 };
+
+/* Memory that starts as large pages, which is the fastest; what is not touched costs nothing. */
+static uint16_t* memory(void) {
+  const size_t size = sizeof(uint16_t) * MOST;
   void* const start = mmap(NULL, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (start == MAP_FAILED)
     exit(1);
@@ -16,27 +19,29 @@ static void* memory(size_t size) {
 }
 
 int main(void) {
-  enum { MOST = 256 << 20 }; /* addresses; what is not touched costs nothing */
+  static char block[BLOCK];
+  uint16_t* const text = memory();
+  size_t size = 0;
   const int connection = request_sent();
   const size_t first = received(connection);
-  const char* const start = body_of(first);
-  unsigned char* const body = memory(MOST);
-  size_t size = (size_t)(buffer + first - start);
-  memcpy(body, start, size);
-  for (size_t count; (count = received(connection)) > 0; size += count) {
+  const char* from = body_of(first);
+  for (size_t count = (size_t)(buffer + first - from);; from = buffer) {
+    for (size_t i = 0; i < count; ++i)
+      text[size + i] = (unsigned char)from[i];
+    size += count;
+    count = received(connection);
+    if (count == 0)
+      break;
     if (count > MOST - size)
       return 1;
-    memcpy(body + size, buffer, count);
   }
 
-  uint16_t* const text = memory(2 * size);
-  for (size_t i = 0; i < size; ++i)
-    text[i] = body[i];
-  munmap(body, MOST);
-  char* const output = memory(sizeof header - 1 + size);
-  memcpy(output, header, sizeof header - 1);
-  for (size_t i = 0; i < size; ++i)
-    output[sizeof header - 1 + i] = (char)text[i];
-  print(output, sizeof header - 1 + size);
+  print(header, sizeof header - 1);
+  for (size_t at = 0; at < size; at += BLOCK) {
+    const size_t count = size - at < BLOCK ? size - at : BLOCK;
+    for (size_t i = 0; i < count; ++i)
+      block[i] = (char)text[at + i];
+    print(block, count);
+  }
   return 0;
 }

@@ -15,7 +15,7 @@ import large_replies
 import report
 import small_requests
 import under_apache
-from common import HERE, LONGEST, ROOT, Build, WrongAnswer
+from common import HERE, LONGEST, ROOT, Build, WrongAnswer, open_folder
 from private_apache import ApacheError
 
 PAGE = os.path.join(ROOT, "docs", "performance.md")
@@ -76,13 +76,14 @@ def main():
     arguments = parser.parse_args()
     for number in signal.SIGINT, signal.SIGTERM:
         signal.signal(number, lambda *_: sys.exit(1))
-    build = Build(os.path.abspath(arguments.build))
     results = {"is_quick": arguments.quick, **surroundings()}
-    for name, measure in PARTS.items():
-        # The build before has its part in it, so this is a hint to whoever reads along.
-        print(f"Measuring: {name} (load of the last minute: {os.getloadavg()[0]:.1f})",
-              file=sys.stderr, flush=True)
-        results[name] = measure(build, arguments.quick)
+    with open_folder() as place:
+        build = Build(arguments.build, place)
+        for name, measure in PARTS.items():
+            # The build before has its part in it, so this is a hint to whoever reads along.
+            print(f"Measuring: {name} (load of the last minute: {os.getloadavg()[0]:.1f})",
+                  file=sys.stderr, flush=True)
+            results[name] = measure(build, arguments.quick)
     with open(os.path.join(arguments.build, "results.json"), "w", encoding="utf-8") as file:
         json.dump(results, file, indent=1)
     print(report.tables_only(results))

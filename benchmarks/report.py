@@ -59,7 +59,7 @@ def small_table(results):
     small = results["small"]
     rows = [[name, milliseconds(get["seconds"]), f"{get['ratio']:.2f}",
              milliseconds(small["POST"][name]["seconds"]), f"{small['POST'][name]['ratio']:.2f}",
-             mebibytes(get["peak_bytes"])] for name, get in small["GET"].items()]
+             mebibytes(small["peaks"][name])] for name, get in small["GET"].items()]
     return table(["program", "GET", "of the bridge's", "form", "of the bridge's", "peak memory"],
                  rows)
 
@@ -68,14 +68,14 @@ def counts_table(results):
     small = results["small"]
     rows = [[name, f"{counts['instructions']:,}" + ("" if counts["is_repeatable"] else " (varies)"),
              counts["system_calls"], f"{small['GET'][name]['page_faults']:.0f}",
-             mebibytes(small["GET"][name]["peak_bytes"])]
+             mebibytes(small["peaks"][name])]
             for name, counts in small["counts"].items()]
     return table(["program", "instructions", "system calls", "page faults", "peak memory"], rows)
 
 
 def aims_table(results):
     get, counts = results["small"]["GET"], results["small"]["counts"]["bridge"]
-    bridge, floor = get["bridge"], get["C floor"]
+    bridge, floor, peaks = get["bridge"], get["C floor"], results["small"]["peaks"]
     return table(["a GET of the bridge's", "figure"], [
         ["time, times the C floor's", at_most(bridge["seconds"] / floor["seconds"], GET_TIME)],
         ["time, times cgi-fcgi's", at_most(bridge["seconds"] / get["cgi-fcgi"]["seconds"], 1)],
@@ -84,7 +84,7 @@ def aims_table(results):
         ["system calls", judged(counts["system_calls"], f"at most {GET_SYSTEM_CALLS}",
                                 counts["system_calls"] <= GET_SYSTEM_CALLS)],
         ["peak memory, times the C floor's",
-         at_most(bridge["peak_bytes"] / floor["peak_bytes"], GET_MEMORY)]])
+         at_most(peaks["bridge"] / peaks["C floor"], GET_MEMORY)]])
 
 
 def apache_table(results):
@@ -212,7 +212,7 @@ def values(results):
         "cheap_rounds": small["rounds"][0], "dear_rounds": small["rounds"][1],
         "form_bytes": small["form_bytes"], "apache_seconds": results["apache"]["seconds"],
         "apache_rounds": results["apache"]["rounds"],
-        "bridge_memory": mebibytes(small["GET"]["bridge"]["peak_bytes"]),
+        "bridge_memory": mebibytes(small["peaks"]["bridge"]),
         **{f"{name}_per_mib": per_mib(measured) for name, measured in large.items()},
         **{f"{name}_memory": f"{measured['memory']:.1f}" for name, measured in large.items()},
     }

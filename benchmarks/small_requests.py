@@ -2,8 +2,10 @@
 import contextlib
 import os
 import re
+import statistics
 import subprocess
 import tempfile
+import time
 from typing import NamedTuple
 from urllib.parse import parse_qsl, urlencode
 
@@ -27,6 +29,7 @@ FIELDS = {"name": "Zoë Müller", "street": "Main Street 17 & Garden", "city": "
 FORM = urlencode(FIELDS).encode()
 NAMES = ("bridge", "C floor", "printing program", "cgi-fcgi", "shell and curl", "Perl", "Python")
 CHEAP = NAMES[:4]
+STRACE = "/usr/bin/strace"
 
 
 class Peer(NamedTuple):
@@ -120,10 +123,59 @@ def instructions(command, environment):
 
 def system_calls(command, environment):
     with tempfile.NamedTemporaryFile("r", encoding="utf-8", errors="replace") as log:
-        subprocess.run(["/usr/bin/strace", "-f", "-o", log.name, *command], env=environment,
+        subprocess.run([STRACE, "-f", "-o", log.name, *command], env=environment,
                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, timeout=LONGEST,
                        check=True)
         return sum("(" in line for line in log if not re.match(r"\d+ +(\+\+\+|---)", line))
+
+
+def descendants(pid):
+    try:
+        with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as file:
+            children = [int(child) for child in file.read().split()]
+    except OSError:  # it has ended
+        return []
+    return children + [pid for child in children for pid in descendants(child)]
+
+
+def peak_so_far(pid):
+    """In bytes; 0 for a process that has ended or is not yet what it will be."""
+    try:
+        if os.readlink(f"/proc/{pid}/exe") == STRACE:
+            return 0
+        with open(f"/proc/{pid}/status", encoding="utf-8") as file:
+            found = re.search(r"^VmHWM:\s+(\d+) kB", file.read(), re.MULTILINE)
+        return int(found[1]) * 1024 if found else 0
+    except OSError:
+        return 0
+
+
+def peak_bytes(command, environment):
+    """The most memory of any process of one run.
+
+    What the system tells of a process that has ended lacks what each processor still counts by
+    itself, which is a tenth of a small program's. So strace holds each process back for a moment
+    before it ends, and meanwhile it is looked at.
+    """
+    peak = 0
+    with subprocess.Popen([STRACE, "-f", "-o", os.devnull, "-e", "trace=exit_group",
+                           "-e", "inject=exit_group:delay_enter=50000", *command], env=environment,
+                          stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL) as run:
+        while run.poll() is None:
+            peak = max([peak, *map(peak_so_far, descendants(run.pid))])
+            time.sleep(0.005)
+    require(run.returncode == 0 and peak > 0, f"{command[0]} fails under strace")
+    return peak
+
+
+def measure_peaks(peers_by_name, environment, rounds):
+    """Medians, by turns: how much is mapped at once depends on where the system puts a program."""
+    environment = {**environment, **VARIABLES, "REQUEST_METHOD": "GET"}
+    peaks = {name: [] for name in peers_by_name}
+    for _ in range(rounds):
+        for name, peer in peers_by_name.items():
+            peaks[name].append(peak_bytes(peer.command, environment))
+    return {name: statistics.median(found) for name, found in peaks.items()}
 
 
 def measure_counts(peers_by_name, environment):
@@ -143,4 +195,5 @@ def measure(build, is_quick):
         result = {method: measure_kind(build, peers_by_name, environment, method, rounds)
                   for method in ("GET", "POST")}
         result["counts"] = measure_counts(peers_by_name, environment)
+        result["peaks"] = measure_peaks(peers_by_name, environment, rounds[1])
     return {"rounds": rounds, "form_bytes": len(FORM), **result}

@@ -23,9 +23,10 @@ REPLY_SPEED = 0.5     # at least so much of the floor's speed
 REPLY_MEMORY = 5      # at most so many times the reply
 GROWTH = 1.25         # at most so many times the time of a byte at a quarter of the size
 # Python leaves letters as they are without looking at each; just to read and send them takes longer
-# than that limit would allow. Tiny fields are there for their memory.
+# than that limit would allow. There is no aim for tiny fields.
 WITHOUT_SPEED_LIMIT = "one value, letters only", "many tiny fields"
 WITHOUT_MEMORY_LIMIT = "many small fields", "many tiny fields"
+WITHOUT_GROWTH_LIMIT = "many tiny fields",
 WITH_FLOOR = "many small fields",
 SERVER_MILLISECONDS = 1, 5, 20, 100
 
@@ -113,7 +114,8 @@ def forms_table(results):
                      milliseconds(form["python_seconds"]), speed,
                      f"{form['python_seconds'] / form['sizes'][-1]['floor']['seconds']:.2f}"
                      if shape in WITH_FLOOR else "",
-                     at_most(form["growth"], GROWTH), memory])
+                     f"{form['growth']:.2f}" if shape in WITHOUT_GROWTH_LIMIT
+                     else at_most(form["growth"], GROWTH), memory])
     return table(["form", "size", "bridge at 1/4, 1/2, whole", "Python", "times as fast as Python",
                   "the fields' floor", "growth", "memory, times the form"], rows)
 

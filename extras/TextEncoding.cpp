@@ -82,19 +82,16 @@ const Byte* firstByte(std::string_view bytes) {
 
 bool isContinuation(Byte byte) { return (byte & 0xC0) == 0x80; }
 
-// The length of the well-formed sequence at the start of [at, end), 0 where there is none. Only
-// the second byte's range depends on the first (Unicode 15.0, table 3-7).
+// The length of the well-formed sequence at the start of [at, end), which is not ASCII; 0 where
+// there is none. Only the second byte's range depends on the first (Unicode 15.0, table 3-7).
 size_t sequenceLength(const Byte* at, const Byte* end) {
   const Byte first = *at;
-  const size_t length = first < 0x80   ? 1
-                        : first < 0xC2 ? 0
+  const size_t length = first < 0xC2   ? 0
                         : first < 0xE0 ? 2
                         : first < 0xF0 ? 3
                         : first < 0xF5 ? 4
                                        : 0;
-  if (length < 2)
-    return length;
-  if (static_cast<size_t>(end - at) < length)
+  if (length == 0 || static_cast<size_t>(end - at) < length)
     return 0;
   const Byte low = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
   const Byte high = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;

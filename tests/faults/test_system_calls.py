@@ -109,6 +109,12 @@ class Call(NamedTuple):
         return {"page", "message", "out of memory"}
 
 
+def parts(line):
+    """A line's call, descriptor and file, as in a Call."""
+    name, descriptor, file = LINE.match(line).groups()
+    return name, int(descriptor or -1), file or ""
+
+
 class Refusals(FaultTest):
     """Calls that strace refuses."""
 
@@ -130,13 +136,13 @@ class Refusals(FaultTest):
         self.assertEqual(site.verdict(run), "page", run)
         calls, numbers, owner = [], {}, "loader"
         for line in lines:
-            name, descriptor, file = LINE.match(line).groups()
+            name, descriptor, file = parts(line)
             numbers[name] = numbers.get(name, 0) + 1
-            if line.startswith("rt_sigaction(SIGPIPE") or descriptor == "1":
+            if line.startswith("rt_sigaction(SIGPIPE") or descriptor == 1:
                 owner = "bridge"
             elif "/gconv/" in line:
                 owner = "converter"
-            calls.append(Call(name, numbers[name], owner, int(descriptor or -1), file or ""))
+            calls.append(Call(name, numbers[name], owner, descriptor, file))
         self.assertEqual(owner, "bridge")
         self.assertEqual(numbers.keys() - ERRORS.keys() - WITHOUT_ERRORS, set(),
                          "which errors do these calls have?")
@@ -167,8 +173,8 @@ class Refusals(FaultTest):
             refused = next((line for line in lines if "(INJECTED)" in line), None)
             if refused:
                 # A large reply comes in more pieces or fewer: it may be another call of this name.
-                _, descriptor, file = LINE.match(refused).groups()
-                made = call._replace(descriptor=int(descriptor or -1), file=file or "")
+                _, descriptor, file = parts(refused)
+                made = call._replace(descriptor=descriptor, file=file)
                 self.judge(site, run, made.permitted(error), call=call.name, number=call.number,
                            error=error)
                 reason = re.search(rb" failed: (.*)\.\r\n", run.stdout)

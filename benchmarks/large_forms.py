@@ -95,12 +95,13 @@ def measure_shape(build, make, mib, rounds):
             answer = answer_of([build.bridge], ours, form)
             require(int(answer[len(HEADER):]) == variables + len("&") + sent_bytes,
                     f"Of a large form {sent_bytes} bytes are to be sent, not as many as", answer)
+            joined = answer_of([build.fields_floor], ours, form)
+            require(joined == HEADER + b"%d" % (len(form) + 1), "The floor loses a form", joined)
             with input_file(form) as input_name:
                 sample, floor = by_turns(build, rounds, [[build.bridge], [build.fields_floor]],
                                          ours, input_name)
                 require(sample.printed_bytes == len(answer), "A large form is not answered")
-                require(floor.printed_bytes == len(HEADER) + len(str(len(form) + 1)),
-                        "The floor loses a large form")
+                require(floor.printed_bytes == len(joined), "The floor does not answer")
                 sizes.append({"bytes": len(form), "floor": floor._asdict(), **sample._asdict()})
                 if part == 1:
                     python = python_seconds(input_name)

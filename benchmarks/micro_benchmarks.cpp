@@ -19,6 +19,8 @@
 #include "extras/TextEncoding.h"
 #include "platform/HTTPReply.h"
 
+namespace quintora {
+
 namespace {
 
 constexpr size_t kTextBytes = 1 << 20;
@@ -292,3 +294,5 @@ void StringWithFormat(benchmark::State& state) {
 BENCHMARK(StringWithFormat);
 
 }  // namespace
+
+}  // namespace quintora

@@ -4,6 +4,8 @@
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 
+namespace quintora {
+
 const char16_t* const kServerDefaultsSuite = SERVER_DEFAULTS_SUITE;
 
 namespace {
@@ -66,3 +68,5 @@ void ChooseConnection(const String& commandName) {
   Preferences preferences(kServerDefaultsSuite);
   recordConnection(connectionFor(commandName, preferences));
 }
+
+}  // namespace quintora

@@ -4,6 +4,8 @@
 #include "extras/String.h"
 #include "platform/Preferences.h"
 
+namespace quintora {
+
 // The server application's preference domain, chosen when the bridge is built.
 extern const char16_t* const kServerDefaultsSuite;
 
@@ -32,3 +34,5 @@ void recordConnection(const ConnectionChoice& choice);
 
 // Decides for this bridge, by the server application's preferences, and records it.
 void ChooseConnection(const String& commandName);
+
+}  // namespace quintora

@@ -5,6 +5,8 @@
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 
+namespace quintora {
+
 String FinishResponse(String response) {
   if (notContainsExactString(response, u"\n"))
     response = stringByReplacingOccurrencesOfStringWithString(std::move(response), u"\r", u"\r\n");
@@ -16,3 +18,5 @@ String FinishResponse(String response) {
     *response += u"\r\n";  // in place: a large response is not copied for its line end
   return response;
 }
+
+}  // namespace quintora

@@ -11,6 +11,8 @@
 #include "extras/Pieces.h"
 #include "platform/Process.h"
 
+namespace quintora {
+
 namespace {
 
 // Left over behind the body; the zero that ends it needs one byte of them.
@@ -89,3 +91,5 @@ void CaptureRequest(const String& bridgePath, const String& commandName) {
   setObjectForKey(postParameters, commandName, tunnelKey(u"CLICOMMAND"));
   AddPostData();
 }
+
+}  // namespace quintora

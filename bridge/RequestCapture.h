@@ -3,6 +3,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 // The CGI variables that are forwarded, in their order.
 inline constexpr const char16_t* kCGIVariables[] = {
     u"SERVER_SOFTWARE",      u"QUERY_STRING",     u"REMOTE_ADDR",  u"REMOTE_PORT",
@@ -28,3 +30,5 @@ void CaptureRequest(const String& bridgePath, const String& commandName);
 // reads nothing. A body that is not valid UTF-8 has no fields; in tunnel mode a field that cannot
 // be decoded ends the run (setObjectForKey).
 void AddPostData();
+
+}  // namespace quintora

@@ -4,6 +4,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 // Tunnel mode: what will be posted. Absent in Apple-event mode.
 extern Dictionary postParameters;
 
@@ -18,3 +20,5 @@ extern String postDataCode;
 
 // The response, or a message in its place. The last writer wins.
 extern String cgiResult;
+
+}  // namespace quintora

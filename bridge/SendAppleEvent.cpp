@@ -8,6 +8,8 @@
 #include "extras/NSString.h"
 #include "platform/AppleEvents.h"
 
+namespace quintora {
+
 namespace {
 
 constexpr FourCharCode fourCharCode(const char (&text)[5]) {
@@ -124,3 +126,5 @@ bool exchangeAppleEvent(const String& statement) {
   disposeAll(descriptors);
   return true;
 }
+
+}  // namespace quintora

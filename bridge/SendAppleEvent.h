@@ -3,6 +3,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 // Sends the statement to the application with the signature 'QUIZ', waits for the reply and leaves
 // its text, or a message, in cgiResult, which is absent afterwards when the text is not UTF-8.
 //
@@ -12,3 +14,5 @@ void SendAppleEvent(const String& statement);
 
 // The same; tells whether a reply has come, and not a message stands in its place.
 bool exchangeAppleEvent(const String& statement);
+
+}  // namespace quintora

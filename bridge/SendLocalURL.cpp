@@ -5,6 +5,8 @@
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 
+namespace quintora {
+
 namespace {
 
 constexpr std::chrono::seconds kTimeoutInterval(60);
@@ -53,3 +55,5 @@ String textOfReply(std::string_view body, TextEncoding encoding) {
     text = u"";
   return text;
 }
+
+}  // namespace quintora

@@ -4,6 +4,8 @@
 #include "platform/HTTPClient.h"
 #include "platform/TextEncodings.h"
 
+namespace quintora {
+
 // Posts postParameters to the server's port on this machine, waits for the reply and leaves its
 // text, or a message, in cgiResult, which is never absent afterwards. Never sends twice.
 void SendLocalURL();
@@ -20,3 +22,5 @@ String resultOfResponse(const HTTPResponse& response);
 // The text of a reply whose declared charset has this identifier: 0 leaves the encoding to be
 // found out. What cannot be decoded gives the empty text.
 String textOfReply(std::string_view body, TextEncoding encoding);
+
+}  // namespace quintora

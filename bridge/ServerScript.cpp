@@ -3,6 +3,8 @@
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 
+namespace quintora {
+
 namespace {
 
 String entryListText(const Array& entries) { return componentsJoinedByString(entries, u",\n"); }
@@ -22,3 +24,5 @@ String serverScriptStatement(const Array& variables, const String& form) {
       u"setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n%@\n),%@)\n",
       {entryListText(variables), form});
 }
+
+}  // namespace quintora

@@ -3,6 +3,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 // A literal of no text.
 inline constexpr const char16_t* kEmptyLiteral = u"\"\"";
 
@@ -15,3 +17,5 @@ String formDictionaryText(const Array& entries);
 // The statement that hands both dictionaries to the server's procedure and returns its value. The
 // form is either a form dictionary text or the empty literal; an absent argument stands as (null).
 String serverScriptStatement(const Array& variables, const String& form);
+
+}  // namespace quintora

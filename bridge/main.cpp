@@ -12,6 +12,8 @@
 #include "extras/NSString.h"
 #include "platform/Process.h"
 
+namespace quintora {
+
 namespace {
 
 // The path by which the web server started the bridge; empty when the argument list is.
@@ -21,7 +23,10 @@ String pathOfBridge(int count, const char* const* arguments) {
 
 }  // namespace
 
+}  // namespace quintora
+
 int main(int argc, char** argv) {
+  using namespace quintora;
   prepareProcess();
   answerWhenOutOfMemory("Quintora CGI error: Out of memory.");
   const String bridgePath = pathOfBridge(argc, argv);

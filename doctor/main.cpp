@@ -16,6 +16,8 @@
 #include "extras/NSString.h"
 #include "platform/Process.h"
 
+namespace quintora {
+
 namespace {
 
 constexpr int kHealthy = 0;
@@ -237,7 +239,10 @@ int examine(const char* path, bool isProbing) {
 
 }  // namespace
 
+}  // namespace quintora
+
 int main(int argc, char** argv) {
+  using namespace quintora;
   prepareProcess();
   setOutOfMemoryHandler(endOutOfMemory);
   bool isProbing = false;

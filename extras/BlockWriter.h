@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string>
 
+namespace quintora {
+
 // Appends to a text by way of a block that stays in the processor's cache. A string has no room to
 // write into that it has not cleared, and to clear many megabytes takes as long as to fill them.
 template <typename Unit>
@@ -35,3 +37,5 @@ class BlockWriter {
   Unit block_[kBlock];
   Unit* place_ = block_;
 };
+
+}  // namespace quintora

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace quintora {
+
 template <typename Unit>
 constexpr bool isASCIIDigit(Unit unit) {
   return unit >= '0' && unit <= '9';
@@ -86,3 +88,5 @@ inline char* putUTF8(char* to, char32_t character) {
   put(0x80 | (character & 0x3F));
   return to;
 }
+
+}  // namespace quintora

@@ -1,5 +1,7 @@
 #include "extras/NSArray+Extras.h"
 
+namespace quintora {
+
 namespace {
 
 const String kAbsent;
@@ -21,3 +23,5 @@ const String& stringFromArrayElement(const Array& receiver, int64_t index) {
     return empty;
   return (*receiver)[static_cast<uint64_t>(index)];
 }
+
+}  // namespace quintora

@@ -8,6 +8,8 @@
 #include "extras/Characters.h"
 #include "extras/TextEncoding.h"
 
+namespace quintora {
+
 namespace {
 
 const String kAbsent;
@@ -121,3 +123,5 @@ Data encodePostData(const Dictionary& receiver) {
   }
   return body;
 }
+
+}  // namespace quintora

@@ -3,6 +3,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 // Sets the key to the value, in place of an earlier one. An absent key or value ends the run
 // (raiseException); an absent receiver is left alone.
 void setObjectForKey(Dictionary& receiver, String value, String key);
@@ -17,3 +19,5 @@ const String& stringForKeyDefault(const Dictionary& receiver, const String& key,
 // in keys too. A key or value that UTF-8 cannot hold stands as "(null)". Empty for an empty or an
 // absent receiver.
 Data encodePostData(const Dictionary& receiver);
+
+}  // namespace quintora

@@ -5,6 +5,8 @@
 
 #include "extras/NSString.h"
 
+namespace quintora {
+
 namespace {
 
 // The substring of the units start up to end; positions outside the text, which as unsigned
@@ -179,3 +181,5 @@ String quiQuoted(const String& receiver) {
   return stringWithFormat(
       u"\"%@\"", {stringByReplacingOccurrencesOfStringWithString(receiver, u"\"", u"\"\"")});
 }
+
+}  // namespace quintora

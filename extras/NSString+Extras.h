@@ -4,6 +4,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 // The units from `from` up to, not including, `to`. A negative `from` counts from the end (-1 is
 // the last unit), and so does a negative `to` (-1 is the end of the text, -2 leaves off the last
 // unit). Both are clamped into the text, as unsigned numbers: a start before the beginning becomes
@@ -58,3 +60,5 @@ String stringWithUnknownEncodingData(std::string_view data);
 // The text as a literal of the server's language: each double quote in it doubled, one put before
 // it and one after. Nothing else is escaped; line ends, braces and backslashes stand raw.
 String quiQuoted(const String& receiver);
+
+}  // namespace quintora

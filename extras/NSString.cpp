@@ -6,6 +6,8 @@
 #include "extras/Characters.h"
 #include "extras/Uppercase.h"
 
+namespace quintora {
+
 namespace {
 
 void (*uncaughtExceptionHandler)() = std::abort;
@@ -246,3 +248,5 @@ String stringWithFileSystemRepresentation(std::string_view bytes) {
   const String text = initWithDataEncoding(bytes, kUTF8TextEncoding);
   return text ? text : initWithDataEncoding(bytes, kMacOSRomanTextEncoding);
 }
+
+}  // namespace quintora

@@ -8,6 +8,8 @@
 #include "extras/String.h"
 #include "extras/TextEncoding.h"
 
+namespace quintora {
+
 // The location that a search reports when it finds nothing.
 inline constexpr int64_t NSNotFound = INT64_MAX;
 
@@ -91,3 +93,5 @@ class FormatArgument {
 // another placeholder, or one without an argument, ends the run (raiseException).
 String stringWithFormat(std::u16string_view format,
                         std::initializer_list<FormatArgument> arguments);
+
+}  // namespace quintora

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <string_view>
 
+namespace quintora {
+
 // Cuts the text before the first separator, and the separator, off the text and returns it; all of
 // the text where there is none.
 template <typename Unit>
@@ -31,3 +33,5 @@ std::basic_string_view<Unit> trimmed(std::basic_string_view<Unit> text, const Un
     return {};
   return text.substr(first, text.find_last_not_of(set) - first + 1);
 }
+
+}  // namespace quintora

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+namespace quintora {
+
 namespace {
 
 constexpr uint64_t rotatedLeft(uint64_t value, int bits) {
@@ -63,3 +65,5 @@ uint64_t sipHash(const uint64_t (&key)[2], std::u16string_view text) {
   state.take(word);
   return state.finished();
 }
+
+}  // namespace quintora

@@ -10,6 +10,8 @@
 
 #include "extras/StringMap.h"
 
+namespace quintora {
+
 // Unicode text in UTF-16 code units. Lengths, positions and ranges count units, so a position may
 // fall between the halves of a surrogate pair. Every value may be absent (nullopt): an operation
 // on an absent receiver yields false, zero or absent, the negative tests included.
@@ -34,3 +36,5 @@ inline uint64_t length(const String& receiver) { return receiver ? receiver->siz
 
 // How raiseException ends the run. The handler must not return; until one is set it is std::abort.
 void NSSetUncaughtExceptionHandler(void (*handler)());
+
+}  // namespace quintora

@@ -6,6 +6,8 @@
 #include "extras/SipHash.h"
 #include "extras/String.h"
 
+namespace quintora {
+
 namespace {
 
 constexpr size_t kFirstSlots = 128;
@@ -84,3 +86,5 @@ bool operator==(const StringMap& a, const StringMap& b) {
            return value && *value == entry.second;
          });
 }
+
+}  // namespace quintora

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+namespace quintora {
+
 // A map from text to text that may be absent, in the order in which the keys first came. To set or
 // find a key takes the same time however many there are, and although visitors choose them.
 class StringMap {
@@ -47,3 +49,5 @@ class StringMap {
 
 // Whether both have the same keys and values, in any order.
 bool operator==(const StringMap& a, const StringMap& b);
+
+}  // namespace quintora

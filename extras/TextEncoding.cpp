@@ -6,6 +6,8 @@
 #include "extras/BlockWriter.h"
 #include "extras/Characters.h"
 
+namespace quintora {
+
 namespace {
 
 using Byte = unsigned char;
@@ -295,3 +297,5 @@ Data lossyUTF8Data(const String& receiver) {
   writer.flush();
   return bytes;
 }
+
+}  // namespace quintora

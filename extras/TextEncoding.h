@@ -4,6 +4,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 // Text encoding identifiers, in the numbering of macOS (NSStringEncoding); 0 names no encoding.
 using TextEncoding = uint64_t;
 inline constexpr TextEncoding kNoTextEncoding = 0;
@@ -32,3 +34,5 @@ std::optional<Data> UTF8Data(const String& receiver);
 // The text's UTF-8 bytes for a reader who must get something: each unpaired surrogate becomes
 // U+FFFD. An absent text gives no bytes.
 Data lossyUTF8Data(const String& receiver);
+
+}  // namespace quintora

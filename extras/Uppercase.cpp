@@ -4,6 +4,8 @@
 
 #include "extras/Characters.h"
 
+namespace quintora {
+
 char32_t simpleUppercase(char32_t character) {
   const UppercaseRun* const end = kUppercaseRuns + kUppercaseRunCount;
   const UppercaseRun* const run =
@@ -31,3 +33,5 @@ void appendUppercase(std::u16string& text, char32_t character) {
     text += lowSurrogate(upper);
   }
 }
+
+}  // namespace quintora

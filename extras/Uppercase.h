@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+namespace quintora {
+
 // The character's simple mapping (one character to one); itself where it has none.
 char32_t simpleUppercase(char32_t character);
 
@@ -25,3 +27,5 @@ extern const UppercaseRun kUppercaseRuns[];
 extern const size_t kUppercaseRunCount;
 extern const UppercaseSpecial kUppercaseSpecials[];
 extern const size_t kUppercaseSpecialCount;
+
+}  // namespace quintora

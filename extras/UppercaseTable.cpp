@@ -2,6 +2,8 @@
 // 15.0.0: do not edit.
 #include "extras/Uppercase.h"
 
+namespace quintora {
+
 // clang-format off
 const UppercaseRun kUppercaseRuns[] = {
     {0x0061, 0x007A, 1, -32},
@@ -312,3 +314,5 @@ const UppercaseSpecial kUppercaseSpecials[] = {
     {0xFB17, u"\u0544\u053D"},
 };
 const size_t kUppercaseSpecialCount = sizeof kUppercaseSpecials / sizeof *kUppercaseSpecials;
+
+}  // namespace quintora

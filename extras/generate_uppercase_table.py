@@ -60,6 +60,8 @@ def source(folder):
         "// %s: do not edit." % version,
         '#include "extras/Uppercase.h"',
         "",
+        "namespace quintora {",
+        "",
         "// clang-format off",
         "const UppercaseRun kUppercaseRuns[] = {",
         *run_lines,
@@ -70,6 +72,8 @@ def source(folder):
         *special_lines,
         "};",
         "const size_t kUppercaseSpecialCount = sizeof kUppercaseSpecials / sizeof *kUppercaseSpecials;",
+        "",
+        "}  // namespace quintora",
         ""])
 
 

@@ -8,6 +8,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 namespace {
 
 // Of the thread that calls the product; libFuzzer has another one.
@@ -89,3 +91,5 @@ void LeftMemory::begin() {
 }
 
 void LeftMemory::end() { isProductRunning = false; }
+
+}  // namespace quintora

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+namespace quintora {
+
 // What libFuzzer calls with each input.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size);
 
@@ -54,3 +56,5 @@ class LeftMemory {
   static void begin();
   static void end();
 };
+
+}  // namespace quintora

@@ -2,6 +2,8 @@
 
 #include "fuzz/PlainText.h"
 
+namespace quintora {
+
 namespace plain {
 
 namespace {
@@ -205,3 +207,5 @@ std::string statement(const Request& request) {
 }
 
 }  // namespace plain
+
+}  // namespace quintora

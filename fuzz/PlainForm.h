@@ -9,6 +9,8 @@
 
 #include "fuzz/Request.h"
 
+namespace quintora {
+
 namespace plain {
 
 struct Field {
@@ -40,3 +42,5 @@ std::string formText(const Request& request);
 std::string statement(const Request& request);
 
 }  // namespace plain
+
+}  // namespace quintora

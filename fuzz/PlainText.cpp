@@ -1,5 +1,7 @@
 #include "fuzz/PlainText.h"
 
+namespace quintora {
+
 namespace plain {
 
 namespace {
@@ -82,3 +84,5 @@ std::string toUTF8(std::u16string_view text) {
 }
 
 }  // namespace plain
+
+}  // namespace quintora

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace quintora {
+
 namespace plain {
 
 // Absent unless all of it is well-formed.
@@ -17,3 +19,5 @@ bool isUTF8(std::string_view bytes);
 std::string toUTF8(std::u16string_view text);
 
 }  // namespace plain
+
+}  // namespace quintora

@@ -9,6 +9,8 @@
 #include "bridge/RequestCapture.h"
 #include "bridge/RequestState.h"
 
+namespace quintora {
+
 // The product's malloc, by the linker's --wrap.
 extern "C" void* __real_malloc(size_t size);
 extern "C" void* __wrap_malloc(size_t size) {
@@ -78,3 +80,5 @@ Capture::Capture(const Request& request, bool isAppleEventMode) {
 }
 
 Capture::~Capture() { resetState(); }
+
+}  // namespace quintora

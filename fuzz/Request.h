@@ -9,6 +9,8 @@
 
 #include "fuzz/Fuzz.h"
 
+namespace quintora {
+
 struct Request {
   explicit Request(std::string_view input);
 
@@ -37,3 +39,5 @@ class Capture {
   LeftMemory left_;
   bool endedRun_ = false;
 };
+
+}  // namespace quintora

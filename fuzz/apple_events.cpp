@@ -18,6 +18,8 @@
 #include "fuzz/Fuzz.h"
 #include "fuzz/PlainText.h"
 
+namespace quintora {
+
 namespace {
 
 std::string number(size_t value) {
@@ -194,3 +196,5 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
   cgiResult.reset();
   return 0;
 }
+
+}  // namespace quintora

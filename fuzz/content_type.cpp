@@ -6,6 +6,8 @@
 // For its numbered names, which would grow with every input.
 #include "platform/posix/TextEncodings.cpp"
 
+namespace quintora {
+
 namespace {
 
 String latin1(std::string_view bytes) {
@@ -107,3 +109,5 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     checkName(lossyUTF8Data(charset));
   return 0;
 }
+
+}  // namespace quintora

@@ -11,6 +11,8 @@
 #include "extras/NSString.h"
 #include "fuzz/PlainForm.h"
 
+namespace quintora {
+
 namespace {
 
 using Fields = std::map<std::u16string, String>;
@@ -151,3 +153,5 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
   require(captured(request).first == fields, "what is posted means the same when it comes again");
   return 0;
 }
+
+}  // namespace quintora

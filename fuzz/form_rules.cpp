@@ -8,6 +8,8 @@
 #include "fuzz/PlainForm.h"
 #include "fuzz/PlainText.h"
 
+namespace quintora {
+
 namespace {
 
 std::string utf8(const String& text) {
@@ -81,3 +83,5 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
   checkAppleEventMode(request);
   return 0;
 }
+
+}  // namespace quintora

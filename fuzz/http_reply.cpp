@@ -7,6 +7,8 @@
 
 #include "fuzz/Fuzz.h"
 
+namespace quintora {
+
 namespace {
 
 using State = HTTPReply::State;
@@ -101,3 +103,5 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
   checkTransfer(input);
   return 0;
 }
+
+}  // namespace quintora

@@ -13,6 +13,8 @@
 #include "fuzz/Fuzz.h"
 #include "fuzz/PlainText.h"
 
+namespace quintora {
+
 namespace {
 
 // What stands between the two files in an input.
@@ -135,3 +137,5 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     require(place.name && place.state, "each place is named and described");
   return 0;
 }
+
+}  // namespace quintora

@@ -10,6 +10,8 @@
 // For its numbered names, which would grow with every input.
 #include "platform/posix/TextEncodings.cpp"
 
+namespace quintora {
+
 namespace {
 
 // Units of two bytes; absent when they do not come out even or hold an unpaired surrogate.
@@ -156,3 +158,5 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
   numberedNames.clear();
   return 0;
 }
+
+}  // namespace quintora

@@ -1,15 +1,12 @@
-// The Apple Event Manager, as far as the bridge uses it: on macOS the system's own, elsewhere the
-// same types, constants and seven functions by posix/AppleEvents.cpp, so that the mode can be
-// developed, tested and tried where there is no macOS.
+// The Apple Event Manager, as far as the bridge uses it: its types, constants and seven functions
+// under the system's names, in the product's namespace. On macOS they lead to the system's own;
+// elsewhere posix/AppleEvents.cpp stands in for it, so that the mode can be developed, tested and
+// tried where there is no macOS.
 #pragma once
 
-#if __has_include(<CoreServices/CoreServices.h>)
-
-#include <CoreServices/CoreServices.h>
-
-#else
-
 #include <cstdint>
+
+namespace quintora {
 
 using OSErr = int16_t;
 using OSStatus = int32_t;
@@ -51,6 +48,7 @@ enum : long { kAEDefaultTimeout = -1, kNoTimeOut = -2 };  // else sixtieths of a
 enum : OSErr {
   noErr = 0,
   paramErr = -50,
+  cfragNoLibraryErr = -2804,       // this system has no Apple Event Manager, or not all of it
   connectionInvalid = -609,        // nobody listens, or the peer went away without a reply
   errAECoercionFail = -1700,       // the parameter has another type than the desired one
   errAEDescNotFound = -1701,       // no parameter has that keyword
@@ -85,4 +83,4 @@ OSErr AEGetParamPtr(const AppleEvent* event, AEKeyword keyword, DescType desired
 // Releases the data and makes the descriptor the null descriptor.
 OSErr AEDisposeDesc(AEDesc* descriptor);
 
-#endif
+}  // namespace quintora

@@ -4,6 +4,8 @@
 
 #include "extras/Characters.h"
 
+namespace quintora {
+
 namespace {
 
 struct CharsetName {
@@ -67,3 +69,5 @@ bool isCharsetName(std::string_view name) {
            std::string_view("-_:.").find(c) != std::string_view::npos;
   });
 }
+
+}  // namespace quintora

@@ -3,6 +3,8 @@
 
 #include "extras/TextEncoding.h"
 
+namespace quintora {
+
 // The identifier of every name that nobody knows: none of an encoding, and not 0.
 inline constexpr TextEncoding kUnknownTextEncoding = 0xFFFFFFFF;
 
@@ -12,3 +14,5 @@ TextEncoding builtInTextEncoding(std::string_view name);
 // Whether the name is made of letters, digits and "-_:.", at least one of them, as all registered
 // charset names are but for a few that no converter has.
 bool isCharsetName(std::string_view name);
+
+}  // namespace quintora

@@ -8,6 +8,8 @@
 #include "extras/String.h"
 #include "platform/URL.h"
 
+namespace quintora {
+
 struct HTTPRequest {
   URL url;
   std::string method;
@@ -35,3 +37,5 @@ HTTPResponse sendSynchronousRequest(const HTTPRequest& request,
 // the sentence that says why not.
 String connectionFailure(const HTTPRequest& request,
                          const std::vector<std::string>& addresses = {"127.0.0.1", "::1"});
+
+}  // namespace quintora

@@ -6,6 +6,8 @@
 #include "extras/Pieces.h"
 #include "extras/TextEncoding.h"
 
+namespace quintora {
+
 namespace {
 
 // The most that the head may have, interim replies included, and likewise the lines between two
@@ -289,3 +291,5 @@ String charsetOfContentType(std::string_view contentType) {
   }
   return std::nullopt;
 }
+
+}  // namespace quintora

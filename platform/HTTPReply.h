@@ -3,6 +3,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 class HTTPReply {
  public:
   enum class State { incomplete, complete, invalid };
@@ -71,3 +73,5 @@ class HTTPReply {
 // its name in any case, the first of several. Absent when there is none; an unquoted empty one
 // counts as none. Blanks around name and value are dropped.
 String charsetOfContentType(std::string_view contentType);
+
+}  // namespace quintora

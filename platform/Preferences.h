@@ -5,6 +5,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 class Preferences {
  public:
   // The domain is the application's identifier in reverse-domain form. Nothing is read yet.
@@ -32,3 +34,5 @@ class Preferences {
   struct Store;
   std::unique_ptr<Store> store_;
 };
+
+}  // namespace quintora

@@ -6,6 +6,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 // Arranges how the process may end: writing to a reader that is gone is an error value and not a
 // signal; an abnormal end, which a visitor can cause at will, leaves no core file.
 void prepareProcess();
@@ -37,3 +39,5 @@ void setEnvironmentVariable(const char* name, const char* value);
 
 // Why this user cannot execute the file, in the system's words; absent when nothing is in the way.
 String executionFailure(const Data& path);
+
+}  // namespace quintora

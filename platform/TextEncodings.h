@@ -3,6 +3,8 @@
 
 #include "extras/TextEncoding.h"
 
+namespace quintora {
+
 // The identifier of the encoding that an IANA charset name stands for, in any case. A name that
 // nobody knows, or that is none (no slash, so no converter's options), has
 // an identifier, too, which is not 0 and in which nothing can be decoded.
@@ -11,3 +13,5 @@ TextEncoding textEncodingFromIANACharSetName(const String& name);
 // Decodes bytes in the encoding that an identifier from above or from TextEncoding.h stands for;
 // absent when one byte is not valid in it.
 String decodeData(std::string_view bytes, TextEncoding encoding);
+
+}  // namespace quintora

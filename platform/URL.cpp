@@ -5,6 +5,8 @@
 #include "extras/Characters.h"
 #include "extras/TextEncoding.h"
 
+namespace quintora {
+
 namespace {
 
 bool isHostCharacter(char c) { return isASCIIDigit(c) || isASCIILetter(c) || c == '-' || c == '.'; }
@@ -44,3 +46,5 @@ std::optional<URL> URLWithString(const String& text) {
     return std::nullopt;
   return url;
 }
+
+}  // namespace quintora

@@ -3,6 +3,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 struct URL {
   std::string host;
   std::string port;  // decimal digits, however many
@@ -13,3 +15,5 @@ struct URL {
 // that a negative one is refused; the host is a name or an IPv4 address; the path has no escapes.
 // Absent when the text is no such URL.
 std::optional<URL> URLWithString(const String& text);
+
+}  // namespace quintora

@@ -5,6 +5,8 @@
 
 #include "extras/String.h"
 
+namespace quintora {
+
 // Owns a reference that a function with Create or Copy in its name has returned; null is allowed.
 template <typename Reference>
 class Owned {
@@ -41,3 +43,5 @@ inline String stringFromCFString(CFStringRef object) {
                         reinterpret_cast<UniChar*>(text.data()));
   return text;
 }
+
+}  // namespace quintora

@@ -6,6 +6,8 @@
 #include "extras/NSString.h"
 #include "platform/macos/CoreFoundation.h"
 
+namespace quintora {
+
 namespace {
 
 // Text as it is and a number's whole part in decimal; any other type counts as not set.
@@ -47,3 +49,5 @@ String Preferences::placeOfKey(const String& key) {
 std::vector<Preferences::Place> Preferences::places() const {
   return {{stringFromCFString(store_->domain.get()), u"the user defaults of this user", false}};
 }
+
+}  // namespace quintora

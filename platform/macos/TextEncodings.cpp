@@ -4,6 +4,8 @@
 #include "platform/CharsetNames.h"
 #include "platform/macos/CoreFoundation.h"
 
+namespace quintora {
+
 TextEncoding textEncodingFromIANACharSetName(const String& name) {
   const Data bytes = lossyUTF8Data(name);
   if (!isCharsetName(bytes))
@@ -30,3 +32,5 @@ String decodeData(std::string_view bytes, TextEncoding encoding) {
                               static_cast<CFIndex>(bytes.size()), systemEncoding, kIsExternal));
   return stringFromCFString(object.get());
 }
+
+}  // namespace quintora

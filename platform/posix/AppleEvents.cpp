@@ -39,6 +39,8 @@
 #define APPLE_EVENT_DEFAULT_TIMEOUT_MILLISECONDS 60000  // tests build with a shorter one
 #endif
 
+namespace quintora {
+
 namespace {
 
 constexpr size_t kMostMessageBytes = size_t{1} << 30;
@@ -371,3 +373,5 @@ OSErr AEDisposeDesc(AEDesc* descriptor) {
   *descriptor = {typeNull, nullptr};
   return noErr;
 }
+
+}  // namespace quintora

@@ -17,6 +17,8 @@
 #include "platform/HTTPReply.h"
 #include "platform/posix/Sockets.h"
 
+namespace quintora {
+
 namespace {
 
 // Whether the system still holds something of a request is asked only of those that are larger; the
@@ -289,3 +291,5 @@ String connectionFailure(const HTTPRequest& request, const std::vector<std::stri
   String failure;
   return connectedExchange(request, addresses, failure) ? std::nullopt : failure;
 }
+
+}  // namespace quintora

@@ -15,6 +15,8 @@
 #include "extras/Pieces.h"
 #include "extras/TextEncoding.h"
 
+namespace quintora {
+
 namespace {
 
 struct ConfigurationFile {
@@ -155,3 +157,5 @@ std::vector<Preferences::Place> Preferences::places() const {
     places.push_back(placeOf(file));
   return places;
 }
+
+}  // namespace quintora

@@ -17,6 +17,8 @@
 #include "extras/TextEncoding.h"
 #include "platform/posix/Sockets.h"
 
+namespace quintora {
+
 namespace {
 
 // The system takes no more than this in one call (SSIZE_MAX, and 2^31 - 1 on some).
@@ -132,3 +134,5 @@ String executionFailure(const Data& path) {
     return std::nullopt;
   return initWithDataEncoding(std::strerror(errno), kUTF8TextEncoding);
 }
+
+}  // namespace quintora

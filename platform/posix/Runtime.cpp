@@ -65,7 +65,7 @@ void* operator new(size_t size) {
     return memory;
   void* const memory = std::malloc(size);
   if (!memory)
-    endWithoutMemory();
+    quintora::endWithoutMemory();
   preferLargePages(memory, size);
   return memory;
 }
@@ -80,13 +80,13 @@ void operator delete(void* memory, size_t) noexcept { operator delete(memory); }
 // Where GNU's library would throw, and where its own checks (_GLIBCXX_ASSERTIONS) fail.
 // NOLINTBEGIN(cert-dcl*,bugprone-reserved-identifier): they stand in for the library's own.
 namespace std {
-void __throw_length_error(const char*) { raiseException(); }
-void __throw_logic_error(const char*) { raiseException(); }
-void __throw_out_of_range_fmt(const char*, ...) { raiseException(); }
-void __throw_bad_alloc() { raiseException(); }
-void __throw_bad_array_new_length() { raiseException(); }
+void __throw_length_error(const char*) { quintora::raiseException(); }
+void __throw_logic_error(const char*) { quintora::raiseException(); }
+void __throw_out_of_range_fmt(const char*, ...) { quintora::raiseException(); }
+void __throw_bad_alloc() { quintora::raiseException(); }
+void __throw_bad_array_new_length() { quintora::raiseException(); }
 void __glibcxx_assert_fail(const char*, int, const char*, const char*) noexcept {
-  raiseException();
+  quintora::raiseException();
 }
 }  // namespace std
 // NOLINTEND(cert-dcl*,bugprone-reserved-identifier)

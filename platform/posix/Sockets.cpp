@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <climits>
 
+namespace quintora {
+
 namespace {
 
 int streamSocket(int family, bool doesWait) {
@@ -58,3 +60,5 @@ int bytesOnTheirWay(int descriptor) {
 #endif
   return isKnown ? count : 0;
 }
+
+}  // namespace quintora

@@ -3,6 +3,8 @@
 
 #include <chrono>
 
+namespace quintora {
+
 using Clock = std::chrono::steady_clock;
 
 // Owns a stream socket, on which calls wait or are put off; the descriptor is negative when none
@@ -29,3 +31,5 @@ int pollUntil(Clock::time_point deadline, int descriptor, int events);
 // How many bytes the system has taken from us and the peer's system has not; 0 where the system
 // does not say.
 int bytesOnTheirWay(int descriptor);
+
+}  // namespace quintora

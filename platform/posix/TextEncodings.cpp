@@ -10,6 +10,8 @@
 #include "platform/CharsetNames.h"
 #include "platform/Process.h"
 
+namespace quintora {
+
 namespace {
 
 // iconv has names and no numbers, so names are numbered as they are first asked for. The range is
@@ -112,3 +114,5 @@ String decodeData(std::string_view bytes, TextEncoding encoding) {
     return std::nullopt;
   return initWithDataEncoding(*units, kUTF16BigEndianTextEncoding);
 }
+
+}  // namespace quintora

@@ -2,6 +2,8 @@
 
 #include "tests/bridge/RequestTest.h"
 
+namespace quintora {
+
 namespace {
 
 class ChooseConnectionTest : public RequestTest {
@@ -175,3 +177,5 @@ TEST_F(ChooseConnectionTest, TouchesNothingElse) {
 }
 
 }  // namespace
+
+}  // namespace quintora

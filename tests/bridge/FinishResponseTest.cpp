@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+namespace quintora {
+
 namespace {
 
 TEST(FinishResponse, EndsLinesAndAddsTheDefaultHeader) {
@@ -46,3 +48,5 @@ TEST(FinishResponse, EndsLinesAndAddsTheDefaultHeader) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -6,6 +6,8 @@
 
 #include "tests/bridge/RequestTest.h"
 
+namespace quintora {
+
 // The buffer of a form's body is kept until the process ends, so no tool has to report it.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() { return "leak:AddPostData\n"; }
@@ -331,3 +333,5 @@ TEST_F(RequestCaptureTest, KeepsWhatStoodInTheResult) {
 }
 
 }  // namespace
+
+}  // namespace quintora

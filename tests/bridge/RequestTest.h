@@ -10,6 +10,8 @@
 #include "bridge/RequestState.h"
 #include "tests/platform/TemporaryFolder.h"
 
+namespace quintora {
+
 // The variables that have to be forwarded, in the order in which the server expects them.
 inline constexpr const char* kForwardedVariables[] = {
     // clang-format off
@@ -83,3 +85,5 @@ class RequestTest : public testing::Test {
   ScopedEnvironment environment_;
   int savedInput_ = -1;
 };
+
+}  // namespace quintora

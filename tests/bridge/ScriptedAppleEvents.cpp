@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-ScriptedAppleEvents scripted;
+namespace quintora {
 
 namespace {
 
@@ -107,3 +107,5 @@ OSErr AEDisposeDesc(AEDesc* descriptor) {
   *descriptor = {typeNull, nullptr};
   return paramErr;
 }
+
+}  // namespace quintora

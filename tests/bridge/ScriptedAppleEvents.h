@@ -8,6 +8,8 @@
 
 #include "platform/AppleEvents.h"
 
+namespace quintora {
+
 struct ScriptedAppleEvents {
   // What each call returns, by its name; 0 where nothing is set.
   std::map<std::string, OSStatus> statuses;
@@ -30,4 +32,7 @@ struct ScriptedAppleEvents {
   }
 };
 
+// The test program has it, also where the functions are in a library that it loads.
 extern ScriptedAppleEvents scripted;
+
+}  // namespace quintora

@@ -10,6 +10,10 @@
 #include "extras/TextEncoding.h"
 #include "tests/bridge/ScriptedAppleEvents.h"
 
+namespace quintora {
+
+ScriptedAppleEvents scripted;
+
 // The reply's buffer, and after a late failure the descriptors, are kept until the process ends, so
 // no tool has to report them.
 extern "C" const char* __lsan_default_suppressions();
@@ -270,3 +274,5 @@ TEST_F(SendAppleEventTest, AWholeStatementLosesItsTailAndNothingElse) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -3,6 +3,8 @@
 #include "tests/bridge/RequestTest.h"
 #include "tests/platform/ScriptedServer.h"
 
+namespace quintora {
+
 namespace {
 
 using namespace std::string_view_literals;
@@ -217,3 +219,5 @@ TEST_F(SendLocalURLTest, FailsForPortsThatDoNotExist) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -3,6 +3,8 @@
 #include "bridge/RequestCapture.h"
 #include "tests/bridge/RequestTest.h"
 
+namespace quintora {
+
 namespace {
 
 constexpr auto kAbsent = std::nullopt;
@@ -139,3 +141,5 @@ TEST_F(RequestStatementTest, ListsFieldsOfTheSameNameInTheirOrder) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -7,6 +7,8 @@
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 
+namespace quintora {
+
 namespace {
 
 using testing::AnyOf;
@@ -189,3 +191,5 @@ TEST(EncodePostData, OfNoEntriesIsEmpty) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -4,6 +4,8 @@
 
 #include <csignal>
 
+namespace quintora {
+
 namespace {
 
 using namespace std::string_view_literals;
@@ -452,3 +454,5 @@ TEST(QuiQuoted, DoublesQuotesAndEscapesNothingElse) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+namespace quintora {
+
 namespace {
 
 constexpr auto kAbsent = std::nullopt;
@@ -363,3 +365,5 @@ TEST(SplittingDeathTest, RefusesASeparatorThatIsNone) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace quintora {
+
 namespace {
 
 // 0x0100, 0x0302 and so on: the bytes 0, 1, 2 ...
@@ -36,3 +38,5 @@ TEST(SipHash, DependsOnBothHalvesOfTheKey) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -5,6 +5,8 @@
 
 #include <map>
 
+namespace quintora {
+
 namespace {
 
 using testing::ElementsAre;
@@ -95,3 +97,5 @@ TEST(StringMap, IsCopiedWhole) {
 }
 
 }  // namespace
+
+}  // namespace quintora

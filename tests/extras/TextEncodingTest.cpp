@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+namespace quintora {
+
 namespace {
 
 using namespace std::string_literals;
@@ -335,3 +337,5 @@ TEST(Identifiers, OfNoEncodingDecodeNothing) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -9,6 +9,8 @@
 
 #include "extras/NSString.h"
 
+namespace quintora {
+
 namespace {
 
 using testing::IsEmpty;
@@ -149,3 +151,5 @@ TEST(UppercaseString, IsTheSameInEveryLocale) {
 }
 
 }  // namespace
+
+}  // namespace quintora

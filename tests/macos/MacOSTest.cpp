@@ -5,6 +5,8 @@
 #include "platform/TextEncodings.h"
 #include "tests/macos/StandIns.h"
 
+namespace quintora {
+
 namespace {
 
 constexpr const char16_t* kDomain = u"com.example.Server";
@@ -66,8 +68,10 @@ class EverythingIsReleased : public ::testing::EmptyTestEventListener {
 
 }  // namespace
 
+}  // namespace quintora
+
 int main(int count, char** arguments) {
   ::testing::InitGoogleMock(&count, arguments);
-  ::testing::UnitTest::GetInstance()->listeners().Append(new EverythingIsReleased);
+  ::testing::UnitTest::GetInstance()->listeners().Append(new quintora::EverythingIsReleased);
   return RUN_ALL_TESTS();
 }

@@ -1,6 +1,8 @@
 #include "platform/macos/CoreFoundation.h"
 #include "tests/platform/PreferencesStore.h"
 
+namespace quintora {
+
 namespace {
 
 // What has been stored, to be taken out again: on a Mac these are preferences of the user that runs
@@ -30,3 +32,5 @@ void PreferencesStore::storeText(const std::u16string& domain, const std::u16str
   store(domain, key, value.get());
   stored.emplace_back(domain, key);
 }
+
+}  // namespace quintora

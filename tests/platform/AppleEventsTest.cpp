@@ -16,6 +16,8 @@
 
 #include "platform/Process.h"
 
+namespace quintora {
+
 namespace {
 
 constexpr OSType kSignature = 0x5155495A;  // 'QUIZ'
@@ -461,3 +463,5 @@ TEST_F(AppleEventsTest, OnlyWaitingForTheReplyIsKnown) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -7,6 +7,8 @@
 #include "platform/CharsetNames.h"
 #include "platform/TextEncodings.h"
 
+namespace quintora {
+
 namespace {
 
 using namespace std::string_literals;
@@ -317,3 +319,5 @@ TEST(Charsets, LargeTextsAreDecodedWhole) {
 }
 
 }  // namespace
+
+}  // namespace quintora

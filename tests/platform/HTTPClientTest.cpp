@@ -17,6 +17,8 @@
 #include "platform/Process.h"
 #include "tests/platform/ScriptedServer.h"
 
+namespace quintora {
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -778,3 +780,5 @@ TEST_F(HTTPClient, IsNotKeptBySignalsBeyondTheTimeout) {
 }
 
 }  // namespace
+
+}  // namespace quintora

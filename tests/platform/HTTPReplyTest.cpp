@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+namespace quintora {
+
 namespace {
 
 using namespace std::string_literals;
@@ -640,3 +642,5 @@ TEST(CharsetOfContentType, IsTheFirstCharsetParameter) {
 }
 
 }  // namespace
+
+}  // namespace quintora

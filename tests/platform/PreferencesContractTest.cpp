@@ -5,6 +5,8 @@
 #include "platform/Preferences.h"
 #include "tests/platform/PreferencesStore.h"
 
+namespace quintora {
+
 namespace {
 
 constexpr const char16_t* kDomain = u"com.example.Server";
@@ -66,3 +68,5 @@ TEST(PreferencesContract, WhatIsSetHasAPlaceAndNothingElseHas) {
 }
 
 }  // namespace
+
+}  // namespace quintora

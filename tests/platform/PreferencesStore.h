@@ -3,6 +3,8 @@
 
 #include <string>
 
+namespace quintora {
+
 class PreferencesStore {
  public:
   PreferencesStore();
@@ -13,3 +15,5 @@ class PreferencesStore {
   void storeText(const std::u16string& domain, const std::u16string& key,
                  const std::u16string& text);
 };
+
+}  // namespace quintora

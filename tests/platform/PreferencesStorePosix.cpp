@@ -7,6 +7,8 @@
 #include "extras/TextEncoding.h"
 #include "tests/platform/PreferencesStore.h"
 
+namespace quintora {
+
 namespace {
 
 std::map<std::string, std::string> files;  // their texts, by their paths
@@ -34,3 +36,5 @@ void PreferencesStore::storeText(const std::u16string& domain, const std::u16str
   files[path] += lossyUTF8Data(key) + " = " + lossyUTF8Data(text) + "\n";
   std::ofstream(path) << files[path];
 }
+
+}  // namespace quintora

@@ -7,6 +7,8 @@
 
 #include "tests/platform/TemporaryFolder.h"
 
+namespace quintora {
+
 namespace {
 
 using std::filesystem::path;
@@ -291,3 +293,5 @@ TEST_F(PreferencesTest, FoldersThatAreNotAbsoluteDoNotCount) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -17,6 +17,8 @@
 #include "extras/String.h"
 #include "tests/platform/TemporaryFolder.h"
 
+namespace quintora {
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -332,3 +334,5 @@ TEST(PrepareProcess, AnAbnormalEndLeavesNeitherOutputNorACoreFile) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -17,6 +17,8 @@
 #include <thread>
 #include <vector>
 
+namespace quintora {
+
 // Owns a descriptor.
 class Descriptor {
  public:
@@ -219,3 +221,5 @@ class ScriptedServer {
   std::vector<std::string> received_;
   std::thread thread_;
 };
+
+}  // namespace quintora

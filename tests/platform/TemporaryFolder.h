@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+namespace quintora {
+
 class TemporaryFolder {
  public:
   TemporaryFolder() {
@@ -63,3 +65,5 @@ class ScopedEnvironment {
 
   std::map<std::string, std::optional<std::string>> before_;
 };
+
+}  // namespace quintora

@@ -3,6 +3,8 @@
 
 #include "platform/TextEncodings.h"
 
+namespace quintora {
+
 namespace {
 
 struct Row {
@@ -72,3 +74,5 @@ TEST(TextEncodingsContract, NoEncodingDecodesNothing) {
 }
 
 }  // namespace
+
+}  // namespace quintora

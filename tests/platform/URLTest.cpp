@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+namespace quintora {
+
 namespace {
 
 TEST(URLWithString, TakesHostPortAndPathApart) {
@@ -101,3 +103,5 @@ TEST(URLWithString, RefusesWhatNoURLHasInItsPath) {
 }
 
 }  // namespace
+
+}  // namespace quintora

@@ -17,7 +17,7 @@
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 #include "extras/TextEncoding.h"
-#include "platform/HTTPReply.h"
+#include "platform/http/HTTPReply.h"
 
 namespace quintora {
 

@@ -1,8 +1,8 @@
 // Tunnel mode: the exchange with the server application as one HTTP POST.
 #pragma once
 
+#include "platform/Charsets.h"
 #include "platform/HTTPClient.h"
-#include "platform/TextEncodings.h"
 
 namespace quintora {
 

@@ -1,10 +1,10 @@
 // Values of Content-Type, and the charset names in them.
 #include "extras/NSString+Extras.h"
 #include "fuzz/Fuzz.h"
-#include "platform/CharsetNames.h"
-#include "platform/HTTPReply.h"
+#include "platform/charsets/CharsetNames.h"
+#include "platform/http/HTTPReply.h"
 // For its numbered names, which would grow with every input.
-#include "platform/posix/TextEncodings.cpp"
+#include "platform/elsewhere/Charsets.cpp"
 
 namespace quintora {
 

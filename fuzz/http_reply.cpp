@@ -1,6 +1,6 @@
 // Replies of a server. However their bytes come, the outcome is the same; what a server sends is
 // what is received.
-#include "platform/HTTPReply.h"
+#include "platform/http/HTTPReply.h"
 
 #include <cstdio>
 #include <cstring>

@@ -8,7 +8,7 @@
 #include "fuzz/Fuzz.h"
 #include "fuzz/PlainText.h"
 // For its numbered names, which would grow with every input.
-#include "platform/posix/TextEncodings.cpp"
+#include "platform/elsewhere/Charsets.cpp"
 
 namespace quintora {
 

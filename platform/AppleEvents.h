@@ -1,7 +1,7 @@
 // The Apple Event Manager, as far as the bridge uses it: its types, constants and seven functions
 // under the system's names, in the product's namespace. On macOS they lead to the system's own;
-// elsewhere posix/AppleEvents.cpp stands in for it, so that the mode can be developed, tested and
-// tried where there is no macOS.
+// on other systems elsewhere/AppleEvents.cpp stands in for it, so that the mode can be developed,
+// tested and tried there.
 #pragma once
 
 #include <cstdint>

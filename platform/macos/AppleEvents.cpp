@@ -1,6 +1,6 @@
-// Apple events by the system's Apple Event Manager. CoreServices, which has it, brings many libraries
-// along, and tunnel mode needs none of them: it is loaded by the first call. Nothing else of the
-// product sees the system's header.
+// Apple events by the system's Apple Event Manager. CoreServices, which has it, brings many
+// libraries along, and tunnel mode needs none of them: it is loaded by the first call. Nothing else
+// of the product sees the system's header.
 #include "platform/AppleEvents.h"
 
 #include <CoreServices/CoreServices.h>
@@ -61,7 +61,8 @@ template <typename Function, typename... Arguments>
 auto call(Function* Manager::*function, Arguments... arguments) {
   static const Manager manager = loadedManager();
   Function* const found = manager.*function;
-  return found ? found(arguments...) : static_cast<decltype(found(arguments...))>(cfragNoLibraryErr);
+  return found ? found(arguments...)
+               : static_cast<decltype(found(arguments...))>(cfragNoLibraryErr);
 }
 
 // The system's descriptor is packed more tightly than one of the product's. Data that it holds

@@ -14,7 +14,7 @@
 
 #include "extras/NSString.h"
 #include "extras/TextEncoding.h"
-#include "platform/HTTPReply.h"
+#include "platform/http/HTTPReply.h"
 #include "platform/posix/Sockets.h"
 
 namespace quintora {

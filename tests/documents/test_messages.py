@@ -34,7 +34,7 @@ PARTS = (
     ("platform/posix/HTTPClient.cpp", "fail", 2, ".*", "what"),
     ("platform/posix/HTTPClient.cpp", "fail", 1, ".*", "response.localizedDescription"),
     ("platform/posix/HTTPClient.cpp", "described", 1, ".*", "response.localizedDescription"),
-    ("platform/HTTPReply.cpp", "fail", 1, ".*", "reply_.fault"),
+    ("platform/http/HTTPReply.cpp", "fail", 1, ".*", "reply_.fault"),
     # What an absent text is shown as, within another or alone.
     ("extras/NSString.cpp", None, None, r"\(null\)", "response.localizedDescription"),
 )
@@ -45,10 +45,10 @@ WITHOUT_MESSAGES = (
     "bridge/RequestCapture.h",         # names of CGI variables
     "extras/TextEncoding.cpp",         # the letters of Mac OS Roman
     "extras/UppercaseTable.cpp",       # letters
-    "platform/CharsetNames.cpp",       # names of charsets
+    "platform/charsets/CharsetNames.cpp",       # names of charsets
     "platform/macos/AppleEvents.cpp",  # a library and its functions
     "platform/macos/Preferences.cpp",  # places of preferences, for the administrator
-    "platform/posix/Preferences.cpp",  # likewise, and names of variables
+    "platform/elsewhere/Preferences.cpp",  # likewise, and names of variables
 )
 
 # Texts that are no messages: file, and the text with braces for its values.
@@ -61,11 +61,11 @@ NOT_MESSAGES = (
     (r"bridge/ServerScript\.cpp", r"(setappleevent|initializeD)(?s:.)*"),  # sent to the server
     (r"extras/Characters\.h", r"[0-9A-F]{16}|-_\.!\S+"),
     (r"extras/NSString\+Extras\.cpp", r"[0-9A-Z]{36}|\xFE\xFF|\xFF\xFE"),
-    (r"platform/HTTPReply\.cpp", r"HTTP/1\.|[a-z]+-[a-z]+|identity|chunked|charset"),
+    (r"platform/http/HTTPReply\.cpp", r"HTTP/1\.|[a-z]+-[a-z]+|identity|chunked|charset"),
     (r"platform/URL\.cpp", r"http://"),
-    (r"platform/posix/AppleEvents\.cpp", r"XDG_RUNTIME_DIR|/run|/apple-events/"),
+    (r"platform/elsewhere/AppleEvents\.cpp", r"XDG_RUNTIME_DIR|/run|/apple-events/"),
     (r"platform/posix/HTTPClient\.cpp", r"\{\} \{\} HTTP/1\.1(?s:.)*|\{\}Connection: close\s*"),
-    (r"platform/posix/TextEncodings\.cpp", r"UTF-16BE"),
+    (r"platform/elsewhere/Charsets\.cpp", r"UTF-16BE"),
     # The header before a message, and what keeps a file from being run, for the administrator.
     (r"platform/posix/Process\.cpp", r"Content-type: text/plain\s*|it is a folder"),
     # Messages that nobody sees.

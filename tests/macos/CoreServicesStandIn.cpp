@@ -1,5 +1,5 @@
-// A library in the place of CoreServices, loaded as the real one is: its functions take the system's
-// types and lead to the scripted Apple Event Manager that is linked into this library.
+// A library in the place of CoreServices, loaded as the real one is: its functions take the
+// system's types and lead to the scripted Apple Event Manager that is linked into this library.
 #include <CoreServices/CoreServices.h>
 
 #include "tests/bridge/ScriptedAppleEvents.h"

@@ -1,8 +1,8 @@
 // What only the macOS side has: types of stored values, ownership, CoreFoundation's numbers.
 #include <gmock/gmock.h>
 
+#include "platform/Charsets.h"
 #include "platform/Preferences.h"
-#include "platform/TextEncodings.h"
 #include "tests/macos/StandIns.h"
 
 namespace quintora {

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cctype>
 
-#include "platform/CharsetNames.h"
-#include "platform/TextEncodings.h"
+#include "platform/Charsets.h"
+#include "platform/charsets/CharsetNames.h"
 
 namespace quintora {
 

@@ -1,6 +1,6 @@
 // The reply parser, from tables. Each reply is fed whole, byte by byte, and in two parts at every
 // position: where the network cuts it must make no difference.
-#include "platform/HTTPReply.h"
+#include "platform/http/HTTPReply.h"
 
 #include <gmock/gmock.h>
 

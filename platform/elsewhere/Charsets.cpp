@@ -1,5 +1,5 @@
 // Charsets by the C library's iconv, for all that is not built in.
-#include "platform/TextEncodings.h"
+#include "platform/Charsets.h"
 
 #include <iconv.h>
 
@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "platform/CharsetNames.h"
 #include "platform/Process.h"
+#include "platform/charsets/CharsetNames.h"
 
 namespace quintora {
 

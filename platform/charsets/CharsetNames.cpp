@@ -1,4 +1,4 @@
-#include "platform/CharsetNames.h"
+#include "platform/charsets/CharsetNames.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // Charsets by CoreFoundation, for all that is not built in.
-#include "platform/TextEncodings.h"
+#include "platform/Charsets.h"
 
-#include "platform/CharsetNames.h"
+#include "platform/charsets/CharsetNames.h"
 #include "platform/macos/CoreFoundation.h"
 
 namespace quintora {

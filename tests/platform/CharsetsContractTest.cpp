@@ -1,7 +1,7 @@
 // What the text encodings promise on every system.
 #include <gmock/gmock.h>
 
-#include "platform/TextEncodings.h"
+#include "platform/Charsets.h"
 
 namespace quintora {
 
@@ -13,7 +13,7 @@ struct Row {
   String text;
 };
 
-TEST(TextEncodingsContract, TextIsDecodedStrictlyByTheNameOfItsCharset) {
+TEST(CharsetsContract, TextIsDecodedStrictlyByTheNameOfItsCharset) {
   const Row rows[] = {
       // Built in, so the same to the last byte on every system.
       {u"utf-8", "caf\xC3\xA9", u"caf\u00E9"},
@@ -43,7 +43,7 @@ TEST(TextEncodingsContract, TextIsDecodedStrictlyByTheNameOfItsCharset) {
   }
 }
 
-TEST(TextEncodingsContract, AnUnknownNameHasAnIdentifierThatIsNot0AndDecodesNothing) {
+TEST(CharsetsContract, AnUnknownNameHasAnIdentifierThatIsNot0AndDecodesNothing) {
   const String names[] = {
       u"",
       u"no-such-charset",
@@ -69,7 +69,7 @@ TEST(TextEncodingsContract, AnUnknownNameHasAnIdentifierThatIsNot0AndDecodesNoth
   }
 }
 
-TEST(TextEncodingsContract, NoEncodingDecodesNothing) {
+TEST(CharsetsContract, NoEncodingDecodesNothing) {
   EXPECT_EQ(decodeData("text", kNoTextEncoding), std::nullopt);
 }
 

@@ -1,4 +1,4 @@
-#include "platform/HTTPReply.h"
+#include "platform/http/HTTPReply.h"
 
 #include <algorithm>
 

@@ -6,22 +6,20 @@
 
 namespace quintora {
 
-const char16_t* const kServerDefaultsSuite = SERVER_DEFAULTS_SUITE;
+const char* const kServerDefaultsSuite = SERVER_DEFAULTS_SUITE;
 
 namespace {
 
-String orElse(const String& stored, const char16_t* otherwise) {
-  return stored ? stored : otherwise;
-}
+String orElse(const String& stored, const char* otherwise) { return stored ? stored : otherwise; }
 
 // Looks the port text up in the table: the first entry with exactly that key holds, and its value
 // is not looked up again.
 void applyTable(ConnectionChoice& choice) {
   if (!isNotEmpty(choice.cloudPorts))
     return;
-  const Array entries = componentsSeparatedByString(choice.cloudPorts, u",");
+  const Array entries = componentsSeparatedByString(choice.cloudPorts, ",");
   for (const String& entry : *entries) {
-    const Array pieces = componentsSeparatedByString(entry, u":");
+    const Array pieces = componentsSeparatedByString(entry, ":");
     if (pieces->size() < 2 || !isEqualToString(pieces->front(), choice.portText))
       continue;
     choice.tableEntry = entry;
@@ -34,20 +32,20 @@ void applyTable(ConnectionChoice& choice) {
 
 ConnectionChoice connectionFor(const String& commandName, Preferences& preferences) {
   ConnectionChoice choice;
-  choice.protocol = preferences.objectForKey(u"QZCGIConnectionProtocol");
+  choice.protocol = preferences.objectForKey("QZCGIConnectionProtocol");
   choice.isAppleEventMode =
-      containsExactString(uppercaseString(orElse(choice.protocol, u"TCP/IP")), u"APPLE");
+      containsExactString(uppercaseString(orElse(choice.protocol, "TCP/IP")), "APPLE");
   if (choice.isAppleEventMode)
     return choice;
-  if (containsString(commandName, u"_")) {
+  if (containsString(commandName, "_")) {
     const Array pieces = componentsSeparatedByString(
-        stringByReplacingOccurrencesOfStringWithString(commandName, u".", u"_"), u"_");
+        stringByReplacingOccurrencesOfStringWithString(commandName, ".", "_"), "_");
     choice.nameText = choice.portText = (*pieces)[1];
-    choice.cloudPorts = preferences.objectForKey(u"QZQuintoraCloudServerPorts");
+    choice.cloudPorts = preferences.objectForKey("QZQuintoraCloudServerPorts");
     applyTable(choice);
   } else {
-    choice.serverPort = preferences.objectForKey(u"QZQuintoraServerPort");
-    choice.portText = orElse(choice.serverPort, u"8080");
+    choice.serverPort = preferences.objectForKey("QZQuintoraServerPort");
+    choice.portText = orElse(choice.serverPort, "8080");
   }
   choice.port = integerValue(choice.portText);
   return choice;

@@ -7,7 +7,7 @@
 namespace quintora {
 
 // The server application's preference domain, chosen when the bridge is built.
-extern const char16_t* const kServerDefaultsSuite;
+extern const char* const kServerDefaultsSuite;
 
 // A decision and what it rests on, for those who have to explain it.
 struct ConnectionChoice {

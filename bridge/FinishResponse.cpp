@@ -2,21 +2,37 @@
 
 #include <utility>
 
+#include "bridge/Messages.h"
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 
 namespace quintora {
 
-String FinishResponse(String response) {
-  if (notContainsExactString(response, u"\n"))
-    response = stringByReplacingOccurrencesOfStringWithString(std::move(response), u"\r", u"\r\n");
+FinishedResponse FinishResponse(String response) {
+  if (notContainsExactString(response, "\n"))
+    response = stringByReplacingOccurrencesOfStringWithString(std::move(response), "\r", "\r\n");
   if (!response)
-    response = u"(null)";
-  if (!beginsWith(response, u"Content-type:"))
-    response->insert(0, u"Content-type: text/plain\r\n\r\n");
-  if (!endsWith(response, u"\r\n"))
-    *response += u"\r\n";  // in place: a large response is not copied for its line end
-  return response;
+    response = kAbsentText;
+  FinishedResponse finished;
+  if (!beginsWith(response, "Content-type:"))
+    finished.header = "Content-type: text/plain\r\n\r\n";
+  const bool isEnded = response->empty() ? !finished.header.empty() : endsWith(response, "\r\n");
+  if (!isEnded)
+    finished.lineEnd = "\r\n";
+  finished.text = std::move(*response);
+  return finished;
+}
+
+std::string FinishedResponse::whole() const {
+  return std::string(header).append(text).append(lineEnd);
+}
+
+void cutAtNUL(FinishedResponse& response) {
+  const size_t end = response.text.find('\0');
+  if (end == std::string::npos)
+    return;
+  response.text.resize(end);
+  response.lineEnd = {};
 }
 
 }  // namespace quintora

@@ -5,9 +5,22 @@
 
 namespace quintora {
 
-// Makes the response that is printed, never absent: line ends that are all lone CR become CR LF,
-// a default header is put before what has none of its own (exactly "Content-type:", nothing else
-// counts), and the last line is ended. An absent response is printed as "(null)".
-String FinishResponse(String response);
+// The finished response in the parts in which it is written, so that a large one is not copied for
+// what stands around it.
+struct FinishedResponse {
+  std::string_view header;  // the default header, or nothing
+  std::string text;
+  std::string_view lineEnd;  // CR LF, or nothing
+
+  std::string whole() const;
+};
+
+// Finishes the response: line ends that are all lone CR become CR LF, a default header is put
+// before what has none of its own (exactly "Content-type:", nothing else counts), and the last line
+// is ended. An absent response becomes "(null)".
+FinishedResponse FinishResponse(String response);
+
+// The response up to its first NUL, where what is printed ends.
+void cutAtNUL(FinishedResponse& response);
 
 }  // namespace quintora

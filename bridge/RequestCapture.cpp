@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "bridge/Messages.h"
 #include "bridge/RequestState.h"
 #include "bridge/ServerScript.h"
 #include "extras/NSDictionary+NSDictionary_Extras.h"
@@ -19,15 +20,14 @@ namespace {
 constexpr uint64_t kSpareBytes = 100;
 
 // The key of postParameters under which a CGI variable is sent.
-String tunnelKey(const String& name) { return u"ApacheTunnel_" + *name; }
+String tunnelKey(const String& name) { return composed({"ApacheTunnel_", name}); }
 
-// What a form says by "+" and percent escapes. The body has been found to be UTF-8 and these are
-// ASCII, so its bytes will do; they are decoded where they stand, in the buffer that is this
-// file's own.
-String decodedFormText(std::string_view text) {
+// What a form says by "+" and percent escapes, decoded where it stands, in the buffer that is this
+// file's own. The body has been found to be UTF-8, and it was cut at ASCII characters.
+std::optional<std::string_view> decodedFormText(std::string_view text) {
   char* const bytes = const_cast<char*>(text.data());
   std::transform(bytes, bytes + text.size(), bytes, [](char c) { return c == '+' ? ' ' : c; });
-  return stringByRemovingPercentEncoding(bytes, text.size());
+  return removePercentEncodingInPlace(bytes, text.size());
 }
 
 // The body up to its first zero byte. The buffer is never released, for the process ends soon
@@ -39,18 +39,18 @@ std::string_view readBody(char* buffer, size_t count) {
 
 // What stands behind a second "=" is lost.
 void forwardFormField(std::string_view piece, Array& formEntries) {
-  String key = decodedFormText(cutPiece(piece, '='));
-  String value = decodedFormText(cutPiece(piece, '='));
+  const auto key = decodedFormText(cutPiece(piece, '='));
+  const auto value = decodedFormText(cutPiece(piece, '='));
+  setObjectForKey(postParameters, value, key);
   if (environmentVariables)
-    formEntries->push_back(dictionaryEntry(key, value));
-  setObjectForKey(postParameters, std::move(value), std::move(key));
+    formEntries->push_back(dictionaryEntry(String(key), String(value)));
 }
 
 }  // namespace
 
 String getCGIVariable(const String& name) {
-  const char* const value = std::getenv(lossyUTF8Data(name).c_str());
-  return value ? initWithDataEncoding(value, kUTF8TextEncoding) : u"";
+  const char* const value = name ? std::getenv(name->c_str()) : nullptr;
+  return value ? initWithDataEncoding(value, kUTF8TextEncoding) : "";
 }
 
 void AddEnvironmentVariable(const String& name) {
@@ -62,7 +62,7 @@ void AddEnvironmentVariable(const String& name) {
 
 void AddPostData() {
   postDataCode = kEmptyLiteral;
-  const int64_t contentLength = integerValue(getCGIVariable(u"CONTENT_LENGTH"));
+  const int64_t contentLength = integerValue(getCGIVariable("CONTENT_LENGTH"));
   if (contentLength <= 0)
     return;
   // As unsigned numbers the sum cannot overflow; what no machine has, malloc refuses. It does not
@@ -70,7 +70,7 @@ void AddPostData() {
   const uint64_t size = static_cast<uint64_t>(contentLength);
   char* const buffer = static_cast<char*>(std::malloc(size + kSpareBytes));
   if (!buffer) {
-    cgiResult = u"Quintora CGI Error: Out of memory (form data).";
+    cgiResult = kNoMemoryForForm;
     return;
   }
   const std::string_view body = readBody(buffer, size);
@@ -85,10 +85,10 @@ void AddPostData() {
 }
 
 void CaptureRequest(const String& bridgePath, const String& commandName) {
-  for (const char16_t* name : kCGIVariables)
+  for (const char* name : kCGIVariables)
     AddEnvironmentVariable(name);
-  setObjectForKey(postParameters, bridgePath, tunnelKey(u"CLIPATH"));
-  setObjectForKey(postParameters, commandName, tunnelKey(u"CLICOMMAND"));
+  setObjectForKey(postParameters, bridgePath, tunnelKey("CLIPATH"));
+  setObjectForKey(postParameters, commandName, tunnelKey("CLICOMMAND"));
   AddPostData();
 }
 

@@ -6,12 +6,12 @@
 namespace quintora {
 
 // The CGI variables that are forwarded, in their order.
-inline constexpr const char16_t* kCGIVariables[] = {
-    u"SERVER_SOFTWARE",      u"QUERY_STRING",     u"REMOTE_ADDR",  u"REMOTE_PORT",
-    u"REQUEST_METHOD",       u"SERVER_ADDR",      u"SERVER_ADMIN", u"SERVER_NAME",
-    u"SERVER_PORT",          u"SERVER_SIGNATURE", u"HTTP_ACCEPT",  u"HTTP_ACCEPT_ENCODING",
-    u"HTTP_ACCEPT_LANGUAGE", u"HTTP_CONNECTION",  u"HTTP_HOST",    u"HTTP_REFERER",
-    u"HTTP_USER_AGENT",      u"HTTP_COOKIE",
+inline constexpr const char* kCGIVariables[] = {
+    "SERVER_SOFTWARE",      "QUERY_STRING",     "REMOTE_ADDR",  "REMOTE_PORT",
+    "REQUEST_METHOD",       "SERVER_ADDR",      "SERVER_ADMIN", "SERVER_NAME",
+    "SERVER_PORT",          "SERVER_SIGNATURE", "HTTP_ACCEPT",  "HTTP_ACCEPT_ENCODING",
+    "HTTP_ACCEPT_LANGUAGE", "HTTP_CONNECTION",  "HTTP_HOST",    "HTTP_REFERER",
+    "HTTP_USER_AGENT",      "HTTP_COOKIE",
 };
 
 // The environment variable's value; the empty text when it is not set, absent when its bytes are

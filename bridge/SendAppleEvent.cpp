@@ -4,8 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "bridge/Messages.h"
 #include "bridge/RequestState.h"
-#include "extras/NSString.h"
+#include "extras/TextEncoding.h"
 #include "platform/AppleEvents.h"
 
 namespace quintora {
@@ -32,31 +33,27 @@ struct Descriptors {
   AEDesc reply = {typeNull, nullptr};
 };
 
-String statusMessage(std::u16string_view format, OSErr status) {
-  return stringWithFormat(format, {status});
-}
-
 // Makes the event with the statement in it, or leaves a message and the descriptors released that
 // had been made.
 bool makeEvent(const String& statement, Descriptors& d) {
   const OSType signature = kServerSignature;
   OSErr status = AECreateDesc(typeApplSignature, &signature, sizeof signature, &d.target);
   if (status != noErr) {
-    cgiResult = statusMessage(u"Quintora CGI error %d returned by AECreateDesc()", status);
+    cgiResult = kCreateDescError(status);
     return false;
   }
   status = AECreateAppleEvent(kEventClass, kEventID, &d.target, kAutoGenerateReturnID,
                               kAnyTransactionID, &d.event);
   if (status != noErr) {
-    cgiResult = statusMessage(u"Quintora CGI error %d returned by AECreateAppleEvent()", status);
+    cgiResult = kCreateAppleEventError(status);
     AEDisposeDesc(&d.target);
     return false;
   }
-  // The size is the count of UTF-16 units, never more than there are bytes.
-  status = AEPutParamPtr(&d.event, keyDirectObject, typeChar, lossyUTF8Data(statement).c_str(),
+  // The size is the count of UTF-16 code units, never more than there are bytes.
+  status = AEPutParamPtr(&d.event, keyDirectObject, typeChar, statement ? statement->c_str() : "",
                          static_cast<Size>(length(statement)));
   if (status != noErr) {
-    cgiResult = statusMessage(u"Quintora CGI error %d returned by AEPutParamPtr()", status);
+    cgiResult = kPutParamPtrError(status);
     AEDisposeDesc(&d.target);
     AEDisposeDesc(&d.event);
     return false;
@@ -78,9 +75,9 @@ bool send(Descriptors& d) {
   if (status == noErr)
     return true;
   if (status == connectionInvalid)
-    cgiResult = u"Quintora CGI error: Quintora Server is not running.";
+    cgiResult = kNotRunning;
   else
-    cgiResult = statusMessage(u"Quintora CGI error %d returned by AESendMessage()", status);
+    cgiResult = kSendMessageError(status);
   disposeAll(d);
   return false;
 }
@@ -97,15 +94,14 @@ bool receive(const AEDesc& reply) {
   const uint64_t capacity = std::max<uint64_t>(static_cast<uint64_t>(size) + kSpareBytes, 1);
   char* const buffer = static_cast<char*>(std::realloc(nullptr, capacity));
   if (!buffer) {
-    cgiResult =
-        stringWithFormat(u"Quintora CGI error: Out of memory (reply needed %d bytes", {size});
+    cgiResult = kNoMemoryForReply(static_cast<int32_t>(static_cast<uint32_t>(size)));
     return false;
   }
   Size actualSize = 0;
   const OSErr status =
       AEGetParamPtr(&reply, keyDirectObject, typeChar, &type, buffer, size, &actualSize);
   if (status != noErr) {
-    cgiResult = statusMessage(u"Quintora CGI error %d returned by AEGetParamPtr()", status);
+    cgiResult = kGetParamPtrError(status);
     return false;
   }
   // A text longer than the size first told was copied up to that size only.

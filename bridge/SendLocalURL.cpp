@@ -1,9 +1,10 @@
 #include "bridge/SendLocalURL.h"
 
+#include <utility>
+
+#include "bridge/Messages.h"
 #include "bridge/RequestState.h"
-#include "extras/NSDictionary+NSDictionary_Extras.h"
 #include "extras/NSString+Extras.h"
-#include "extras/NSString.h"
 
 namespace quintora {
 
@@ -13,46 +14,49 @@ constexpr std::chrono::seconds kTimeoutInterval(60);
 
 }  // namespace
 
+bool isPortOfURL(int64_t port) { return port >= 0; }
+
 // The wire format. The Content-Type has no ";" before its charset; servers rely on it as it is.
-std::optional<HTTPRequest> localRequest() {
-  const std::optional<URL> url =
-      URLWithString(stringWithFormat(u"http://localhost:%ld/apache-tunnel/", {quiZServerPort}));
-  if (!url)
-    return std::nullopt;
-  HTTPRequest request;
-  request.url = *url;
-  request.method = "POST";
-  request.body = encodePostData(postParameters);
-  request.headers = {
-      {"Content-Length", lossyUTF8Data(stringWithFormat(u"%lu", {request.body.size()}))},
-      {"Content-Type", "application/x-www-form-urlencoded charset=utf-8"}};
-  request.timeoutInterval = kTimeoutInterval;
-  return request;
+HTTPRequest localRequest(HTTPBody& body) {
+  return {
+      "POST",
+      "localhost",
+      quiZServerPort,
+      "/apache-tunnel/",
+      {{"Content-Length", composed({body.size()})},
+       {"Content-Type", "application/x-www-form-urlencoded charset=utf-8"}},
+      body,
+      kTimeoutInterval,
+  };
 }
 
 void SendLocalURL() {
-  const std::optional<HTTPRequest> request = localRequest();
-  cgiResult = request ? resultOfResponse(sendSynchronousRequest(*request))
-                      : u"CGI tunnel error: malformed URL.";
+  if (!isPortOfURL(quiZServerPort)) {
+    cgiResult = kMalformedURL;
+    return;
+  }
+  FormBody body(postParameters);
+  cgiResult = resultOfResponse(sendSynchronousRequest(localRequest(body)));
 }
 
 bool isReadableReply(const HTTPResponse& response) {
   return response.data && !response.data->empty() && response.textEncodingName;
 }
 
-String resultOfResponse(const HTTPResponse& response) {
+String resultOfResponse(HTTPResponse response) {
   if (!response.data || response.data->empty())
-    return stringWithFormat(u"CGI tunnel request error:%@", {response.localizedDescription});
+    return kRequestError(response.localizedDescription);
   if (!isReadableReply(response))
-    return u"Error: CGI tunnel returned binary data.";
-  return textOfReply(*response.data, textEncodingFromIANACharSetName(response.textEncodingName));
+    return kBinaryData;
+  return textOfReply(std::move(*response.data),
+                     textEncodingFromIANACharSetName(response.textEncodingName));
 }
 
-String textOfReply(std::string_view body, TextEncoding encoding) {
-  String text = encoding == kNoTextEncoding ? stringWithUnknownEncodingData(body)
-                                            : decodeData(body, encoding);
+String textOfReply(Data body, TextEncoding encoding) {
+  String text = encoding == kNoTextEncoding ? stringWithUnknownEncodingData(std::move(body))
+                                            : decodeData(std::move(body), encoding);
   if (!text)
-    text = u"";
+    text = "";
   return text;
 }
 

@@ -1,5 +1,6 @@
 #include "bridge/ServerScript.h"
 
+#include "extras/Message.h"
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 
@@ -7,22 +8,21 @@ namespace quintora {
 
 namespace {
 
-String entryListText(const Array& entries) { return componentsJoinedByString(entries, u",\n"); }
+String entryListText(const Array& entries) { return componentsJoinedByString(entries, ",\n"); }
 
 }  // namespace
 
 String dictionaryEntry(const String& key, const String& value) {
-  return stringWithFormat(u"%@,%@", {quiQuoted(key), quiQuoted(value)});
+  return composed({quiQuoted(key), ",", quiQuoted(value)});
 }
 
 String formDictionaryText(const Array& entries) {
-  return stringWithFormat(u"initializeDictionary(\n%@\n)\n", {entryListText(entries)});
+  return composed({"initializeDictionary(\n", entryListText(entries), "\n)\n"});
 }
 
 String serverScriptStatement(const Array& variables, const String& form) {
-  return stringWithFormat(
-      u"setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n%@\n),%@)\n",
-      {entryListText(variables), form});
+  return composed({"setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n",
+                   entryListText(variables), "\n),", form, ")\n"});
 }
 
 }  // namespace quintora

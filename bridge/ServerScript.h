@@ -6,7 +6,7 @@
 namespace quintora {
 
 // A literal of no text.
-inline constexpr const char16_t* kEmptyLiteral = u"\"\"";
+inline constexpr const char* kEmptyLiteral = "\"\"";
 
 // One key and one value, both quoted; an absent one stands as (null), without quotes.
 String dictionaryEntry(const String& key, const String& value);

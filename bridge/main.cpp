@@ -4,6 +4,7 @@
 
 #include "bridge/ChooseConnection.h"
 #include "bridge/FinishResponse.h"
+#include "bridge/Messages.h"
 #include "bridge/RequestCapture.h"
 #include "bridge/RequestState.h"
 #include "bridge/SendAppleEvent.h"
@@ -28,7 +29,7 @@ String pathOfBridge(int count, const char* const* arguments) {
 int main(int argc, char** argv) {
   using namespace quintora;
   prepareProcess();
-  answerWhenOutOfMemory("Quintora CGI error: Out of memory.");
+  answerWhenOutOfMemory(kOutOfMemory);
   const String bridgePath = pathOfBridge(argc, argv);
   const String commandName = lastPathComponent(bridgePath);
 
@@ -41,8 +42,9 @@ int main(int argc, char** argv) {
   if (environmentVariables)
     SendAppleEvent(statement);
 
-  cgiResult = FinishResponse(std::move(cgiResult));
+  FinishedResponse response = FinishResponse(std::move(cgiResult));
+  cutAtNUL(response);
   endStandardInput();
-  writeStandardOutput(lossyUTF8Data(cgiResult).c_str());  // up to the first NUL
-  return 0;
+  writeStandardOutput({response.header, response.text, response.lineEnd});
+  endProcess();
 }

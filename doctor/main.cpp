@@ -1,5 +1,6 @@
 // Answers the question why an installed copy of the bridge does not answer. It decides, sends and
 // reads with the bridge's own procedures, and only says what they find.
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -7,6 +8,7 @@
 
 #include "bridge/ChooseConnection.h"
 #include "bridge/FinishResponse.h"
+#include "bridge/Messages.h"
 #include "bridge/RequestCapture.h"
 #include "bridge/RequestState.h"
 #include "bridge/SendAppleEvent.h"
@@ -60,7 +62,7 @@ class Report {
   void line(const char* colour, char mark, const String& sentence) {
     const bool isPlain = !isColoured_ || *colour == '\0';
     std::printf("  %s%c%s %s\n", isPlain ? "" : colour, mark, isPlain ? "" : "\033[0m",
-                lossyUTF8Data(sentence).c_str());
+                sentence ? sentence->c_str() : "");
   }
 
   const bool isColoured_;
@@ -68,66 +70,77 @@ class Report {
 };
 
 // A stored value and where it is from, as a person writes it down.
-String stored(const char16_t* key, const String& value, Preferences& preferences) {
+String stored(const char* key, const String& value, Preferences& preferences) {
   if (!value)
-    return stringWithFormat(u"%@ is not set.", {String(key)});
-  return stringWithFormat(u"%@ is \"%@\", by %@.",
-                          {String(key), value, preferences.placeOfKey(key)});
+    return composed({key, " is not set."});
+  return composed({key, " is \"", value, "\", by ", preferences.sourceOfKey(key), "."});
 }
 
 void reportCopy(Report& report, const char* path) {
   report.section("The copy");
   const String name = stringWithFileSystemRepresentation(path);
-  const String failure = executionFailure(path);
-  if (failure)
-    report.finding(stringWithFormat(u"%@ cannot be run by this user: %@.", {name, failure}));
+  const int error = executionError(path);
+  if (error == 0)
+    report.good(composed({name, " can be run by this user."}));
   else
-    report.good(stringWithFormat(u"%@ can be run by this user.", {name}));
+    report.finding(composed({name, " cannot be run by this user: ",
+                             error == EISDIR ? "it is a directory" : systemSentence(error), "."}));
+}
+
+// What was found where values may come from, and whether that keeps them from being read.
+void reportSource(Report& report, const Preferences::Source& source) {
+  using State = Preferences::Source::State;
+  switch (source.state) {
+    case State::notNeeded:
+      return report.fact(composed({source.name, ": not needed"}));
+    case State::read:
+      return report.fact(composed({source.name, ": read"}));
+    case State::absent:
+      return report.fact(composed({source.name, ": not there"}));
+    case State::notUTF8:
+      return report.finding(composed({source.name, ": not UTF-8, so ignored"}));
+    case State::unreadable:
+      return report.finding(
+          composed({source.name, ": cannot be read: ", systemSentence(source.error)}));
+  }
 }
 
 void reportPreferences(Report& report, const Preferences& preferences) {
   report.section("The preferences");
-  for (const Preferences::Place& place : preferences.places()) {
-    const String sentence = stringWithFormat(u"%@: %@", {place.name, place.state});
-    if (place.isTrouble)
-      report.finding(sentence);
-    else
-      report.fact(sentence);
-  }
+  for (const Preferences::Source& source : preferences.sources())
+    reportSource(report, source);
 }
 
 void reportMode(Report& report, const ConnectionChoice& choice, Preferences& preferences) {
   report.section("The mode");
-  report.fact(stored(u"QZCGIConnectionProtocol", choice.protocol, preferences));
-  report.fact(choice.isAppleEventMode ? u"It contains \"apple\": Apple-event mode."
-                                      : u"That is tunnel mode.");
+  report.fact(stored("QZCGIConnectionProtocol", choice.protocol, preferences));
+  report.fact(choice.isAppleEventMode ? "It contains \"apple\": Apple-event mode."
+                                      : "That is tunnel mode.");
 }
 
 void reportPort(Report& report, const ConnectionChoice& choice, const String& commandName,
                 Preferences& preferences) {
   report.section("The port");
   if (choice.nameText) {
-    report.fact(stringWithFormat(u"The file name \"%@\" carries \"%@\" behind its first \"_\".",
-                                 {commandName, choice.nameText}));
-    report.fact(stored(u"QZQuintoraCloudServerPorts", choice.cloudPorts, preferences));
-    report.fact(choice.tableEntry
-                    ? stringWithFormat(u"Its entry \"%@\" holds.", {choice.tableEntry})
-                    : u"So what the name carries is the port itself.");
+    report.fact(composed({"The file name \"", commandName, "\" carries \"", choice.nameText,
+                          "\" behind its first \"_\"."}));
+    report.fact(stored("QZQuintoraCloudServerPorts", choice.cloudPorts, preferences));
+    report.fact(choice.tableEntry ? composed({"Its entry \"", choice.tableEntry, "\" holds."})
+                                  : "So what the name carries is the port itself.");
   } else {
-    report.fact(stringWithFormat(u"The file name \"%@\" holds no \"_\".", {commandName}));
-    report.fact(stored(u"QZQuintoraServerPort", choice.serverPort, preferences));
+    report.fact(composed({"The file name \"", commandName, "\" holds no \"_\"."}));
+    report.fact(stored("QZQuintoraServerPort", choice.serverPort, preferences));
     if (!choice.serverPort)
-      report.fact(u"Without it the port is 8080.");
+      report.fact("Without it the port is 8080.");
   }
-  report.fact(
-      stringWithFormat(u"As a number, \"%@\" is port %ld.", {choice.portText, choice.port}));
+  report.fact(composed({"As a number, \"", choice.portText, "\" is port ", choice.port, "."}));
 }
 
 // Makes the environment that of a request which no visitor has sent: nothing of the caller's own,
 // and marks by which a server can tell it.
 void setProbeEnvironment() {
-  for (const char16_t* name : kCGIVariables)
-    setEnvironmentVariable(lossyUTF8Data(name).c_str(), nullptr);
+  for (const char* name : kCGIVariables)
+    setEnvironmentVariable(name, nullptr);
   setEnvironmentVariable("CONTENT_LENGTH", nullptr);
   setEnvironmentVariable("REQUEST_METHOD", "GET");
   for (const char* mark : {"QUERY_STRING", "HTTP_USER_AGENT", "SERVER_SOFTWARE"})
@@ -136,25 +149,25 @@ void setProbeEnvironment() {
 
 String timeSince(std::chrono::steady_clock::time_point start) {
   const auto time = std::chrono::steady_clock::now() - start;
-  return stringWithFormat(u"%ld ms",
-                          {std::chrono::duration_cast<std::chrono::milliseconds>(time).count()});
+  return composed({std::chrono::duration_cast<std::chrono::milliseconds>(time).count(), " ms"});
 }
 
-// What a visitor would get, and what he would wonder about in it.
+// What a visitor would get, and what is odd about it.
 void reportOutput(Report& report) {
   report.section("What the bridge would print");
-  const Data output = lossyUTF8Data(FinishResponse(cgiResult));
-  const Data printed = output.substr(0, output.find('\0'));
-  if (printed.size() < output.size())
-    report.finding(u"It ends at a NUL in the reply.");
-  if (isEmpty(cgiResult) || printed.size() <= output.find("\r\n\r\n") + 4)
-    report.finding(u"The page is empty.");
-  if (!beginsWith(cgiResult, u"Content-type:") &&
-      caseInsensitiveBeginsWith(cgiResult, u"Content-type:"))
-    report.finding(
-        u"The reply's own header is not exactly \"Content-type:\", so it shows as text.");
+  FinishedResponse response = FinishResponse(cgiResult);
+  const size_t size = response.text.size();
+  cutAtNUL(response);
+  if (response.text.size() < size)
+    report.finding("It ends at a NUL in the reply.");
+  const std::string printed = response.whole();
+  if (isEmpty(cgiResult) || printed.size() <= printed.find("\r\n\r\n") + 4)
+    report.finding("The page is empty.");
+  if (!beginsWith(cgiResult, "Content-type:") &&
+      caseInsensitiveBeginsWith(cgiResult, "Content-type:"))
+    report.finding("The reply's own header is not exactly \"Content-type:\", so it shows as text.");
   std::fflush(stdout);
-  writeStandardOutput(printed);
+  writeStandardOutput({printed});
 }
 
 void probeTunnel(Report& report, const HTTPRequest& request) {
@@ -163,36 +176,39 @@ void probeTunnel(Report& report, const HTTPRequest& request) {
   const String time = timeSince(start);
   cgiResult = resultOfResponse(response);
   if (isReadableReply(response))
-    report.good(stringWithFormat(u"It answered %lu bytes in the charset %@ after %@.",
-                                 {response.data->size(), response.textEncodingName, time}));
+    report.good(composed({"It answered ", response.data->size(), " bytes in the charset ",
+                          response.textEncodingName, " after ", time, "."}));
   else
-    report.finding(stringWithFormat(u"After %@: %@", {time, cgiResult}));
+    report.finding(composed({"After ", time, ": ", cgiResult}));
   reportOutput(report);
 }
 
 void reportTunnel(Report& report, bool isProbing) {
   report.section("The server");
-  const std::optional<HTTPRequest> request = localRequest();
-  if (request && isProbing) {
-    probeTunnel(report, *request);
-  } else if (!request) {
-    SendLocalURL();  // which has nothing to send and says so
+  if (!isPortOfURL(quiZServerPort)) {
+    cgiResult = kMalformedURL;
     report.finding(cgiResult);
     if (isProbing)
       reportOutput(report);
-  } else if (const String failure = connectionFailure(*request)) {
+    return;
+  }
+  FormBody body(postParameters);
+  const HTTPRequest request = localRequest(body);
+  if (isProbing) {
+    probeTunnel(report, request);
+  } else if (const String failure = connectionFailure(request)) {
     report.finding(failure);
   } else {
-    report.good(stringWithFormat(u"Something on this machine takes connections on port %ld.",
-                                 {quiZServerPort}));
-    report.fact(u"Whether it is the server, --probe will tell.");
+    report.good(
+        composed({"Something on this machine takes connections on port ", quiZServerPort, "."}));
+    report.fact("Whether it is the server, --probe will tell.");
   }
 }
 
 void reportAppleEvents(Report& report, bool isProbing) {
   report.section("The server");
   if (!isProbing) {
-    report.fact(u"Only an event shows whether it can be reached: --probe sends one.");
+    report.fact("Only an event shows whether it can be reached: --probe sends one.");
     return;
   }
   const auto start = std::chrono::steady_clock::now();
@@ -200,11 +216,11 @@ void reportAppleEvents(Report& report, bool isProbing) {
       exchangeAppleEvent(serverScriptStatement(environmentVariables, postDataCode));
   const String time = timeSince(start);
   if (!hasReply)
-    report.finding(stringWithFormat(u"After %@: %@", {time, cgiResult}));
+    report.finding(composed({"After ", time, ": ", cgiResult}));
   else if (!cgiResult)
-    report.finding(stringWithFormat(u"It answered after %@, but not in UTF-8.", {time}));
+    report.finding(composed({"It answered after ", time, ", but not in UTF-8."}));
   else
-    report.good(stringWithFormat(u"It answered after %@.", {time}));
+    report.good(composed({"It answered after ", time, "."}));
   reportOutput(report);
 }
 

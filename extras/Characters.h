@@ -1,4 +1,4 @@
-// Single characters: ASCII without a locale, and characters in UTF-16.
+// Single characters: ASCII without a locale, and characters in UTF-8 and UTF-16.
 #pragma once
 
 #include <algorithm>
@@ -8,10 +8,7 @@
 
 namespace quintora {
 
-template <typename Unit>
-constexpr bool isASCIIDigit(Unit unit) {
-  return unit >= '0' && unit <= '9';
-}
+constexpr bool isASCIIDigit(char c) { return c >= '0' && c <= '9'; }
 
 constexpr bool isASCIILetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 
@@ -38,33 +35,45 @@ inline constexpr char kHexadecimalDigits[] = "0123456789ABCDEF";
 // RFC 2396, sections 2.2 (reserved) and 2.3 (unreserved).
 constexpr bool isURLCharacter(unsigned char byte) {
   constexpr std::string_view kOthers = "-_.!~*'();/?:@&=+$,";
-  return isASCIIDigit(byte) || (byte < 0x80 && isASCIILetter(static_cast<char>(byte))) ||
-         kOthers.find(static_cast<char>(byte)) != kOthers.npos;
+  const char c = static_cast<char>(byte);
+  return isASCIIDigit(c) || isASCIILetter(c) || kOthers.find(c) != kOthers.npos;
 }
 
-constexpr bool isHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
-constexpr bool isLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
+constexpr bool isHighSurrogate(char32_t value) { return (value & 0xFFFFFC00) == 0xD800; }
+constexpr bool isLowSurrogate(char32_t value) { return (value & 0xFFFFFC00) == 0xDC00; }
 constexpr bool isSurrogate(char32_t value) { return (value & 0xFFFFF800) == 0xD800; }
 
-// The halves of a character from U+10000 on.
+// The halves of a character from U+10000 on, and the character of two halves.
 constexpr char16_t highSurrogate(char32_t value) {
   return static_cast<char16_t>(0xD800 + ((value - 0x10000) >> 10));
 }
 constexpr char16_t lowSurrogate(char32_t value) {
   return static_cast<char16_t>(0xDC00 + (value & 0x3FF));
 }
+constexpr char32_t pairedSurrogates(char32_t high, char32_t low) {
+  return 0x10000 + ((high & 0x3FF) << 10) + (low & 0x3FF);
+}
 
-// The character at a position and how many units it has; an unpaired surrogate stands for itself.
+// Whether a byte of UTF-8 is one of a character's after its first.
+constexpr bool isContinuation(char byte) { return (byte & 0xC0) == 0x80; }
+
+// A character and how many bytes it has.
 struct Character {
   char32_t value;
-  size_t units;
+  size_t bytes;
 };
 
-constexpr Character characterAt(std::u16string_view text, size_t at) {
-  const char16_t first = text[at];
-  if (isHighSurrogate(first) && at + 1 < text.size() && isLowSurrogate(text[at + 1]))
-    return {0x10000u + ((first & 0x3FFu) << 10) + (text[at + 1] & 0x3FFu), 2};
-  return {first, 1};
+// The character whose first byte, of a text in UTF-8, is the one at the position.
+constexpr Character characterAt(std::string_view text, size_t at) {
+  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[at + i]); };
+  const unsigned first = byte(0);
+  if (first < 0x80)
+    return {first, 1};
+  const size_t bytes = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+  char32_t value = first & (0xFFu >> (bytes + 1));
+  for (size_t i = 1; i < bytes; ++i)
+    value = value << 6 | (byte(i) & 0x3Fu);
+  return {value, bytes};
 }
 
 // Writes the UTF-8 bytes of a character, 1 to 4, and returns the place behind them.
@@ -87,6 +96,11 @@ inline char* putUTF8(char* to, char32_t character) {
   }
   put(0x80 | (character & 0x3F));
   return to;
+}
+
+inline void appendUTF8(std::string& text, char32_t character) {
+  char bytes[4];
+  text.append(bytes, putUTF8(bytes, character));
 }
 
 }  // namespace quintora

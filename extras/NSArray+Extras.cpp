@@ -15,7 +15,7 @@ const String& safeObjectAtIndex(const Array& receiver, uint64_t index) {
 const String& stringFromArrayElement(const Array& receiver, int64_t index) {
   if (!receiver)
     return kAbsent;
-  static const String empty = u"";
+  static const String empty = "";
   const int64_t count = static_cast<int64_t>(receiver->size());
   if (index < 0)
     index += count;

@@ -1,18 +1,12 @@
 #include "extras/NSDictionary+NSDictionary_Extras.h"
 
-#include <algorithm>
 #include <cstring>
-#include <utility>
 
-#include "extras/BlockWriter.h"
 #include "extras/Characters.h"
-#include "extras/TextEncoding.h"
 
 namespace quintora {
 
 namespace {
-
-const String kAbsent;
 
 // An escape or, of an ASCII character that is kept, the character.
 struct Escape {
@@ -36,92 +30,107 @@ struct Escapes {
 };
 constexpr Escapes kEscapes;
 
-// Always writes all of the four bytes, which is one step and asks nothing, and returns the place
-// behind those that count.
-char* putEscape(char* to, unsigned byte) {
-  const Escape& escape = kEscapes.ofByte[byte];
-  std::memcpy(to, &escape, sizeof escape);
-  return to + escape.size;
+const Escape& escapeOf(char c) { return kEscapes.ofByte[static_cast<unsigned char>(c)]; }
+
+uint64_t escapedSize(std::string_view text) {
+  uint64_t size = 0;
+  for (const char c : text)
+    size += escapeOf(c).size;
+  return size;
 }
 
-// The escapes of the UTF-8 bytes of a character beyond ASCII.
-char* putEscapes(char* to, char32_t character) {
-  char bytes[4];
-  const char* const end = putUTF8(bytes, character);
-  for (const char* byte = bytes; byte != end; ++byte)
-    to = putEscape(to, static_cast<unsigned char>(*byte));
+// Takes the escapes of characters off the front of the text to a place in memory, as many as there
+// is room for. Always writes all four bytes of an escape, which asks nothing.
+char* takeEscapes(std::string_view& text, char* to, const char* end) {
+  const char* at = text.data();
+  const char* const last = at + text.size();
+  for (; at != last && end - to >= static_cast<ptrdiff_t>(sizeof(Escape)); ++at) {
+    const Escape& escape = escapeOf(*at);
+    std::memcpy(to, &escape, sizeof escape);
+    to += escape.size;
+  }
+  text.remove_prefix(static_cast<size_t>(at - text.data()));
   return to;
 }
 
-// False, with nothing appended, for a text that UTF-8 cannot hold.
-bool appendEscaped(Data& body, std::u16string_view text) {
-  constexpr ptrdiff_t kASCIIAtOnce = 16;
-  static_assert(3 * (kASCIIAtOnce + 4) + 1 <= BlockWriter<char>::kMostAtOnce);
-  const size_t sizeBefore = body.size();
-  BlockWriter<char> writer(body);
-  const char16_t* at = text.data();
-  const char16_t* const end = at + text.size();
-  while (at != end) {
-    char* to = writer.place();
-    const char16_t* const stop = at + std::min(end - at, kASCIIAtOnce);
-    for (; at != stop && *at < 0x80; ++at)
-      to = putEscape(to, *at);
-    if (at != stop) {
-      const Character character = characterAt({at, static_cast<size_t>(end - at)}, 0);
-      if (isSurrogate(character.value)) {
-        body.resize(sizeBefore);
-        return false;
-      }
-      to = putEscapes(to, character.value);
-      at += character.units;
-    }
-    writer.wroteUpTo(to);
+// Whether half of a surrogate pair stands alone in the text: ED begins the characters from U+D000
+// to U+DFFF, whose second byte tells which of them are surrogates.
+bool hasSurrogate(std::string_view text) {
+  for (size_t at = 0; (at = text.find('\xED', at)) != text.npos; ++at) {
+    if (static_cast<unsigned char>(text[at + 1]) >= 0xA0)
+      return true;
   }
-  writer.flush();
-  return true;
+  return false;
 }
 
-void appendField(Data& body, const String& text) {
-  if (!text || !appendEscaped(body, *text))
-    body += "(null)";
-}
+std::string_view encodable(std::string_view text) { return hasSurrogate(text) ? "(null)" : text; }
 
 }  // namespace
 
-void setObjectForKey(Dictionary& receiver, String value, String key) {
+void setObjectForKey(Dictionary& receiver, std::optional<std::string_view> value,
+                     std::optional<std::string_view> key) {
   if (!receiver)
     return;
   if (!value || !key)
     raiseException();
-  receiver->insert_or_assign(std::move(*key), std::move(value));
+  receiver->insert_or_assign(*key, *value);
 }
 
-const String& stringForKeyDefault(const Dictionary& receiver, const String& key,
-                                  const String& defaultString) {
+String stringForKeyDefault(const Dictionary& receiver, const String& key,
+                           const String& defaultString) {
   if (!receiver)
-    return kAbsent;
-  if (!key)
+    return std::nullopt;
+  const auto value = key ? receiver->find(*key) : std::nullopt;
+  if (!value)
     return defaultString;
-  const String* const value = receiver->find(*key);
-  return value ? *value : defaultString;
+  return std::string(*value);
 }
 
 Data encodePostData(const Dictionary& receiver) {
-  Data body;
-  if (!receiver)
-    return body;
-  size_t units = 0;
-  for (const auto& [key, value] : *receiver)
-    units += key.size() + length(value) + 2;
-  body.reserve(2 * units);  // forms have fewer escapes than that, or nearly nothing else
-  for (const auto& [key, value] : *receiver) {
-    if (!body.empty())
-      body += '&';
-    appendField(body, key);
-    body += '=';
-    appendField(body, value);
-  }
+  PostDataEncoder encoder(receiver);
+  Data body(encoder.size() + PostDataEncoder::kLeastRoom, '\0');
+  body.resize(encoder.read(body.data(), body.size()));
   return body;
+}
+
+PostDataEncoder::PostDataEncoder(const Dictionary& receiver)
+    : next_(receiver ? receiver->begin() : StringMap::const_iterator()),
+      end_(receiver ? receiver->end() : StringMap::const_iterator()) {
+  for (auto entry = next_; entry != end_; ++entry) {
+    const auto [key, value] = *entry;
+    size_ += escapedSize(encodable(key)) + escapedSize(encodable(value)) + 2;  // "=" and "&"
+  }
+  if (size_ > 0)
+    --size_;  // there is one "&" less
+}
+
+size_t PostDataEncoder::read(char* to, size_t room) {
+  char* at = to;
+  const char* const end = to + room;
+  do {
+    at = takeEscapes(field_, at, end);
+  } while (field_.empty() && at != end && startField(at));
+  return static_cast<size_t>(at - to);
+}
+
+// Writes what separates the next key or value from the one before; false when there is none.
+bool PostDataEncoder::startField(char*& to) {
+  if (isKey_) {
+    *to++ = '=';
+    field_ = value_;
+  } else {
+    if (!(next_ != end_))
+      return false;
+    if (!isFirst_)
+      *to++ = '&';
+    const auto [key, value] = *next_;
+    ++next_;
+    field_ = encodable(key);
+    value_ = encodable(value);
+    isFirst_ = false;
+  }
+  isKey_ = !isKey_;
+  return true;
 }
 
 }  // namespace quintora

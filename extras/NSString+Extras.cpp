@@ -3,29 +3,30 @@
 #include <algorithm>
 #include <utility>
 
+#include "extras/Characters.h"
+#include "extras/Message.h"
 #include "extras/NSString.h"
+#include "extras/UTF16.h"
 
 namespace quintora {
 
 namespace {
 
-// The substring of the units start up to end; positions outside the text, which as unsigned
-// numbers include all that were negative, become its length.
-String clampedSubstring(const std::u16string& text, uint64_t start, uint64_t end) {
-  const uint64_t size = text.size();
-  if (start > size)
-    start = size;
-  if (end > size)
-    end = size;
-  if (end < start)
-    end = start;
-  return text.substr(start, end - start);
+// A position that counts from the start, or, when it is negative, from the end backwards; `atEnd`
+// is the one that stands for the end. As unsigned 64-bit numbers, by which positions are clamped,
+// one before the start is larger than any, so it becomes the end as one behind the end does.
+UnitPosition position(std::string_view text, int64_t index, int64_t atEnd) {
+  if (index >= 0)
+    return positionAfter(text, {}, static_cast<uint64_t>(index));
+  return positionBeforeEnd(text, static_cast<uint64_t>(atEnd) - static_cast<uint64_t>(index));
 }
 
-// A position that counts from the start, or, when it is negative, from `origin` backwards. The
-// sum is formed modulo 2^64, so one that falls before the start becomes very large.
-uint64_t position(int64_t index, uint64_t origin) {
-  return index < 0 ? origin + static_cast<uint64_t>(index) : static_cast<uint64_t>(index);
+// The end of a substring of a negative length: a sum that is not below 0 comes before the start, so
+// nothing is left; one below 0 is larger than any position, as above.
+UnitPosition endOfNegativeLength(std::string_view text, UnitPosition start, int64_t length) {
+  const uint64_t units =
+      unitCount(text.substr(0, start.byte)) + static_cast<uint64_t>(start.isWithinPair);
+  return units < 0 - static_cast<uint64_t>(length) ? UnitPosition{text.size(), false} : start;
 }
 
 // A count trimmed off the start as a position; the largest counts must not become negative ones.
@@ -52,16 +53,17 @@ TextEncoding firstTrial(std::string_view data) {
 String substringFunnelFromTo(const String& receiver, int64_t from, int64_t to) {
   if (!receiver)
     return std::nullopt;
-  const uint64_t size = receiver->size();
-  return clampedSubstring(*receiver, position(from, size), position(to, size + 1));
+  return unitsBetween(*receiver, position(*receiver, from, 0), position(*receiver, to, -1));
 }
 
 String substringFunnelFromLength(const String& receiver, int64_t from, int64_t length) {
   if (!receiver)
     return std::nullopt;
-  const uint64_t size = receiver->size();
-  const uint64_t start = std::min(position(from, size), size);
-  return clampedSubstring(*receiver, start, start + static_cast<uint64_t>(length));
+  const UnitPosition start = position(*receiver, from, 0);
+  const UnitPosition end = length < 0
+                               ? endOfNegativeLength(*receiver, start, length)
+                               : positionAfter(*receiver, start, static_cast<uint64_t>(length));
+  return unitsBetween(*receiver, start, end);
 }
 
 String trimFromStartFromEnd(const String& receiver, uint64_t n, uint64_t m) {
@@ -134,19 +136,20 @@ bool containsAnyString(const String& receiver, const Array& list) {
 }
 
 String percentEscapeList(String receiver, const String& list) {
-  for (int32_t i = 0; static_cast<uint64_t>(i) < length(list); ++i) {
+  const uint64_t count = length(list);
+  for (int32_t i = 0; static_cast<uint64_t>(i) < count; ++i) {
     const String entry = substringFunnelFromLength(list, i, 1);
-    const String digits = radixstrValueBytes(16, entry->front(), 1);
+    const String digits = radixstrValueBytes(16, characterAt(*entry, 0).value, 1);
     receiver = stringByReplacingOccurrencesOfStringWithString(std::move(receiver), entry,
-                                                              stringWithFormat(u"%%%@", {digits}));
+                                                              composed({"%", digits}));
   }
   return receiver;
 }
 
 String radixstrValueBytes(uint64_t radix, uint64_t value, uint64_t bytes) {
-  static constexpr std::u16string_view kDigits = u"0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  static constexpr std::string_view kDigits = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
   constexpr uint64_t kLongestFill = 64;
-  std::u16string digits;
+  std::string digits;
   for (uint64_t v = value; v != 0; v /= radix) {
     if (radix < 2 || v % radix >= kDigits.size())
       raiseException();
@@ -157,29 +160,29 @@ String radixstrValueBytes(uint64_t radix, uint64_t value, uint64_t bytes) {
     const uint64_t fill = width - digits.size();
     if (fill > kLongestFill)
       raiseException();
-    digits = std::u16string(fill, u'0') + digits;
+    digits.insert(0, fill, '0');
   }
   if (width == 0 && digits.empty())
-    digits += u'0';
+    digits += '0';
   return digits;
 }
 
-String stringWithUnknownEncodingData(std::string_view data) {
+String stringWithUnknownEncodingData(Data data) {
   if (data.empty())
-    return u"";
+    return "";
   String text = initWithDataEncoding(data, firstTrial(data));
   if (!text)
-    text = initWithDataEncoding(data, kMacOSRomanTextEncoding);
+    text = initWithDataEncoding(std::move(data), kMacOSRomanTextEncoding);
   if (!text)
-    text = u"ERROR: Unknown text encoding";
+    text = "ERROR: Unknown text encoding";
   return text;
 }
 
 String quiQuoted(const String& receiver) {
   if (!receiver)
     return std::nullopt;
-  return stringWithFormat(
-      u"\"%@\"", {stringByReplacingOccurrencesOfStringWithString(receiver, u"\"", u"\"\"")});
+  return composed(
+      {"\"", stringByReplacingOccurrencesOfStringWithString(receiver, "\"", "\"\""), "\""});
 }
 
 }  // namespace quintora

@@ -6,10 +6,10 @@
 
 namespace quintora {
 
-// The units from `from` up to, not including, `to`. A negative `from` counts from the end (-1 is
-// the last unit), and so does a negative `to` (-1 is the end of the text, -2 leaves off the last
-// unit). Both are clamped into the text, as unsigned numbers: a start before the beginning becomes
-// the end and yields the empty text, an end before the beginning becomes the end, too.
+// The UTF-16 code units from `from` up to, not including, `to`. A negative `from` counts from the
+// end (-1 is the last unit), and so does a negative `to` (-1 is the end of the text, -2 leaves off
+// the last unit). Both are clamped into the text, as unsigned numbers: a start before the beginning
+// becomes the end and yields the empty text, an end before the beginning becomes the end, too.
 String substringFunnelFromTo(const String& receiver, int64_t from, int64_t to);
 
 // The units from `from`, clamped as above, on for `length` units; a sum below 0 becomes the end.
@@ -55,7 +55,7 @@ String radixstrValueBytes(uint64_t radix, uint64_t value, uint64_t bytes);
 
 // The text of bytes whose encoding nobody declared: UTF-16 when there are more than two and they
 // begin with a mark or a zero byte, else UTF-8; Mac OS Roman when that fails. Never absent.
-String stringWithUnknownEncodingData(std::string_view data);
+String stringWithUnknownEncodingData(Data data);
 
 // The text as a literal of the server's language: each double quote in it doubled, one put before
 // it and one after. Nothing else is escaped; line ends, braces and backslashes stand raw.

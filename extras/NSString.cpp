@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 #include "extras/Characters.h"
+#include "extras/UTF16.h"
 #include "extras/Uppercase.h"
 
 namespace quintora {
@@ -12,49 +14,42 @@ namespace {
 
 void (*uncaughtExceptionHandler)() = std::abort;
 
-constexpr size_t kNowhere = std::u16string_view::npos;
-
-// The text with simple upper-case mappings that keep a character's number of units, so that
-// positions in it are positions in the text.
-std::u16string foldedInPlace(std::u16string_view text) {
-  std::u16string folded(text);
+// Calls with each character's value.
+template <typename Call>
+void forEachCharacter(std::string_view text, Call call) {
   for (size_t at = 0; at < text.size();) {
     const Character character = characterAt(text, at);
-    const char32_t upper = simpleUppercase(character.value);
-    if (character.units == 1 && upper < 0x10000) {
-      folded[at] = static_cast<char16_t>(upper);
-    } else if (character.units == 2 && upper >= 0x10000) {
-      folded[at] = highSurrogate(upper);
-      folded[at + 1] = lowSurrogate(upper);
-    }
-    at += character.units;
+    call(character.value);
+    at += character.bytes;
   }
-  return folded;
+}
+
+// The text with simple upper-case mappings. None of them changes how many UTF-16 units a character
+// has, so positions in it are positions in the text.
+std::string folded(std::string_view text) {
+  std::string result;
+  forEachCharacter(text, [&](char32_t c) { appendUTF8(result, simpleUppercase(c)); });
+  return result;
 }
 
 // The property White_Space of the Unicode Character Database, version 15.0 (PropList.txt).
-bool isWhiteSpace(char16_t unit) {
-  return (unit >= 0x09 && unit <= 0x0D) || unit == 0x20 || unit == 0x85 || unit == 0xA0 ||
-         unit == 0x1680 || (unit >= 0x2000 && unit <= 0x200A) || unit == 0x2028 || unit == 0x2029 ||
-         unit == 0x202F || unit == 0x205F || unit == 0x3000;
+bool isWhiteSpace(char32_t c) {
+  return (c >= 0x09 && c <= 0x0D) || c == 0x20 || c == 0x85 || c == 0xA0 || c == 0x1680 ||
+         (c >= 0x2000 && c <= 0x200A) || c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F ||
+         c == 0x3000;
 }
 
-void appendDecimal(std::u16string& text, uint64_t magnitude, bool negative) {
-  char16_t digits[20];  // 2^64 - 1 has 20
-  size_t count = 0;
-  do {
-    digits[count++] = static_cast<char16_t>(u'0' + magnitude % 10);
-    magnitude /= 10;
-  } while (magnitude != 0);
-  if (negative)
-    text += u'-';
-  text.append(std::make_reverse_iterator(digits + count), std::make_reverse_iterator(digits));
+std::string_view withoutWhiteSpaceAtStart(std::string_view text) {
+  while (!text.empty()) {
+    const Character first = characterAt(text, 0);
+    if (!isWhiteSpace(first.value))
+      break;
+    text.remove_prefix(first.bytes);
+  }
+  return text;
 }
 
-void appendSigned(std::u16string& text, int64_t number) {
-  const uint64_t bits = static_cast<uint64_t>(number);
-  appendDecimal(text, number < 0 ? 0 - bits : bits, number < 0);
-}
+bool isEmptyOrAbsent(const String& text) { return !text || text->empty(); }
 
 }  // namespace
 
@@ -76,14 +71,14 @@ NSRange rangeOfString(const String& receiver, const String& needle) {
 NSRange rangeOfStringOptions(const String& receiver, const String& needle, unsigned options) {
   if (!receiver)
     return {0, 0};
-  if (length(needle) == 0)
+  if (isEmptyOrAbsent(needle))
     return {NSNotFound, 0};
-  const size_t at = (options & NSCaseInsensitiveSearch) != 0
-                        ? foldedInPlace(*receiver).find(foldedInPlace(*needle))
-                        : receiver->find(*needle);
-  if (at == kNowhere)
+  const uint64_t at = (options & NSCaseInsensitiveSearch) != 0
+                          ? findUnits(folded(*receiver), folded(*needle))
+                          : findUnits(*receiver, *needle);
+  if (at == kNoUnits)
     return {NSNotFound, 0};
-  return {static_cast<int64_t>(at), needle->size()};
+  return {static_cast<int64_t>(at), length(needle)};
 }
 
 bool containsString(const String& receiver, const String& needle) {
@@ -93,53 +88,45 @@ bool containsString(const String& receiver, const String& needle) {
 String uppercaseString(const String& receiver) {
   if (!receiver)
     return std::nullopt;
-  std::u16string upper;
-  upper.reserve(receiver->size());
-  for (size_t at = 0; at < receiver->size();) {
-    const Character character = characterAt(*receiver, at);
-    appendUppercase(upper, character.value);
-    at += character.units;
-  }
+  std::string upper;
+  forEachCharacter(*receiver, [&](char32_t c) { appendUppercase(upper, c); });
   return upper;
 }
 
 String stringByReplacingOccurrencesOfStringWithString(String receiver, const String& target,
                                                       const String& replacement) {
-  if (!receiver || length(target) == 0 || receiver->find(*target) == kNowhere)
+  if (!receiver || isEmptyOrAbsent(target) || findUnits(*receiver, *target) == kNoUnits)
     return receiver;
-  std::u16string text;
+  std::string text;
   text.reserve(receiver->size());
-  size_t from = 0;
-  for (size_t at; (at = receiver->find(*target, from)) != kNowhere; from = at + target->size()) {
-    text.append(*receiver, from, at - from);
-    if (replacement)
-      text += *replacement;
-  }
-  return text.append(*receiver, from);
+  bool isFirst = true;
+  forEachPieceBetween(*receiver, *target, [&](std::string_view piece) {
+    if (!std::exchange(isFirst, false) && replacement)
+      appendUnits(text, *replacement);
+    appendUnits(text, piece);
+  });
+  return text;
 }
 
 Array componentsSeparatedByString(const String& receiver, const String& separator) {
   if (!receiver)
     return std::nullopt;
-  if (length(separator) == 0)
+  if (isEmptyOrAbsent(separator))
     raiseException();
   Array pieces(std::in_place);
-  size_t from = 0;
-  for (size_t at; (at = receiver->find(*separator, from)) != kNowhere;
-       from = at + separator->size())
-    pieces->emplace_back(receiver->substr(from, at - from));
-  pieces->emplace_back(receiver->substr(from));
+  forEachPieceBetween(*receiver, *separator,
+                      [&pieces](std::string_view piece) { pieces->emplace_back(piece); });
   return pieces;
 }
 
 String componentsJoinedByString(const Array& receiver, const String& separator) {
   if (!receiver)
     return std::nullopt;
-  std::u16string text;
+  std::string text;
   for (const String& element : *receiver) {
     if (&element != &receiver->front() && separator)
-      text += *separator;
-    text += element ? *element : u"(null)";
+      appendUnits(text, *separator);
+    appendUnits(text, element ? std::string_view(*element) : "(null)");
   }
   return text;
 }
@@ -147,56 +134,68 @@ String componentsJoinedByString(const Array& receiver, const String& separator) 
 int64_t integerValue(const String& receiver) {
   if (!receiver)
     return 0;
-  auto at = std::find_if_not(receiver->begin(), receiver->end(), isWhiteSpace);
-  const bool negative = at != receiver->end() && *at == u'-';
-  if (negative || (at != receiver->end() && *at == u'+'))
-    ++at;
-  const uint64_t bound = static_cast<uint64_t>(INT64_MAX) + (negative ? 1 : 0);
+  std::string_view text = withoutWhiteSpaceAtStart(*receiver);
+  const bool isNegative = text.substr(0, 1) == "-";
+  if (isNegative || text.substr(0, 1) == "+")
+    text.remove_prefix(1);
+  const uint64_t bound = static_cast<uint64_t>(INT64_MAX) + (isNegative ? 1 : 0);
   uint64_t magnitude = 0;
-  for (; at != receiver->end() && isASCIIDigit(*at); ++at) {
-    const uint64_t digit = static_cast<uint64_t>(*at - u'0');
+  for (; !text.empty() && isASCIIDigit(text.front()); text.remove_prefix(1)) {
+    const uint64_t digit = static_cast<uint64_t>(text.front() - '0');
     magnitude = magnitude > (bound - digit) / 10 ? bound : magnitude * 10 + digit;
   }
-  return static_cast<int64_t>(negative ? 0 - magnitude : magnitude);
+  return static_cast<int64_t>(isNegative ? 0 - magnitude : magnitude);
 }
 
 String lastPathComponent(const String& receiver) {
   if (!receiver)
     return std::nullopt;
-  const size_t end = receiver->find_last_not_of(u'/') + 1;  // 0 where there are only slashes
-  const std::u16string_view path = std::u16string_view(*receiver).substr(0, end);
-  return std::u16string(path.substr(path.find_last_of(u'/') + 1));
+  const size_t end = receiver->find_last_not_of('/') + 1;  // 0 where there are only slashes
+  const std::string_view path = std::string_view(*receiver).substr(0, end);
+  return std::string(path.substr(path.find_last_of('/') + 1));
+}
+
+String stringWithFileSystemRepresentation(Data bytes) {
+  const TextEncoding encoding = isValidUTF8(bytes) ? kUTF8TextEncoding : kMacOSRomanTextEncoding;
+  return initWithDataEncoding(std::move(bytes), encoding);
 }
 
 String stringByAddingPercentEscapesUsingEncoding(const String& receiver, TextEncoding encoding) {
-  const std::optional<Data> bytes = UTF8Data(receiver);
-  if (!bytes || encoding != kUTF8TextEncoding)
+  if (!receiver || !isValidUTF8(*receiver) || encoding != kUTF8TextEncoding)
     return std::nullopt;
-  std::u16string text;
-  text.reserve(bytes->size());
-  for (const char signedByte : *bytes) {
-    const unsigned char byte = static_cast<unsigned char>(signedByte);
+  std::string text;
+  text.reserve(receiver->size());
+  for (const char c : *receiver) {
+    const unsigned char byte = static_cast<unsigned char>(c);
     if (isURLCharacter(byte)) {
-      text += byte;
+      text += c;
     } else {
-      text += u'%';
-      text += static_cast<char16_t>(kHexadecimalDigits[byte >> 4]);
-      text += static_cast<char16_t>(kHexadecimalDigits[byte & 0xF]);
+      text += '%';
+      text += kHexadecimalDigits[byte >> 4];
+      text += kHexadecimalDigits[byte & 0xF];
     }
   }
   return text;
 }
 
-String stringByRemovingPercentEncoding(std::optional<Data> receiver) {
-  if (!receiver)
+String stringByRemovingPercentEncoding(const String& receiver) {
+  if (!receiver || !isValidUTF8(*receiver))
     return std::nullopt;
-  const size_t count = receiver->size();
-  return stringByRemovingPercentEncoding(receiver->data(), count);
+  std::string bytes = *receiver;
+  const std::optional<std::string_view> text =
+      removePercentEncodingInPlace(bytes.data(), bytes.size());
+  if (!text)
+    return std::nullopt;
+  return std::string(*text);
 }
 
-String stringByRemovingPercentEncoding(char* bytes, size_t count) {
+std::optional<std::string_view> removePercentEncodingInPlace(char* bytes, size_t count) {
+  const std::string_view text(bytes, count);
+  const size_t first = text.find('%');
+  if (first == text.npos)
+    return text;
   const char* const end = bytes + count;
-  char* to = bytes + std::min(std::string_view(bytes, count).find('%'), count);
+  char* to = bytes + first;
   for (const char* at = to; at != end; ++at) {
     char byte = *at;
     if (byte == '%') {
@@ -209,44 +208,10 @@ String stringByRemovingPercentEncoding(char* bytes, size_t count) {
     }
     *to++ = byte;
   }
-  return initWithDataEncoding({bytes, static_cast<size_t>(to - bytes)}, kUTF8TextEncoding);
-}
-
-String stringWithFormat(std::u16string_view format,
-                        std::initializer_list<FormatArgument> arguments) {
-  size_t units = format.size();
-  for (const FormatArgument& argument : arguments)
-    units += argument.text_ ? length(*argument.text_) : 0;
-  std::u16string text;
-  text.reserve(units);  // a guess; numbers and "(null)" may need more
-  const FormatArgument* argument = arguments.begin();
-  const auto unitAt = [format](size_t at) { return at < format.size() ? format[at] : u'\0'; };
-  for (size_t at = 0; at < format.size(); ++at) {
-    if (format[at] != u'%' || unitAt(++at) == u'%') {
-      text += format[at];
-      continue;
-    }
-    if (argument == arguments.end())
-      raiseException();
-    const char16_t kind = unitAt(at) == u'l' ? unitAt(++at) : unitAt(at);
-    const bool isLong = format[at - 1] == u'l';
-    if (kind == u'@' && !isLong)
-      text += *argument->text_ ? std::u16string_view(**argument->text_) : u"(null)";
-    else if (kind == u'd')
-      appendSigned(text, isLong ? static_cast<int64_t>(argument->number_)
-                                : static_cast<int32_t>(static_cast<uint32_t>(argument->number_)));
-    else if (kind == u'u' && isLong)
-      appendDecimal(text, argument->number_, false);
-    else
-      raiseException();
-    ++argument;
-  }
-  return text;
-}
-
-String stringWithFileSystemRepresentation(std::string_view bytes) {
-  const String text = initWithDataEncoding(bytes, kUTF8TextEncoding);
-  return text ? text : initWithDataEncoding(bytes, kMacOSRomanTextEncoding);
+  const std::string_view decoded(bytes, static_cast<size_t>(to - bytes));
+  if (!isValidUTF8(decoded))
+    return std::nullopt;
+  return decoded;
 }
 
 }  // namespace quintora

@@ -2,9 +2,6 @@
 // As everywhere: on an absent receiver they yield false, zero or absent.
 #pragma once
 
-#include <initializer_list>
-#include <type_traits>
-
 #include "extras/String.h"
 #include "extras/TextEncoding.h"
 
@@ -13,6 +10,7 @@ namespace quintora {
 // The location that a search reports when it finds nothing.
 inline constexpr int64_t NSNotFound = INT64_MAX;
 
+// In UTF-16 code units.
 struct NSRange {
   int64_t location;
   uint64_t length;
@@ -58,40 +56,20 @@ String lastPathComponent(const String& receiver);
 
 // The text of a path or file name, which may hold any bytes: UTF-8, or Mac OS Roman where it is
 // not. Never absent.
-String stringWithFileSystemRepresentation(std::string_view bytes);
+String stringWithFileSystemRepresentation(Data bytes);
 
 // Replaces each byte of the text's UTF-8 form that is not a legal URL character (RFC 2396: not
 // unreserved, not reserved) by "%" and two upper-case hexadecimal digits. "#", "[" and "]" are
-// escaped too. Absent when the text cannot be converted, and for any encoding but UTF-8.
+// escaped too. Absent for a text with half of a surrogate pair, which UTF-8 cannot hold, and for
+// any encoding but UTF-8.
 String stringByAddingPercentEscapesUsingEncoding(const String& receiver, TextEncoding encoding);
 
 // Replaces each "%" and two hexadecimal digits, of either case, by that byte and reads the result
-// as UTF-8. Absent when a "%" has no two digits behind it or the bytes are not valid UTF-8. The
-// receiver comes as its UTF-8 bytes, since that is what the operation works on.
-String stringByRemovingPercentEncoding(std::optional<Data> receiver);
+// as UTF-8. Absent when a "%" has no two digits behind it or the bytes are not valid UTF-8.
+String stringByRemovingPercentEncoding(const String& receiver);
 
-// The same for bytes that nobody needs afterwards: they are decoded where they stand.
-String stringByRemovingPercentEncoding(char* bytes, size_t count);
-
-// An argument of stringWithFormat: a text or a number. It refers to the text, so it lives no
-// longer than the call.
-class FormatArgument {
- public:
-  FormatArgument(const String& text) : text_(&text) {}
-  template <typename Integer, typename = std::enable_if_t<std::is_integral_v<Integer>>>
-  FormatArgument(Integer number) : number_(static_cast<uint64_t>(number)) {}
-
- private:
-  friend String stringWithFormat(std::u16string_view, std::initializer_list<FormatArgument>);
-  const String* text_ = nullptr;
-  uint64_t number_ = 0;
-};
-
-// Replaces the placeholders, in order, by the arguments: "%@" a text ("(null)" for an absent one),
-// "%d" a number's low 32 bits as a signed integer, "%ld" a signed and "%lu" an unsigned 64-bit
-// integer, all in decimal; "%%" is a percent sign. Formats are constants of the code, never data:
-// another placeholder, or one without an argument, ends the run (raiseException).
-String stringWithFormat(std::u16string_view format,
-                        std::initializer_list<FormatArgument> arguments);
+// The same for a text that nobody needs afterwards, decoded where it stands: the result is at its
+// place. The bytes are valid UTF-8.
+std::optional<std::string_view> removePercentEncodingInPlace(char* bytes, size_t count);
 
 }  // namespace quintora

@@ -1,4 +1,4 @@
-// Cutting texts at separators, without copies.
+// Cutting texts at ASCII separators, without copies.
 #pragma once
 
 #include <algorithm>
@@ -8,26 +8,24 @@ namespace quintora {
 
 // Cuts the text before the first separator, and the separator, off the text and returns it; all of
 // the text where there is none.
-template <typename Unit>
-std::basic_string_view<Unit> cutPiece(std::basic_string_view<Unit>& text, Unit separator) {
-  const std::basic_string_view<Unit> piece = text.substr(0, text.find(separator));
+inline std::string_view cutPiece(std::string_view& text, char separator) {
+  const std::string_view piece = text.substr(0, text.find(separator));
   text.remove_prefix(std::min(piece.size() + 1, text.size()));
   return piece;
 }
 
 // Calls with each piece between separators, empty ones included: always one more than there are
 // separators.
-template <typename Unit, typename Call>
-void forEachPiece(std::basic_string_view<Unit> text, Unit separator, Call call) {
+template <typename Call>
+void forEachPiece(std::string_view text, char separator, Call call) {
   for (size_t from = 0, end = 0; end != text.npos; from = end + 1) {
     end = text.find(separator, from);
     call(text.substr(from, end - from));
   }
 }
 
-// The text without the units of a set at its start and end.
-template <typename Unit>
-std::basic_string_view<Unit> trimmed(std::basic_string_view<Unit> text, const Unit* set) {
+// The text without the characters of a set at its start and end.
+inline std::string_view trimmed(std::string_view text, const char* set) {
   const size_t first = text.find_first_not_of(set);
   if (first == text.npos)
     return {};

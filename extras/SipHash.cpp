@@ -50,19 +50,19 @@ class State {
 
 }  // namespace
 
-// Words of four units; the last one has the number of bytes, too.
-uint64_t sipHash(const uint64_t (&key)[2], std::u16string_view text) {
+// Words of eight bytes, the lowest first as on every processor that is built for; the last word has
+// the number of bytes, too.
+uint64_t sipHash(const uint64_t (&key)[2], std::string_view bytes) {
   State state(key);
-  const uint64_t bytes = 2 * text.size();
+  const uint64_t size = bytes.size();
   uint64_t word = 0;
-  for (; text.size() >= 4; text.remove_prefix(4)) {
-    std::memcpy(&word, text.data(), sizeof word);
+  for (; bytes.size() >= sizeof word; bytes.remove_prefix(sizeof word)) {
+    std::memcpy(&word, bytes.data(), sizeof word);
     state.take(word);
   }
-  word = bytes << 56;
-  for (size_t i = 0; i < text.size(); ++i)
-    word |= static_cast<uint64_t>(text[i]) << (16 * i);
-  state.take(word);
+  word = 0;
+  std::memcpy(&word, bytes.data(), bytes.size());
+  state.take(word | size << 56);
   return state.finished();
 }
 

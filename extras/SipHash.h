@@ -6,7 +6,7 @@
 
 namespace quintora {
 
-// SipHash-1-3 (Aumasson and Bernstein, 2012) of the text's units as bytes, the lower one first.
-uint64_t sipHash(const uint64_t (&key)[2], std::u16string_view text);
+// SipHash-1-3 (Aumasson and Bernstein, 2012) of the bytes.
+uint64_t sipHash(const uint64_t (&key)[2], std::string_view bytes);
 
 }  // namespace quintora

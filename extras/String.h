@@ -12,10 +12,12 @@
 
 namespace quintora {
 
-// Unicode text in UTF-16 code units. Lengths, positions and ranges count units, so a position may
-// fall between the halves of a surrogate pair. Every value may be absent (nullopt): an operation
-// on an absent receiver yields false, zero or absent, the negative tests included.
-using String = std::optional<std::u16string>;
+// Unicode text in UTF-8. Lengths, positions and ranges of the operations count UTF-16 code units
+// all the same (UTF16.h), so a position may fall between the halves of a surrogate pair; a half
+// that stands alone is kept as the three bytes that UTF-8's rule gives its number. Every value may
+// be absent (nullopt): an operation on an absent receiver yields false, zero or absent, the
+// negative tests included.
+using String = std::optional<std::string>;
 
 // Strings in the order in which they were added.
 using Array = std::optional<std::vector<String>>;
@@ -26,8 +28,8 @@ using Dictionary = std::optional<StringMap>;
 // Bytes.
 using Data = std::string;
 
-// The length in UTF-16 units; 0 for an absent text.
-inline uint64_t length(const String& receiver) { return receiver ? receiver->size() : 0; }
+// The length in UTF-16 code units; 0 for an absent text.
+uint64_t length(const String& receiver);
 
 // Ends the run at once, as an exception that nobody catches does: nothing has been or will be
 // written to standard output, and the exit status is not 0. For what a container or an operation

@@ -10,81 +10,95 @@ namespace quintora {
 
 namespace {
 
-constexpr size_t kFirstSlots = 128;
-constexpr size_t kMostSlots = size_t{1} << 31;  // of those reached by steps of four, in 32 bits
+constexpr size_t kFirstBuckets = 128;
+constexpr size_t kMostBuckets = size_t{1} << 31;  // of those reached by steps of four, in 32 bits
 
 }  // namespace
 
 StringMap::StringMap(std::initializer_list<value_type> entries) {
-  for (value_type entry : entries)
-    insert_or_assign(std::move(entry.first), std::move(entry.second));
+  for (const auto& [key, value] : entries)
+    insert_or_assign(key, value);
 }
 
-void StringMap::insert_or_assign(std::u16string&& key, std::optional<std::u16string>&& value) {
-  if (entries_.size() >= slots_.size() / 2)
-    makeSlots();
+void StringMap::insert_or_assign(std::string_view key, std::string_view value) {
+  if (entries_.size() >= buckets_.size() / 2)
+    rehash();
   const uint64_t hash = hashOf(key);
-  uint32_t& slot = slots_[slotOf(key, hash)];
-  if (slot != 0) {
-    entries_[placeIn(slot)].second = std::move(value);
-    return;
+  uint32_t& bucket = buckets_[bucketOf(key, hash)];
+  const Entry entry = {block_.size(), key.size(), value.size()};
+  block_.append(key).append(value);  // a value that is replaced stays in the block, unused
+  if (bucket != 0) {
+    entries_[indexIn(bucket)] = entry;
+  } else {
+    bucket = bucketValue(hash, entries_.size());
+    entries_.push_back(entry);
   }
-  slot = slotFor(hash, entries_.size());
-  entries_.emplace_back(std::move(key), std::move(value));
 }
 
-const std::optional<std::u16string>* StringMap::find(std::u16string_view key) const {
-  const uint32_t slot = slots_.empty() ? 0 : slots_[slotOf(key, hashOf(key))];
-  return slot == 0 ? nullptr : &entries_[placeIn(slot)].second;
+std::optional<std::string_view> StringMap::find(std::string_view key) const {
+  const uint32_t bucket = buckets_.empty() ? 0 : buckets_[bucketOf(key, hashOf(key))];
+  if (bucket == 0)
+    return std::nullopt;
+  return at(indexIn(bucket)).second;
 }
 
-// Without the key of the hash nobody can choose texts that fall into one slot, which would take the
-// square of their number.
-uint64_t StringMap::hashOf(std::u16string_view key) const { return sipHash(hashKey_, key); }
-
-// What a slot holds for an entry. The slot's number comes from the lower half of the hash.
-uint32_t StringMap::slotFor(uint64_t hash, size_t place) const {
-  const uint32_t placeBits = static_cast<uint32_t>(slots_.size() - 1);
-  return (static_cast<uint32_t>(hash >> 32) & ~placeBits) | static_cast<uint32_t>(place + 1);
+StringMap::value_type StringMap::at(size_t index) const {
+  const Entry& entry = entries_[index];
+  const char* const bytes = block_.data() + entry.offset;
+  return {{bytes, entry.keySize}, {bytes + entry.keySize, entry.valueSize}};
 }
 
-// The slot of the key's entry, or the empty one that would be.
-size_t StringMap::slotOf(std::u16string_view key, uint64_t hash) const {
-  const size_t last = slots_.size() - 1;
-  size_t at = hash & last;
-  for (uint32_t slot; (slot = slots_[at]) != 0; at = (at + 1) & last) {
-    const size_t place = placeIn(slot);
-    if (slot == slotFor(hash, place) && entries_[place].first == key)
+// Without the key of the hash nobody can choose texts that fall into one bucket, which would take
+// the square of their number.
+uint64_t StringMap::hashOf(std::string_view key) const { return sipHash(hashKey_, key); }
+
+// What a bucket holds for an entry. The bucket's number comes from the lower half of the hash.
+uint32_t StringMap::bucketValue(uint64_t hash, size_t index) const {
+  const uint32_t indexBits = static_cast<uint32_t>(buckets_.size() - 1);
+  return (static_cast<uint32_t>(hash >> 32) & ~indexBits) | static_cast<uint32_t>(index + 1);
+}
+
+// The bucket of the key's entry, or the empty one that would be.
+size_t StringMap::bucketOf(std::string_view key, uint64_t hash) const {
+  const size_t last = buckets_.size() - 1;
+  size_t number = hash & last;
+  for (uint32_t bucket; (bucket = buckets_[number]) != 0; number = (number + 1) & last) {
+    const size_t index = indexIn(bucket);
+    if (bucket == bucketValue(hash, index) && at(index).first == key)
       break;
   }
-  return at;
+  return number;
 }
 
-// Makes four times the slots. The key of the hash is what nobody outside knows: the time to the
+// Makes four times the buckets. The key of the hash is what nobody outside knows: the time to the
 // nanosecond, and where the system has put this process in memory.
-void StringMap::makeSlots() {
-  if (slots_.size() >= kMostSlots)
+void StringMap::rehash() {
+  if (buckets_.size() >= kMostBuckets)
     raiseException();
-  slots_.assign(std::max(kFirstSlots, 4 * slots_.size()), 0);
+  buckets_.assign(std::max(kFirstBuckets, 4 * buckets_.size()), 0);
   const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-  hashKey_[0] = reinterpret_cast<uintptr_t>(slots_.data()) ^ static_cast<uint64_t>(now) << 16;
-  hashKey_[1] = reinterpret_cast<uintptr_t>(&kFirstSlots) ^ reinterpret_cast<uintptr_t>(&now) << 24;
-  entries_.reserve(slots_.size() / 2);
-  const size_t last = slots_.size() - 1;
-  for (size_t place = 0; place < entries_.size(); ++place) {
-    const uint64_t hash = hashOf(entries_[place].first);
-    size_t at = hash & last;
-    while (slots_[at] != 0)  // no two keys are equal
-      at = (at + 1) & last;
-    slots_[at] = slotFor(hash, place);
+  hashKey_[0] = reinterpret_cast<uintptr_t>(buckets_.data()) ^ static_cast<uint64_t>(now) << 16;
+  hashKey_[1] = reinterpret_cast<uintptr_t>(&kFirstBuckets) ^ reinterpret_cast<uintptr_t>(&now)
+                                                                  << 24;
+  entries_.reserve(buckets_.size() / 2);
+  const size_t last = buckets_.size() - 1;
+  for (size_t index = 0; index < entries_.size(); ++index) {
+    const uint64_t hash = hashOf(at(index).first);
+    size_t number = hash & last;
+    while (buckets_[number] != 0)  // no two keys are equal
+      number = (number + 1) & last;
+    buckets_[number] = bucketValue(hash, index);
   }
 }
 
 bool operator==(const StringMap& a, const StringMap& b) {
-  return a.size() == b.size() && std::all_of(a.begin(), a.end(), [&b](const auto& entry) {
-           const auto* const value = b.find(entry.first);
-           return value && *value == entry.second;
-         });
+  if (a.size() != b.size())
+    return false;
+  for (const auto& [key, value] : a) {
+    if (b.find(key) != value)
+      return false;
+  }
+  return true;
 }
 
 }  // namespace quintora

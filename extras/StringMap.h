@@ -1,4 +1,4 @@
-// The container behind a Dictionary: entries one after the other, and a hash table of their places.
+// The container behind a Dictionary.
 #pragma once
 
 #include <cstdint>
@@ -11,41 +11,69 @@
 
 namespace quintora {
 
-// A map from text to text that may be absent, in the order in which the keys first came. To set or
-// find a key takes the same time however many there are, and although visitors choose them.
+// A map from text to text, in the order in which the keys first came. It keeps copies of their
+// bytes in one block, so that a field of a form costs no allocation of its own. To set or find a
+// key takes the same time however many there are, and although visitors choose them.
 class StringMap {
  public:
-  using value_type = std::pair<std::u16string, std::optional<std::u16string>>;
-  using const_iterator = std::vector<value_type>::const_iterator;
+  using value_type = std::pair<std::string_view, std::string_view>;
+  class const_iterator;
 
   StringMap() = default;
   StringMap(std::initializer_list<value_type> entries);
 
-  // Sets the key to the value, in place of an earlier one.
-  void insert_or_assign(std::u16string&& key, std::optional<std::u16string>&& value);
+  // Sets the key to the value, in place of an earlier one. What earlier calls returned is no longer
+  // good.
+  void insert_or_assign(std::string_view key, std::string_view value);
 
-  // The value of the key; null when it is not set.
-  const std::optional<std::u16string>* find(std::u16string_view key) const;
+  // The value of the key, good until the map is changed; absent when the key is not set.
+  std::optional<std::string_view> find(std::string_view key) const;
 
   size_t size() const { return entries_.size(); }
   bool empty() const { return entries_.empty(); }
-  const_iterator begin() const { return entries_.begin(); }
-  const_iterator end() const { return entries_.end(); }
+  const_iterator begin() const;
+  const_iterator end() const;
 
  private:
-  uint64_t hashOf(std::u16string_view key) const;
-  size_t slotOf(std::u16string_view key, uint64_t hash) const;
-  uint32_t slotFor(uint64_t hash, size_t place) const;
-  size_t placeIn(uint32_t slot) const { return (slot & (slots_.size() - 1)) - 1; }
-  void makeSlots();
+  // The key's bytes, and the value's right behind them, in the block.
+  struct Entry {
+    size_t offset, keySize, valueSize;
+  };
 
-  std::vector<value_type> entries_;
-  // A power of two, at least half of them 0. The others hold an entry's place + 1 in as many bits
-  // as number the slots, and bits of its key's hash in those above, so that hardly any key but the
-  // right one is ever compared. Small, for large tables do not stay in the processor's cache.
-  std::vector<uint32_t> slots_;
+  value_type at(size_t index) const;
+  uint64_t hashOf(std::string_view key) const;
+  size_t bucketOf(std::string_view key, uint64_t hash) const;
+  uint32_t bucketValue(uint64_t hash, size_t index) const;
+  size_t indexIn(uint32_t bucket) const { return (bucket & (buckets_.size() - 1)) - 1; }
+  void rehash();
+
+  std::string block_;
+  std::vector<Entry> entries_;
+  // A power of two, at least half of them 0. The others hold an entry's index + 1 in as many bits
+  // as number the buckets, and bits of its key's hash in those above, so that hardly any key but
+  // the right one is ever compared. Small, for large tables do not stay in the processor's cache.
+  std::vector<uint32_t> buckets_;
   uint64_t hashKey_[2] = {};
 };
+
+class StringMap::const_iterator {
+ public:
+  const_iterator() = default;  // equal to itself only
+  const_iterator(const StringMap& map, size_t index) : map_(&map), index_(index) {}
+  value_type operator*() const { return map_->at(index_); }
+  const_iterator& operator++() {
+    ++index_;
+    return *this;
+  }
+  bool operator!=(const const_iterator& other) const { return index_ != other.index_; }
+
+ private:
+  const StringMap* map_ = nullptr;
+  size_t index_ = 0;
+};
+
+inline StringMap::const_iterator StringMap::begin() const { return {*this, 0}; }
+inline StringMap::const_iterator StringMap::end() const { return {*this, size()}; }
 
 // Whether both have the same keys and values, in any order.
 bool operator==(const StringMap& a, const StringMap& b);

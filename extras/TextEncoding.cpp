@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
-#include "extras/BlockWriter.h"
 #include "extras/Characters.h"
 
 namespace quintora {
@@ -25,64 +25,66 @@ constexpr char16_t kMacOSRoman[129] =
     u"\u00C8\u00CD\u00CE\u00CF\u00CC\u00D3\u00D4\uF8FF\u00D2\u00DA\u00DB\u00D9\u0131\u02C6\u02DC"
     u"\u00AF\u02D8\u02D9\u02DA\u00B8\u02DD\u02DB\u02C7";
 
-// Most texts are ASCII for the most part, so they are read in blocks of this many units.
-constexpr ptrdiff_t kBlock = 16;
+// The UTF-8 bytes of a character up to U+FFFF, at most three.
+struct ShortCharacter {
+  char bytes[3] = {};
+  uint8_t size = 0;
+};
 
-// Between two blocks at most so many other characters, of up to four bytes, are read.
-constexpr ptrdiff_t kOthersAtOnce = 8;
-static_assert(kBlock + 4 * kOthersAtOnce <= BlockWriter<char>::kMostAtOnce);
+constexpr ShortCharacter shortCharacter(char32_t value) {
+  const auto byte = [](char32_t bits) { return static_cast<char>(bits); };
+  const char last = byte(0x80 | (value & 0x3F));
+  if (value < 0x80)
+    return {{byte(value)}, 1};
+  if (value < 0x800)
+    return {{byte(0xC0 | value >> 6), last}, 2};
+  return {{byte(0xE0 | value >> 12), byte(0x80 | (value >> 6 & 0x3F)), last}, 3};
+}
 
-// How many of a block's units, from its first, are ASCII. Looks at eight bytes at a time, of which
-// the lowest comes first on every processor that is built for.
-template <typename Unit>
-ptrdiff_t asciiUnitsOfBlock(const Unit* at) {
-  constexpr uint64_t kNotASCII = sizeof(Unit) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80;
-  constexpr ptrdiff_t kUnits = sizeof(uint64_t) / sizeof(Unit);
-  for (ptrdiff_t i = 0; i < kBlock; i += kUnits) {
-    uint64_t units;
-    std::memcpy(&units, at + i, sizeof units);
-    if ((units & kNotASCII) != 0)
-      return i + __builtin_ctzll(units & kNotASCII) / (64 / kUnits);
+// A charset in which every byte is a character.
+struct SingleByteCharset {
+  ShortCharacter ofByte[256];
+
+  // The upper half's characters; those of ISO 8859-1 for null.
+  constexpr explicit SingleByteCharset(const char16_t* upperHalf) {
+    for (char32_t byte = 0; byte < 256; ++byte)
+      ofByte[byte] = shortCharacter(byte < 0x80 || !upperHalf ? byte : upperHalf[byte - 0x80]);
   }
-  return kBlock;
-}
+};
+constexpr SingleByteCharset kISOLatin1Charset(nullptr);
+constexpr SingleByteCharset kMacOSRomanCharset(kMacOSRoman);
 
-// The first unit that is not ASCII, or the end.
-template <typename Unit>
-const Unit* endOfASCII(const Unit* at, const Unit* end) {
-  while (end - at >= kBlock) {
-    const ptrdiff_t units = asciiUnitsOfBlock(at);
-    at += units;
-    if (units < kBlock)
-      return at;
+// A text is filled by way of a block that stays in the processor's cache: a string has no room to
+// write into that it has not cleared, and to clear many megabytes takes as long as to fill them.
+std::string decodeSingleBytes(std::string_view bytes, const SingleByteCharset& charset) {
+  constexpr size_t kBytesAtOnce = 1024;
+  char block[kBytesAtOnce * 3 + 1];
+  std::string text;
+  text.reserve(bytes.size());
+  for (; !bytes.empty(); bytes.remove_prefix(std::min(kBytesAtOnce, bytes.size()))) {
+    char* to = block;
+    for (const char byte : bytes.substr(0, kBytesAtOnce)) {
+      const ShortCharacter& character = charset.ofByte[static_cast<Byte>(byte)];
+      std::memcpy(to, &character, sizeof character);  // all of it, which asks nothing
+      to += character.size;
+    }
+    text.append(block, to);
   }
-  return std::find_if(at, end, [](Unit unit) { return unit >= 0x80; });
+  return text;
 }
 
-// Writes ASCII from the front of [at, end), one block at most, and returns the place behind it. The
-// block goes through variables of its own, so that nothing can overlap and vectors will do.
-template <typename From, typename To>
-To* putASCII(To* to, const From*& at, const From* end) {
-  if (end - at < kBlock) {
-    for (; at != end && *at < 0x80; ++at)
-      *to++ = static_cast<To>(*at);
-    return to;
+// The first byte that is not ASCII, or the end. Most texts are ASCII for the most part, so eight
+// bytes are looked at at a time, of which the lowest comes first on every processor that is built
+// for.
+const Byte* endOfASCII(const Byte* at, const Byte* end) {
+  constexpr uint64_t kNotASCII = 0x8080808080808080;
+  for (uint64_t word; end - at >= static_cast<ptrdiff_t>(sizeof word); at += sizeof word) {
+    std::memcpy(&word, at, sizeof word);
+    if ((word & kNotASCII) != 0)
+      return at + __builtin_ctzll(word & kNotASCII) / 8;
   }
-  From block[kBlock];
-  std::memcpy(block, at, sizeof block);
-  To converted[kBlock];
-  std::copy_n(block, kBlock, converted);
-  std::memcpy(to, converted, sizeof converted);  // more than is kept where not all is ASCII
-  const ptrdiff_t units = asciiUnitsOfBlock(block);
-  at += units;
-  return to + units;
+  return std::find_if(at, end, [](Byte byte) { return byte >= 0x80; });
 }
-
-const Byte* firstByte(std::string_view bytes) {
-  return reinterpret_cast<const Byte*>(bytes.data());
-}
-
-bool isContinuation(Byte byte) { return (byte & 0xC0) == 0x80; }
 
 // The length of the well-formed sequence at the start of [at, end), which is not ASCII; 0 where
 // there is none. Only the second byte's range depends on the first (Unicode 15.0, table 3-7).
@@ -100,133 +102,60 @@ size_t sequenceLength(const Byte* at, const Byte* end) {
   if (at[1] < low || at[1] > high)
     return 0;
   for (size_t i = 2; i < length; ++i) {
-    if (!isContinuation(at[i]))
+    if (!isContinuation(static_cast<char>(at[i])))
       return 0;
   }
   return length;
 }
 
-// The character of a well-formed sequence of 2 to 4 bytes.
-char32_t character(const Byte* at, size_t length) {
-  char32_t value = at[0] & (0xFFu >> (length + 1));
-  for (size_t i = 1; i < length; ++i)
-    value = value << 6 | (at[i] & 0x3Fu);
-  return value;
-}
-
-char16_t* putCharacter(char16_t* to, char32_t value) {
-  if (value < 0x10000) {
-    *to++ = static_cast<char16_t>(value);
-  } else {
-    *to++ = highSurrogate(value);
-    *to++ = lowSurrogate(value);
-  }
-  return to;
-}
-
-// An empty text with room for so many units. A long one, which a reply is, gets some to spare: what
-// is put around it later would else move all of it elsewhere.
-std::u16string textWithRoom(size_t units) {
-  constexpr size_t kLong = 4096;
-  constexpr size_t kSpare = 64;
-  std::u16string text;
-  text.reserve(units < kLong ? units : units + kSpare);
-  return text;
-}
-
-// The text whose units are the bytes.
-std::u16string widened(const Byte* at, const Byte* end) {
-  std::u16string text = textWithRoom(static_cast<size_t>(end - at));
-  BlockWriter<char16_t> writer(text);
-  for (ptrdiff_t units; at != end; at += units) {
-    units = std::min(end - at, BlockWriter<char16_t>::kMostAtOnce);
-    writer.wroteUpTo(std::copy_n(at, units, writer.place()));
-  }
-  writer.flush();
-  return text;
-}
-
-String decodeUTF8(std::string_view bytes) {
-  const Byte* at = firstByte(bytes);
-  const Byte* const end = at + bytes.size();
-  if (endOfASCII(at, end) == end)
-    return widened(at, end);
-  std::u16string text = textWithRoom(bytes.size());  // never more units than bytes
-  BlockWriter<char16_t> writer(text);
-  while (at != end) {
-    char16_t* to = putASCII(writer.place(), at, end);
-    for (ptrdiff_t i = 0; i < kOthersAtOnce && at != end && *at >= 0x80; ++i) {
-      const size_t length = sequenceLength(at, end);
-      if (length == 0)
-        return std::nullopt;
-      to = putCharacter(to, character(at, length));
-      at += length;
+// Appends units of two bytes, the high one at index `high` (0 or 1) of each. False when the bytes
+// are no whole units or a surrogate has no other half.
+bool decodeUTF16(std::string_view bytes, size_t high, std::string& text) {
+  const auto unitAt = [&](size_t at) {
+    return static_cast<char32_t>(static_cast<Byte>(bytes[at + high]) << 8 |
+                                 static_cast<Byte>(bytes[at + 1 - high]));
+  };
+  if (bytes.size() % 2 != 0)
+    return false;
+  text.reserve(bytes.size() / 2 *
+               3);  // the most that they can be; what is not needed costs nothing
+  for (size_t at = 0; at < bytes.size(); at += 2) {
+    char32_t value = unitAt(at);
+    if (isSurrogate(value)) {
+      at += 2;
+      if (!isHighSurrogate(value) || at == bytes.size() || !isLowSurrogate(unitAt(at)))
+        return false;
+      value = pairedSurrogates(value, unitAt(at));
     }
-    writer.wroteUpTo(to);
-  }
-  writer.flush();
-  return text;
-}
-
-bool surrogatesArePaired(std::u16string_view text) {
-  for (size_t at = 0; at < text.size();) {
-    const Character character = characterAt(text, at);
-    if (isSurrogate(character.value))
-      return false;
-    at += character.units;
+    appendUTF8(text, value);
   }
   return true;
 }
 
-// Units of two bytes, the high one at index `high` (0 or 1) of each.
-String decodeUTF16(std::string_view bytes, size_t high) {
-  if (bytes.size() % 2 != 0)
-    return std::nullopt;
-  std::u16string text(bytes.size() / 2, u'\0');
-  for (size_t i = 0; i < text.size(); ++i) {
-    const unsigned upper = static_cast<Byte>(bytes[2 * i + high]);
-    const unsigned lower = static_cast<Byte>(bytes[2 * i + 1 - high]);
-    text[i] = static_cast<char16_t>(upper << 8 | lower);
-  }
-  if (!surrogatesArePaired(text))
+String decodedUTF16(std::string_view bytes, size_t high) {
+  std::string text;
+  if (!decodeUTF16(bytes, high, text))
     return std::nullopt;
   return text;
 }
 
-String decodeMarkedUTF16(std::string_view bytes) {
+String decodedMarkedUTF16(std::string_view bytes) {
   const std::string_view mark = bytes.substr(0, 2);
   if (mark == "\xFF\xFE")
-    return decodeUTF16(bytes.substr(2), 1);
-  return decodeUTF16(mark == "\xFE\xFF" ? bytes.substr(2) : bytes, 0);
+    return decodedUTF16(bytes.substr(2), 1);
+  return decodedUTF16(mark == "\xFE\xFF" ? bytes.substr(2) : bytes, 0);
 }
 
-String decodeASCII(std::string_view bytes) {
-  const Byte* const at = firstByte(bytes);
-  if (endOfASCII(at, at + bytes.size()) != at + bytes.size())
+// The bytes themselves where they are a text in UTF-8.
+String textIf(bool isText, Data&& bytes) {
+  if (!isText)
     return std::nullopt;
-  return widened(at, at + bytes.size());
+  return std::move(bytes);
 }
 
-// The first 256 characters of Unicode are those of ISO 8859-1.
-String decodeISOLatin1(std::string_view bytes) {
-  const Byte* const at = firstByte(bytes);
-  return widened(at, at + bytes.size());
-}
-
-String decodeMacOSRoman(std::string_view bytes) {
-  std::u16string text(bytes.size(), u'\0');
-  std::transform(firstByte(bytes), firstByte(bytes) + bytes.size(), text.begin(), [](Byte byte) {
-    return byte < 0x80 ? static_cast<char16_t>(byte) : kMacOSRoman[byte - 0x80];
-  });
-  return text;
-}
-
-// An upper bound of the bytes that a text has in UTF-8; exact for one without surrogates.
-size_t mostUTF8Bytes(std::u16string_view text) {
-  size_t count = text.size();
-  for (const char16_t unit : text)
-    count += static_cast<size_t>(unit >= 0x80) + static_cast<size_t>(unit >= 0x800);
-  return count;
+bool isASCII(std::string_view bytes) {
+  const Byte* const at = reinterpret_cast<const Byte*>(bytes.data());
+  return endOfASCII(at, at + bytes.size()) == at + bytes.size();
 }
 
 }  // namespace
@@ -236,29 +165,29 @@ bool isBuiltInTextEncoding(TextEncoding encoding) {
   return initWithDataEncoding({}, encoding).has_value();
 }
 
-String initWithDataEncoding(std::string_view bytes, TextEncoding encoding) {
+String initWithDataEncoding(Data bytes, TextEncoding encoding) {
   switch (encoding) {
     case kASCIITextEncoding:
-      return decodeASCII(bytes);
+      return textIf(isASCII(bytes), std::move(bytes));
     case kUTF8TextEncoding:
-      return decodeUTF8(bytes);
+      return textIf(isValidUTF8(bytes), std::move(bytes));
     case kISOLatin1TextEncoding:
-      return decodeISOLatin1(bytes);
+      return decodeSingleBytes(bytes, kISOLatin1Charset);
     case kUTF16TextEncoding:
-      return decodeMarkedUTF16(bytes);
+      return decodedMarkedUTF16(bytes);
     case kMacOSRomanTextEncoding:
-      return decodeMacOSRoman(bytes);
+      return decodeSingleBytes(bytes, kMacOSRomanCharset);
     case kUTF16BigEndianTextEncoding:
-      return decodeUTF16(bytes, 0);
+      return decodedUTF16(bytes, 0);
     case kUTF16LittleEndianTextEncoding:
-      return decodeUTF16(bytes, 1);
+      return decodedUTF16(bytes, 1);
     default:
       return std::nullopt;
   }
 }
 
 bool isValidUTF8(std::string_view bytes) {
-  const Byte* at = firstByte(bytes);
+  const Byte* at = reinterpret_cast<const Byte*>(bytes.data());
   const Byte* const end = at + bytes.size();
   while ((at = endOfASCII(at, end)) != end) {
     const size_t length = sequenceLength(at, end);
@@ -267,35 +196,6 @@ bool isValidUTF8(std::string_view bytes) {
     at += length;
   }
   return true;
-}
-
-std::optional<Data> UTF8Data(const String& receiver) {
-  if (!receiver || !surrogatesArePaired(*receiver))
-    return std::nullopt;
-  return lossyUTF8Data(receiver);
-}
-
-Data lossyUTF8Data(const String& receiver) {
-  if (!receiver)
-    return {};
-  const char16_t* at = receiver->data();
-  const char16_t* const end = at + receiver->size();
-  if (endOfASCII(at, end) == end)
-    return Data(at, end);
-  Data bytes;
-  bytes.reserve(mostUTF8Bytes(*receiver));
-  BlockWriter<char> writer(bytes);
-  while (at != end) {
-    char* to = putASCII(writer.place(), at, end);
-    for (ptrdiff_t i = 0; i < kOthersAtOnce && at != end && *at >= 0x80; ++i) {
-      const Character character = characterAt({at, static_cast<size_t>(end - at)}, 0);
-      to = putUTF8(to, isSurrogate(character.value) ? 0xFFFD : character.value);
-      at += character.units;
-    }
-    writer.wroteUpTo(to);
-  }
-  writer.flush();
-  return bytes;
 }
 
 }  // namespace quintora

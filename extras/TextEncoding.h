@@ -1,5 +1,5 @@
 // Conversions between bytes and text that are the same on every system. All are strict: one byte
-// or unit that does not fit makes the whole result absent, nothing is replaced or skipped.
+// that does not fit makes the whole result absent, nothing is replaced or skipped.
 #pragma once
 
 #include "extras/String.h"
@@ -22,17 +22,12 @@ bool isBuiltInTextEncoding(TextEncoding encoding);
 
 // Decodes bytes in one of the encodings above. Absent when they are not valid in it, or when the
 // identifier is none of them. UTF-8 is as Unicode 15.0 table 3-7 has it (no overlong forms, no
-// surrogates) and keeps a leading U+FEFF; UTF-16 has whole units and paired surrogates only.
-String initWithDataEncoding(std::string_view bytes, TextEncoding encoding);
+// surrogates) and keeps a leading U+FEFF; its bytes become the text without being copied. UTF-16
+// has whole units and paired surrogates only.
+String initWithDataEncoding(Data bytes, TextEncoding encoding);
 
-// Whether kUTF8TextEncoding can decode the bytes.
+// Whether the bytes are UTF-8 as above. Of a text, whether UTF-8 can hold it: false when half of a
+// surrogate pair stands alone in it.
 bool isValidUTF8(std::string_view bytes);
-
-// The text's UTF-8 bytes; absent for an absent text and for one with an unpaired surrogate.
-std::optional<Data> UTF8Data(const String& receiver);
-
-// The text's UTF-8 bytes for a reader who must get something: each unpaired surrogate becomes
-// U+FFFD. An absent text gives no bytes.
-Data lossyUTF8Data(const String& receiver);
 
 }  // namespace quintora

@@ -16,22 +16,17 @@ char32_t simpleUppercase(char32_t character) {
   return static_cast<char32_t>(static_cast<int32_t>(character) + run->offset);
 }
 
-void appendUppercase(std::u16string& text, char32_t character) {
+void appendUppercase(std::string& text, char32_t character) {
   const UppercaseSpecial* const end = kUppercaseSpecials + kUppercaseSpecialCount;
   const UppercaseSpecial* const special = std::lower_bound(
       kUppercaseSpecials, end, character,
       [](const UppercaseSpecial& s, char32_t value) { return s.character < value; });
-  if (special != end && special->character == character) {
-    text += special->upper;
+  if (special == end || special->character != character) {
+    appendUTF8(text, simpleUppercase(character));
     return;
   }
-  const char32_t upper = simpleUppercase(character);
-  if (upper < 0x10000) {
-    text += static_cast<char16_t>(upper);
-  } else {
-    text += highSurrogate(upper);
-    text += lowSurrogate(upper);
-  }
+  for (const char16_t* upper = special->upper; *upper != 0; ++upper)
+    appendUTF8(text, *upper);
 }
 
 }  // namespace quintora

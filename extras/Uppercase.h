@@ -10,9 +10,9 @@ namespace quintora {
 // The character's simple mapping (one character to one); itself where it has none.
 char32_t simpleUppercase(char32_t character);
 
-// Appends the character's full mapping, which has up to three UTF-16 units: an unconditional one of
+// Appends the character's full mapping, which has up to three characters: an unconditional one of
 // SpecialCasing.txt, else the simple one.
-void appendUppercase(std::u16string& text, char32_t character);
+void appendUppercase(std::string& text, char32_t character);
 
 // The tables behind them, written by generate_uppercase_table.py; both sorted by character.
 struct UppercaseRun {

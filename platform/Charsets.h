@@ -12,6 +12,6 @@ TextEncoding textEncodingFromIANACharSetName(const String& name);
 
 // Decodes bytes in the encoding that an identifier from above or from TextEncoding.h stands for;
 // absent when one byte is not valid in it.
-String decodeData(std::string_view bytes, TextEncoding encoding);
+String decodeData(Data bytes, TextEncoding encoding);
 
 }  // namespace quintora

@@ -6,15 +6,30 @@
 #include <utility>
 
 #include "extras/String.h"
-#include "platform/URL.h"
 
 namespace quintora {
 
+// The body of a request, made piece by piece while it is sent.
+class HTTPBody {
+ public:
+  // The body's whole length in bytes, which read() must keep to.
+  virtual uint64_t size() const = 0;
+
+  // Writes the next bytes, as many as there is room for, which is 16 bytes at least. Returns how
+  // many there were, 0 at the end only.
+  virtual size_t read(char* to, size_t room) = 0;
+
+ protected:
+  ~HTTPBody() = default;
+};
+
 struct HTTPRequest {
-  URL url;
   std::string method;
+  std::string host;  // for the Host header; the connection goes to this machine in any case
+  int64_t port;
+  std::string path;
   std::vector<std::pair<std::string, std::string>> headers;  // name and value, in sending order
-  Data body;
+  HTTPBody& body;
   // How long neither side may send a byte before the exchange is given up.
   std::chrono::milliseconds timeoutInterval;
 };
@@ -26,16 +41,13 @@ struct HTTPResponse {
 };
 
 // Sends the request and waits until the reply is complete, without waiting for the server to close
-// the connection. The addresses (numeric IPv4 or IPv6) stand for the URL's host; each is tried only
-// when the one before it refused the connection. The status of the reply has no influence, but that
-// 1xx replies are skipped and 204 and 304 have no body.
-HTTPResponse sendSynchronousRequest(const HTTPRequest& request,
-                                    const std::vector<std::string>& addresses = {"127.0.0.1",
-                                                                                 "::1"});
+// the connection. IPv4's loopback address is tried first, and IPv6's only when that refuses the
+// connection. The status of the reply has no influence, but that 1xx replies are skipped and 204
+// and 304 have no body.
+HTTPResponse sendSynchronousRequest(const HTTPRequest& request);
 
 // Connects as sendSynchronousRequest does, and sends nothing. Absent when a connection stands, else
 // the sentence that says why not.
-String connectionFailure(const HTTPRequest& request,
-                         const std::vector<std::string>& addresses = {"127.0.0.1", "::1"});
+String connectionFailure(const HTTPRequest& request);
 
 }  // namespace quintora

@@ -19,16 +19,18 @@ class Preferences {
   // preferences cannot be read or the value is neither text nor a number.
   String objectForKey(const String& key);
 
-  // For those who explain where values come from:
-  // the place that holds the key's value; absent when it is not set;
-  String placeOfKey(const String& key);
-  // and all places in the order in which they are asked, with what was found there so far.
-  struct Place {
+  // Where values come from, in the order in which the places are asked, and what was found there so
+  // far.
+  struct Source {
+    enum class State { notNeeded, read, absent, unreadable, notUTF8 };
     String name;
-    String state;
-    bool isTrouble;  // something is there and cannot be used
+    State state;
+    int error;  // why it is unreadable
   };
-  std::vector<Place> places() const;
+  std::vector<Source> sources() const;
+
+  // The name of the source that holds the key's value; absent when it is not set.
+  String sourceOfKey(const String& key);
 
  private:
   struct Store;

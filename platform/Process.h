@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 #include <string_view>
 
 #include "extras/String.h"
@@ -28,8 +29,9 @@ size_t readStandardInput(char* buffer, size_t count);
 // here already. There is no input from then on.
 void endStandardInput();
 
-// Writes all bytes; what cannot be written is lost, for there is nobody left to tell.
-void writeStandardOutput(std::string_view bytes);
+// Writes the parts, three at most, one after the other and together; what cannot be written is
+// lost, for there is nobody left to tell.
+void writeStandardOutput(std::initializer_list<std::string_view> parts);
 
 // Whether standard output is a terminal, and not a file or a pipe.
 bool isTerminalOutput();
@@ -37,7 +39,14 @@ bool isTerminalOutput();
 // Sets an environment variable of this process, or removes it for a null value.
 void setEnvironmentVariable(const char* name, const char* value);
 
-// Why this user cannot execute the file, in the system's words; absent when nothing is in the way.
-String executionFailure(const Data& path);
+// Why this user cannot execute the file, as an error of the system; 0 when nothing is in the way.
+int executionError(const char* path);
+
+// The system's sentence for an error, without a full stop.
+String systemSentence(int error);
+
+// Ends the process at once with status 0. What memory it holds goes back to the system as a whole,
+// so nothing has to be released before.
+[[noreturn]] void endProcess();
 
 }  // namespace quintora

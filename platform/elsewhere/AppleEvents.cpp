@@ -33,7 +33,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/posix/Sockets.h"
+#include "platform/posix/Descriptors.h"
 
 #ifndef APPLE_EVENT_DEFAULT_TIMEOUT_MILLISECONDS
 #define APPLE_EVENT_DEFAULT_TIMEOUT_MILLISECONDS 60000  // tests build with a shorter one
@@ -155,7 +155,8 @@ OSStatus statusOfConnect(int error) {
 // A connection to one process, all of whose calls end by the deadline.
 class Connection {
  public:
-  explicit Connection(Clock::time_point deadline) : deadline_(deadline), socket_(AF_UNIX) {}
+  explicit Connection(Clock::time_point deadline)
+      : deadline_(deadline), socket_(streamSocket(AF_UNIX, /*doesWait=*/true)) {}
 
   OSStatus open(const std::string& path);
   OSStatus send(std::string_view bytes);
@@ -167,7 +168,7 @@ class Connection {
   OSStatus waitFor(int events);
 
   const Clock::time_point deadline_;
-  const Socket socket_;
+  const Descriptor socket_;
 };
 
 OSStatus Connection::open(const std::string& path) {
@@ -186,16 +187,16 @@ OSStatus Connection::open(const std::string& path) {
     timeval timeout = {};
     timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(left / 1000000);
     timeout.tv_usec = static_cast<decltype(timeout.tv_usec)>(left % 1000000);
-    setsockopt(socket_.descriptor(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
-    result = connect(socket_.descriptor(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+    setsockopt(socket_.number(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
+    result = connect(socket_.number(), reinterpret_cast<sockaddr*>(&address), sizeof address);
   } while (result < 0 && errno == EINTR);
   if (result < 0)
     return statusOfConnect(errno);
-  return fcntl(socket_.descriptor(), F_SETFL, O_NONBLOCK) < 0 ? connectionInvalid : noErr;
+  return fcntl(socket_.number(), F_SETFL, O_NONBLOCK) < 0 ? connectionInvalid : noErr;
 }
 
 OSStatus Connection::waitFor(int events) {
-  const int ready = pollUntil(deadline_, socket_.descriptor(), events);
+  const int ready = pollUntil(deadline_, socket_.number(), events);
   return ready > 0 ? noErr : ready == 0 ? errAETimeout : connectionInvalid;
 }
 
@@ -203,10 +204,11 @@ OSStatus Connection::send(std::string_view bytes) {
   while (!bytes.empty()) {
     if (const OSStatus status = waitFor(POLLOUT))
       return status;
-    const ssize_t count = write(socket_.descriptor(), bytes.data(), bytes.size());
+    const ssize_t count =
+        uninterrupted([&] { return write(socket_.number(), bytes.data(), bytes.size()); });
     if (count >= 0)
       bytes.remove_prefix(static_cast<size_t>(count));
-    else if (errno != EAGAIN && errno != EINTR)
+    else if (!isPutOff(errno))
       return connectionInvalid;
   }
   return noErr;
@@ -216,10 +218,11 @@ OSStatus Connection::receive(char* bytes, size_t size, OSStatus atStart) {
   for (size_t done = 0; done < size;) {
     if (const OSStatus status = waitFor(POLLIN))
       return status;
-    const ssize_t count = read(socket_.descriptor(), bytes + done, size - done);
+    const ssize_t count =
+        uninterrupted([&] { return read(socket_.number(), bytes + done, size - done); });
     if (count > 0)
       done += static_cast<size_t>(count);
-    else if (count == 0 || (errno != EAGAIN && errno != EINTR))
+    else if (count == 0 || !isPutOff(errno))
       return done == 0 ? atStart : errAECorruptData;
   }
   return noErr;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <utility>
 
 #include "platform/Process.h"
 #include "platform/charsets/CharsetNames.h"
@@ -29,7 +30,7 @@ void requireMemoryForConverter() {
   std::free(memory);
 }
 
-// Owns a converter to UTF-16; there is none for a name that iconv does not know.
+// Owns a converter to UTF-8; there is none for a name that iconv does not know.
 class Converter {
  public:
   explicit Converter(const std::string& name) : handle_(opened(name.c_str())) {}
@@ -51,10 +52,10 @@ class Converter {
 
  private:
   static iconv_t opened(const char* name) {
-    iconv_t handle = iconv_open("UTF-16BE", name);
+    iconv_t handle = iconv_open("UTF-8", name);
     if (!isConverter(handle)) {
       requireMemoryForConverter();
-      handle = iconv_open("UTF-16BE", name);  // there is memory now, so this tells the truth
+      handle = iconv_open("UTF-8", name);  // there is memory now, so this tells the truth
     }
     return handle;
   }
@@ -64,7 +65,7 @@ class Converter {
   const iconv_t handle_;
 };
 
-std::optional<Data> convertedToUTF16(const std::string& name, std::string_view bytes) {
+String convertedToUTF8(const std::string& name, std::string_view bytes) {
   Converter converter(name);
   if (!converter.isOpen())
     return std::nullopt;
@@ -90,29 +91,25 @@ std::optional<Data> convertedToUTF16(const std::string& name, std::string_view b
 }  // namespace
 
 TextEncoding textEncodingFromIANACharSetName(const String& name) {
-  const Data text = lossyUTF8Data(name);
-  if (!isCharsetName(text))
+  if (!name || !isCharsetName(*name))
     return kUnknownTextEncoding;
-  const TextEncoding builtIn = builtInTextEncoding(text);
+  const TextEncoding builtIn = builtInTextEncoding(*name);
   if (builtIn != kNoTextEncoding)
     return builtIn;
-  const auto known = std::find(numberedNames.begin(), numberedNames.end(), text);
+  const auto known = std::find(numberedNames.begin(), numberedNames.end(), *name);
   const TextEncoding number = static_cast<TextEncoding>(known - numberedNames.begin());
   if (known == numberedNames.end())
-    numberedNames.push_back(text);
+    numberedNames.push_back(*name);
   return kFirstNumber + number;
 }
 
-String decodeData(std::string_view bytes, TextEncoding encoding) {
+String decodeData(Data bytes, TextEncoding encoding) {
   if (isBuiltInTextEncoding(encoding))
-    return initWithDataEncoding(bytes, encoding);
+    return initWithDataEncoding(std::move(bytes), encoding);
   const TextEncoding number = encoding - kFirstNumber;
   if (encoding < kFirstNumber || number >= numberedNames.size())
     return std::nullopt;
-  const std::optional<Data> units = convertedToUTF16(numberedNames[number], bytes);
-  if (!units)
-    return std::nullopt;
-  return initWithDataEncoding(*units, kUTF16BigEndianTextEncoding);
+  return convertedToUTF8(numberedNames[number], bytes);
 }
 
 }  // namespace quintora

@@ -6,24 +6,24 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <utility>
 
+#include "extras/Message.h"
 #include "extras/NSString.h"
 #include "extras/Pieces.h"
-#include "extras/TextEncoding.h"
+#include "platform/posix/Descriptors.h"
 
 namespace quintora {
 
 namespace {
 
+using State = Preferences::Source::State;
+
 struct ConfigurationFile {
   std::string path;
-  bool isRead = false;
-  int error = 0;       // why it could not be read
-  Dictionary entries;  // absent until it is read, and when it cannot be or is not UTF-8
+  State state = State::notNeeded;
+  int error = 0;
+  StringMap entries;
 };
 
 // Reads all of an open file; false with errno.
@@ -36,62 +36,52 @@ bool readAll(int file, Data& contents) {
     return false;
   }
   char buffer[4096];
-  ssize_t came;
-  while (contents.size() < static_cast<size_t>(status.st_size) &&
-         (came = read(file, buffer, sizeof buffer)) != 0) {
-    if (came > 0)
-      contents.append(buffer, static_cast<size_t>(came));
-    else if (errno != EINTR)
-      return false;
+  while (contents.size() < static_cast<size_t>(status.st_size)) {
+    const ssize_t count = uninterrupted([&] { return read(file, buffer, sizeof buffer); });
+    if (count <= 0)
+      return count == 0;
+    contents.append(buffer, static_cast<size_t>(count));
   }
   return true;
 }
 
 // The entries of a file's text. Whatever is no entry, a comment for instance, is skipped.
-Dictionary entriesOf(std::u16string_view text) {
-  constexpr const char16_t* kBlanks = u" \t\r";  // a line may end in CR LF
-  Dictionary entries(std::in_place);
-  if (text.substr(0, 1) == u"\uFEFF")  // an editor's mark of UTF-8
-    text.remove_prefix(1);
-  forEachPiece(text, u'\n', [&entries](std::u16string_view piece) {
-    std::u16string_view value = trimmed(piece, kBlanks);
-    if (value.find(u'=') == value.npos || value.front() == u'#')
+StringMap parseEntries(std::string_view text) {
+  constexpr const char* kBlanks = " \t\r";               // a line may end in CR LF
+  constexpr std::string_view kByteOrderMark = "\uFEFF";  // an editor's mark of UTF-8
+  StringMap entries;
+  if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark)
+    text.remove_prefix(kByteOrderMark.size());
+  forEachPiece(text, '\n', [&entries](std::string_view line) {
+    std::string_view value = trimmed(line, kBlanks);
+    if (value.find('=') == value.npos || value.front() == '#')
       return;
-    const std::u16string_view key = trimmed(cutPiece(value, u'='), kBlanks);
-    entries->insert_or_assign(std::u16string(key), std::u16string(trimmed(value, kBlanks)));
+    const std::string_view key = trimmed(cutPiece(value, '='), kBlanks);
+    entries.insert_or_assign(key, trimmed(value, kBlanks));
   });
   return entries;
 }
 
-void readFile(ConfigurationFile& file) {
-  file.isRead = true;
-  // Opening a pipe without a writer would wait for one.
-  const int descriptor = open(file.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  Data contents;
-  if (descriptor < 0 || !readAll(descriptor, contents))
-    file.error = errno;
-  if (descriptor >= 0)
-    close(descriptor);
-  if (file.error != 0)
-    return;
-  const String text = initWithDataEncoding(contents, kUTF8TextEncoding);
-  if (text)
-    file.entries = entriesOf(*text);
+State stateOfError(int error) {
+  return error == ENOENT || error == ENOTDIR ? State::absent : State::unreadable;
 }
 
-// What was found, for the explanation.
-Preferences::Place placeOf(const ConfigurationFile& file) {
-  const String name = stringWithFileSystemRepresentation(file.path);
-  if (!file.isRead)
-    return {name, u"not needed", false};
-  if (file.entries)
-    return {name, u"read", false};
-  if (file.error == 0)
-    return {name, u"not UTF-8, so not looked at", true};
-  if (file.error == ENOENT || file.error == ENOTDIR)
-    return {name, u"not there", false};
-  const String reason = initWithDataEncoding(std::strerror(file.error), kUTF8TextEncoding);
-  return {name, stringWithFormat(u"cannot be read: %@", {reason}), true};
+void readFile(ConfigurationFile& file) {
+  // Opening a pipe without a writer would wait for one.
+  const Descriptor opened(open(file.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  Data contents;
+  if (opened.number() < 0)
+    file.error = opened.error();
+  else if (!readAll(opened.number(), contents))
+    file.error = errno;
+  if (file.error != 0) {
+    file.state = stateOfError(file.error);
+  } else if (!isValidUTF8(contents)) {
+    file.state = State::notUTF8;
+  } else {
+    file.state = State::read;
+    file.entries = parseEntries(contents);
+  }
 }
 
 std::string_view variable(const char* name) {
@@ -117,9 +107,9 @@ struct Preferences::Store {
     if (!key)
       return nullptr;
     for (ConfigurationFile& file : files) {
-      if (!file.isRead)
+      if (file.state == State::notNeeded)
         readFile(file);
-      if (file.entries && file.entries->find(*key))
+      if (file.entries.find(*key))
         return &file;
     }
     return nullptr;
@@ -127,7 +117,7 @@ struct Preferences::Store {
 };
 
 Preferences::Preferences(const String& domain) : store_(std::make_unique<Store>()) {
-  const std::string file = "/" + lossyUTF8Data(domain) + ".conf";
+  const std::string file = composed({"/", domain, ".conf"});
   const std::string_view home = variable("XDG_CONFIG_HOME");
   if (!home.empty())
     store_->add(home, file);
@@ -143,19 +133,21 @@ Preferences::~Preferences() = default;
 
 String Preferences::objectForKey(const String& key) {
   const ConfigurationFile* const file = store_->fileWith(key);
-  return file ? *file->entries->find(*key) : std::nullopt;
+  if (!file)
+    return std::nullopt;
+  return std::string(*file->entries.find(*key));
 }
 
-String Preferences::placeOfKey(const String& key) {
+std::vector<Preferences::Source> Preferences::sources() const {
+  std::vector<Source> sources;
+  for (const ConfigurationFile& file : store_->files)
+    sources.push_back({stringWithFileSystemRepresentation(file.path), file.state, file.error});
+  return sources;
+}
+
+String Preferences::sourceOfKey(const String& key) {
   const ConfigurationFile* const file = store_->fileWith(key);
   return file ? stringWithFileSystemRepresentation(file->path) : std::nullopt;
-}
-
-std::vector<Preferences::Place> Preferences::places() const {
-  std::vector<Place> places;
-  for (const ConfigurationFile& file : store_->files)
-    places.push_back(placeOf(file));
-  return places;
 }
 
 }  // namespace quintora

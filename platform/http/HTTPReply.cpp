@@ -5,6 +5,7 @@
 #include "extras/Characters.h"
 #include "extras/Pieces.h"
 #include "extras/TextEncoding.h"
+#include "platform/Messages.h"
 
 namespace quintora {
 
@@ -66,17 +67,17 @@ bool cutParameterValue(std::string_view& text, std::string& value) {
 
 }  // namespace
 
-HTTPReply::State HTTPReply::take(std::string_view bytes) {
+HTTPReply::State HTTPReply::parse(std::string_view bytes) {
   hasBegun_ = hasBegun_ || !bytes.empty();
   while (!bytes.empty() && state_ == State::incomplete) {
     const bool isBody = expect_ == Expect::bodyOfLength || expect_ == Expect::bodyToEnd ||
                         expect_ == Expect::chunkData;
-    bytes.remove_prefix(isBody ? takeBodyBytes(bytes) : takeLineBytes(bytes));
+    bytes.remove_prefix(isBody ? parseBodyBytes(bytes) : parseLineBytes(bytes));
   }
   return state_;
 }
 
-HTTPReply::State HTTPReply::takeEnd() {
+HTTPReply::State HTTPReply::parseEnd() {
   if (expect_ == Expect::bodyToEnd && state_ == State::incomplete)
     state_ = State::complete;
   return state_;
@@ -95,7 +96,7 @@ void HTTPReply::makeRoom(size_t count) {
     body.reserve(body.size() + std::min(remaining_, kRoomAhead * filled));
 }
 
-size_t HTTPReply::takeBodyBytes(std::string_view bytes) {
+size_t HTTPReply::parseBodyBytes(std::string_view bytes) {
   if (expect_ == Expect::bodyToEnd) {
     body += bytes;
     return bytes.size();
@@ -116,51 +117,51 @@ size_t HTTPReply::takeBodyBytes(std::string_view bytes) {
 
 // Lines end with CR LF. In the head and in trailers a lone LF is taken for one, as section 2.2
 // allows; around chunks it would make a wrong size look right.
-size_t HTTPReply::takeLineBytes(std::string_view bytes) {
+size_t HTTPReply::parseLineBytes(std::string_view bytes) {
   const size_t end = bytes.find('\n');
   const size_t taken = end == bytes.npos ? bytes.size() : end + 1;
   lineBytes_ += taken;
   if (lineBytes_ > kMostLineBytes) {
-    fail("its head or the lines between its chunks are longer than 256 KiB");
+    fail(kLongLines);
     return taken;
   }
   if (end == bytes.npos) {
     line_ += bytes;
   } else if (line_.empty()) {
-    takeEndedLine(bytes.substr(0, end));
+    parseEndedLine(bytes.substr(0, end));
   } else {
     line_.append(bytes, 0, end);
-    takeEndedLine(line_);
+    parseEndedLine(line_);
     line_.clear();
   }
   return taken;
 }
 
 // The line is without its LF.
-void HTTPReply::takeEndedLine(std::string_view line) {
+void HTTPReply::parseEndedLine(std::string_view line) {
   const bool isChunkLine = expect_ == Expect::chunkSize || expect_ == Expect::chunkEnd;
   const bool hasCarriageReturn = !line.empty() && line.back() == '\r';
   if (hasCarriageReturn)
     line.remove_suffix(1);
   if (isChunkLine && !hasCarriageReturn)
-    fail("a line around a chunk does not end with CR LF");
+    fail(kMalformedChunkLine);
   else if (std::any_of(line.begin(), line.end(), [](char c) { return c == '\r' || c == '\0'; }))
-    fail("one of its lines holds a NUL or a lone CR");
+    fail(kMalformedLine);
   else
-    takeLine(line);
+    parseLine(line);
 }
 
-void HTTPReply::takeLine(std::string_view line) {
+void HTTPReply::parseLine(std::string_view line) {
   switch (expect_) {
     case Expect::statusLine:
-      return takeStatusLine(line);
+      return parseStatusLine(line);
     case Expect::headerLine:
-      return takeHeaderLine(line);
+      return parseHeaderLine(line);
     case Expect::chunkSize:
-      return takeChunkSize(line);
+      return parseChunkSize(line);
     case Expect::chunkEnd:
       if (!line.empty())
-        return fail("a chunk is longer than it says");
+        return fail(kLongChunk);
       expect_ = Expect::chunkSize;
       return;
     case Expect::trailerLine:
@@ -173,49 +174,49 @@ void HTTPReply::takeLine(std::string_view line) {
 }
 
 // "HTTP/1.", a digit, a blank, a status of three digits, and a blank before any reason.
-void HTTPReply::takeStatusLine(std::string_view line) {
+void HTTPReply::parseStatusLine(std::string_view line) {
   constexpr std::string_view kProtocol = "HTTP/1.";
   const std::optional<uint64_t> status =
       line.size() > 11 ? numberFrom(line.substr(9, 3), 10) : std::nullopt;
   if (line.substr(0, kProtocol.size()) != kProtocol || !status || *status < 100 ||
       !isASCIIDigit(line[7]) || line[8] != ' ' || (line.size() > 12 && line[12] != ' '))
-    return fail("its status line is malformed");
+    return fail(kMalformedStatusLine);
   status_ = static_cast<int>(*status);
   expect_ = Expect::headerLine;
 }
 
-void HTTPReply::takeHeaderLine(std::string_view line) {
+void HTTPReply::parseHeaderLine(std::string_view line) {
   const bool isFolded = !line.empty() && (line.front() == ' ' || line.front() == '\t');
   if (isFolded) {
     if (field_.empty())
-      return fail("its first header line is a continuation");
+      return fail(kLonelyContinuation);
     field_ += ' ';
     field_ += withoutBlanks(line);
     return;
   }
   if (!field_.empty())
-    takeField();
+    parseField();
   field_ = line;
   if (line.empty() && state_ == State::incomplete)
     endHead();
 }
 
-void HTTPReply::takeField() {
+void HTTPReply::parseField() {
   std::string_view value = field_;
   const std::string_view name = withoutBlanks(cutPiece(value, ':'));
   if (name.empty() || name.size() == field_.size())
-    return fail("a header line has no name or no colon");
+    return fail(kMalformedHeaderLine);
   value = withoutBlanks(value);
   if (isEqualIgnoringASCIICase(name, "content-length"))
-    takeContentLength(value);
+    parseContentLength(value);
   else if (isEqualIgnoringASCIICase(name, "transfer-encoding"))
-    takeTransferEncoding(value);
+    parseTransferEncoding(value);
   else if (isEqualIgnoringASCIICase(name, "content-type"))
     textEncodingName = charsetOfContentType(value);
 }
 
 // Section 6.3: a list of equal numbers counts as that number.
-void HTTPReply::takeContentLength(std::string_view value) {
+void HTTPReply::parseContentLength(std::string_view value) {
   forEachPiece(value, ',', [this](std::string_view piece) {
     const std::optional<uint64_t> number = numberFrom(withoutBlanks(piece), 10);
     if (!number || (contentLength_ && *contentLength_ != *number))
@@ -227,7 +228,7 @@ void HTTPReply::takeContentLength(std::string_view value) {
 
 // Codings other than chunked would have to be undone, so they are refused; "identity", which older
 // servers send, means none.
-void HTTPReply::takeTransferEncoding(std::string_view value) {
+void HTTPReply::parseTransferEncoding(std::string_view value) {
   forEachPiece(value, ',', [this](std::string_view piece) {
     const std::string_view coding = withoutBlanks(piece);
     if (coding.empty() || isEqualIgnoringASCIICase(coding, "identity"))
@@ -253,9 +254,9 @@ void HTTPReply::endHead() {
   if (hasNoBody) {
     state_ = State::complete;
   } else if (contentLengthIsInvalid_) {
-    fail("its Content-Length is not one number");
+    fail(kInvalidContentLength);
   } else if (hasUnknownCoding_) {
-    fail("its Transfer-Encoding is not chunked");
+    fail(kUnknownCoding);
   } else if (isChunked_) {
     expect_ = Expect::chunkSize;
   } else if (!contentLength_) {
@@ -269,10 +270,10 @@ void HTTPReply::endHead() {
 }
 
 // Hexadecimal digits, and after a ";" extensions, which nobody here understands.
-void HTTPReply::takeChunkSize(std::string_view line) {
+void HTTPReply::parseChunkSize(std::string_view line) {
   const std::optional<uint64_t> size = numberFrom(withoutBlanks(cutPiece(line, ';')), 16);
   if (!size)
-    return fail("a chunk has no valid size");
+    return fail(kInvalidChunkSize);
   remaining_ = *size;
   expect_ = *size == 0 ? Expect::trailerLine : Expect::chunkData;
 }

@@ -9,13 +9,13 @@ class HTTPReply {
  public:
   enum class State { incomplete, complete, invalid };
 
-  // Takes the next bytes, as many or as few as came. After the end of the reply, which does not
+  // Parses the next bytes, as many or as few as came. After the end of the reply, which does not
   // need the end of the connection, further bytes are ignored.
-  State take(std::string_view bytes);
+  State parse(std::string_view bytes);
 
   // Takes note that the connection has ended in order. A reply that has said how long it is and is
   // not, or that has not got as far, stays incomplete.
-  State takeEnd();
+  State parseEnd();
 
   // Whether any byte has come.
   bool hasBegun() const { return hasBegun_; }
@@ -41,18 +41,18 @@ class HTTPReply {
     trailerLine
   };
 
-  void takeEndedLine(std::string_view line);
-  void takeLine(std::string_view line);
-  void takeStatusLine(std::string_view line);
-  void takeHeaderLine(std::string_view line);
-  void takeField();
-  void takeContentLength(std::string_view value);
-  void takeTransferEncoding(std::string_view value);
+  void parseEndedLine(std::string_view line);
+  void parseLine(std::string_view line);
+  void parseStatusLine(std::string_view line);
+  void parseHeaderLine(std::string_view line);
+  void parseField();
+  void parseContentLength(std::string_view value);
+  void parseTransferEncoding(std::string_view value);
   void endHead();
-  void takeChunkSize(std::string_view line);
-  size_t takeBodyBytes(std::string_view bytes);
+  void parseChunkSize(std::string_view line);
+  size_t parseBodyBytes(std::string_view bytes);
   void makeRoom(size_t count);
-  size_t takeLineBytes(std::string_view bytes);
+  size_t parseLineBytes(std::string_view bytes);
   void fail(const char* what);
 
   Expect expect_ = Expect::statusLine;

@@ -7,10 +7,9 @@
 namespace quintora {
 
 TextEncoding textEncodingFromIANACharSetName(const String& name) {
-  const Data bytes = lossyUTF8Data(name);
-  if (!isCharsetName(bytes))
+  if (!name || !isCharsetName(*name))
     return kUnknownTextEncoding;
-  const TextEncoding builtIn = builtInTextEncoding(bytes);
+  const TextEncoding builtIn = builtInTextEncoding(*name);
   if (builtIn != kNoTextEncoding)
     return builtIn;
   const Owned<CFStringRef> object(createCFString(name));
@@ -19,9 +18,9 @@ TextEncoding textEncodingFromIANACharSetName(const String& name) {
       CFStringConvertIANACharSetNameToEncoding(object.get()));
 }
 
-String decodeData(std::string_view bytes, TextEncoding encoding) {
+String decodeData(Data bytes, TextEncoding encoding) {
   if (isBuiltInTextEncoding(encoding))
-    return initWithDataEncoding(bytes, encoding);
+    return initWithDataEncoding(std::move(bytes), encoding);
   const CFStringEncoding systemEncoding = CFStringConvertNSStringEncodingToEncoding(encoding);
   if (!CFStringIsEncodingAvailable(systemEncoding))
     return std::nullopt;

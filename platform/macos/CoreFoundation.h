@@ -4,6 +4,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include "extras/String.h"
+#include "extras/UTF16.h"
 
 namespace quintora {
 
@@ -29,19 +30,20 @@ class Owned {
 inline CFStringRef createCFString(const String& text) {
   if (!text)
     return nullptr;
+  const std::u16string units = unitsOf(*text);
   return CFStringCreateWithCharacters(kCFAllocatorDefault,
-                                      reinterpret_cast<const UniChar*>(text->data()),
-                                      static_cast<CFIndex>(text->size()));
+                                      reinterpret_cast<const UniChar*>(units.data()),
+                                      static_cast<CFIndex>(units.size()));
 }
 
 // The object's text, unit by unit; absent for null.
 inline String stringFromCFString(CFStringRef object) {
   if (!object)
     return std::nullopt;
-  std::u16string text(static_cast<size_t>(CFStringGetLength(object)), u'\0');
-  CFStringGetCharacters(object, CFRangeMake(0, static_cast<CFIndex>(text.size())),
-                        reinterpret_cast<UniChar*>(text.data()));
-  return text;
+  std::u16string units(static_cast<size_t>(CFStringGetLength(object)), u'\0');
+  CFStringGetCharacters(object, CFRangeMake(0, static_cast<CFIndex>(units.size())),
+                        reinterpret_cast<UniChar*>(units.data()));
+  return textOfUnits(units);
 }
 
 }  // namespace quintora

@@ -3,7 +3,7 @@
 // query without "=" over as arguments: a visitor could choose the port.
 #include "platform/Preferences.h"
 
-#include "extras/NSString.h"
+#include "extras/Message.h"
 #include "platform/macos/CoreFoundation.h"
 
 namespace quintora {
@@ -21,7 +21,7 @@ String textOfValue(CFTypeRef value) {
   int64_t number = 0;
   // The result says only whether a fraction was lost.
   CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number);
-  return stringWithFormat(u"%ld", {number});
+  return composed({number});
 }
 
 }  // namespace
@@ -42,12 +42,12 @@ String Preferences::objectForKey(const String& key) {
   return textOfValue(value.get());
 }
 
-String Preferences::placeOfKey(const String& key) {
-  return objectForKey(key) ? stringFromCFString(store_->domain.get()) : std::nullopt;
+std::vector<Preferences::Source> Preferences::sources() const {
+  return {{stringFromCFString(store_->domain.get()), Source::State::read, 0}};
 }
 
-std::vector<Preferences::Place> Preferences::places() const {
-  return {{stringFromCFString(store_->domain.get()), u"the user defaults of this user", false}};
+String Preferences::sourceOfKey(const String& key) {
+  return objectForKey(key) ? stringFromCFString(store_->domain.get()) : std::nullopt;
 }
 
 }  // namespace quintora

@@ -1,21 +1,15 @@
 #include "platform/HTTPClient.h"
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/uio.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <climits>
-#include <cstring>
 #include <memory>
 
-#include "extras/NSString.h"
-#include "extras/TextEncoding.h"
+#include "platform/Messages.h"
 #include "platform/http/HTTPReply.h"
-#include "platform/posix/Sockets.h"
+#include "platform/posix/Descriptors.h"
 
 namespace quintora {
 
@@ -23,55 +17,53 @@ namespace {
 
 // Whether the system still holds something of a request is asked only of those that are larger; the
 // others it has passed on by the time that anybody could ask.
-constexpr size_t kSmallRequestBytes = 32768;
+constexpr uint64_t kSmallRequestBytes = 32768;
 
+// The most of a body that is made at once; it stays in the processor's cache until it is sent.
+constexpr uint64_t kPieceBytes = 131072;
+constexpr size_t kRoomToSpare = 16;
+
+// An address of this machine.
 struct Address {
-  sockaddr_storage storage = {};
-  socklen_t size = 0;
+  const char* text;
+  sockaddr_storage storage;
+  socklen_t size;
 };
 
-// Absent when the text is no numeric address.
-std::optional<Address> numericAddress(const std::string& text, uint16_t port) {
-  Address address;
+Address addressOfIPv4(uint16_t port) {
+  Address address = {"127.0.0.1", {}, sizeof(sockaddr_in)};
   auto* const v4 = reinterpret_cast<sockaddr_in*>(&address.storage);
+  v4->sin_family = AF_INET;
+  v4->sin_port = htons(port);
+  v4->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return address;
+}
+
+Address addressOfIPv6(uint16_t port) {
+  Address address = {"::1", {}, sizeof(sockaddr_in6)};
   auto* const v6 = reinterpret_cast<sockaddr_in6*>(&address.storage);
-  if (inet_pton(AF_INET, text.c_str(), &v4->sin_addr) == 1) {
-    v4->sin_family = AF_INET;
-    v4->sin_port = htons(port);
-    address.size = sizeof *v4;
-  } else if (inet_pton(AF_INET6, text.c_str(), &v6->sin6_addr) == 1) {
-    v6->sin6_family = AF_INET6;
-    v6->sin6_port = htons(port);
-    address.size = sizeof *v6;
-  } else {
-    return std::nullopt;
-  }
+  v6->sin6_family = AF_INET6;
+  v6->sin6_port = htons(port);
+  v6->sin6_addr = in6addr_loopback;
   return address;
 }
 
 std::string headOf(const HTTPRequest& request) {
-  std::string head = request.method + " " + request.url.path +
-                     " HTTP/1.1\r\nHost: " + request.url.host + ":" + request.url.port + "\r\n";
+  std::string head = composed({request.method, " ", request.path,
+                               " HTTP/1.1\r\nHost: ", request.host, ":", request.port, "\r\n"});
   for (const auto& [name, value] : request.headers)
     head.append(name).append(": ").append(value).append("\r\n");
-  return head + "Connection: close\r\n\r\n";
-}
-
-std::string inWords(std::chrono::milliseconds time) {
-  const auto count = time.count();
-  return count % 1000 == 0 ? std::to_string(count / 1000) + " seconds"
-                           : std::to_string(count) + " milliseconds";
+  return head += "Connection: close\r\n\r\n";
 }
 
 // One exchange with one address.
 class Exchange {
  public:
-  Exchange(const HTTPRequest& request, const std::string& address, uint16_t port)
+  Exchange(const HTTPRequest& request, const Address& address)
       : request_(request),
-        addressText_(address),
-        place_(address + " port " + std::to_string(port)),
-        address_(numericAddress(address, port)),
-        socket_(address_ ? address_->storage.ss_family : AF_INET, /*doesWait=*/false) {}
+        place_(composed({address.text, " port ", request.port})),
+        address_(address),
+        socket_(streamSocket(address.storage.ss_family, /*doesWait=*/false)) {}
 
   // False leaves the reason in failure().
   bool connect();
@@ -83,27 +75,31 @@ class Exchange {
   const std::string& failure() const { return failure_; }
 
  private:
-  bool fail(const std::string& sentence) {
-    failure_ = sentence;
+  bool fail(std::string sentence) {
+    failure_ = std::move(sentence);
     return false;
   }
   // For what the system refused.
-  bool fail(const char* what, int error) {
-    return fail(what + place_ + " failed: " + std::strerror(error) + ".");
+  bool fail(const Message<2>& message, int error) {
+    return fail(message(place_, sentenceOf(error)));
   }
   void restartTimeout() { deadline_ = Clock::now() + request_.timeoutInterval; }
   int waitFor(int events);
+  int errorOfConnection();
+  void appendPiece();
   bool sendSome();
   bool receiveSome();
   bool takeOutcome(HTTPReply::State state);
 
   const HTTPRequest& request_;
-  const std::string addressText_, place_;
-  const std::optional<Address> address_;
-  const Socket socket_;
+  const std::string place_;
+  const Address address_;
+  const Descriptor socket_;
   Clock::time_point deadline_;
-  std::string head_;
-  size_t sent_ = 0;  // of head and body together
+  std::string pending_;     // what is being sent: the head and a first piece, or a later piece
+  size_t pendingSent_ = 0;  // of these
+  uint64_t bodyMade_ = 0;   // of the body, the pieces so far
+  uint64_t sent_ = 0;       // in all
   bool isSending_ = true;
   bool wasReset_ = false;
   int bytesHeld_ = 0;  // of what was sent, by the system, when that was last looked at
@@ -122,112 +118,118 @@ int Exchange::waitFor(int events) {
     const Clock::time_point look =
         bytesHeld_ > 0 ? std::min(Clock::now() + request_.timeoutInterval / 60, deadline_)
                        : deadline_;
-    const int ready = pollUntil(look, socket_.descriptor(), events);
+    const int ready = pollUntil(look, socket_.number(), events);
     if (ready > 0)
       return ready;
     if (ready < 0) {
-      fail("Waiting for ", errno);
+      fail(kWaitingFailed, errno);
       return 0;
     }
-    const int held = bytesHeld_ > 0 ? bytesOnTheirWay(socket_.descriptor()) : 0;
+    const int held = bytesHeld_ > 0 ? bytesOnTheirWay(socket_.number()) : 0;
     if (held < bytesHeld_) {
       bytesHeld_ = held;
       restartTimeout();
     } else if (Clock::now() >= deadline_) {
-      fail(place_ + " neither sent nor took a byte for " + inWords(request_.timeoutInterval) + ".");
+      using std::chrono::seconds;
+      fail(kIdle(place_, std::chrono::duration_cast<seconds>(request_.timeoutInterval).count()));
       return 0;
     }
   }
 }
 
-bool Exchange::connect() {
-  if (!address_)
-    return fail("\"" + addressText_ + "\" is not a numeric address.");
-  const int descriptor = socket_.descriptor();
-  if (descriptor < 0)
-    return fail("Making a socket for ", socket_.error());
-  restartTimeout();
+// What the connection itself has to report.
+int Exchange::errorOfConnection() {
   int error = 0;
-  const auto* const storage = reinterpret_cast<const sockaddr*>(&address_->storage);
-  if (::connect(descriptor, storage, address_->size) < 0) {
-    error = errno;
-    if (error == EINPROGRESS || error == EINTR) {
-      const int events = waitFor(POLLOUT);
-      if (events == 0)
-        return false;
-      error = 0;
-      socklen_t size = sizeof error;
-      if (events != POLLOUT && getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) < 0)
-        error = errno;
-    }
+  socklen_t size = sizeof error;
+  return getsockopt(socket_.number(), SOL_SOCKET, SO_ERROR, &error, &size) < 0 ? errno : error;
+}
+
+bool Exchange::connect() {
+  if (socket_.number() < 0)
+    return fail(kSocketFailed, socket_.error());
+  restartTimeout();
+  const auto* const storage = reinterpret_cast<const sockaddr*>(&address_.storage);
+  int error = ::connect(socket_.number(), storage, address_.size) < 0 ? errno : 0;
+  if (error == EINPROGRESS || error == EINTR) {  // either way it goes on by itself
+    const int events = waitFor(POLLOUT);
+    if (events == 0)
+      return false;
+    error = events == POLLOUT ? 0 : errorOfConnection();
   }
   if (error == 0)
     return true;
   wasRefused_ = error == ECONNREFUSED;
-  if (wasRefused_)
-    return fail(place_ + " refused the connection.");
-  return fail("The connection to ", error);
+  return wasRefused_ ? fail(kRefused(place_)) : fail(kConnectionFailed, error);
+}
+
+// Makes the next piece of the body.
+void Exchange::appendPiece() {
+  const size_t before = pending_.size();
+  const uint64_t left = request_.body.size() - bodyMade_;
+  pending_.resize(before + static_cast<size_t>(std::min(left, kPieceBytes)) + kRoomToSpare);
+  const size_t count = request_.body.read(&pending_[before], pending_.size() - before);
+  pending_.resize(before + count);
+  bodyMade_ += count;
 }
 
 // A server that stops reading may have answered all the same, so a connection that takes no more
 // only ends the sending; what becomes of the exchange is for the receiving side to say. After any
 // other failure the server would wait for the rest, and the bridge for the server.
 bool Exchange::sendSome() {
-  const bool headIsSent = sent_ >= head_.size();
-  const size_t bodySent = headIsSent ? sent_ - head_.size() : 0;
-  iovec parts[2] = {};
-  parts[0].iov_base = head_.data() + (headIsSent ? head_.size() : sent_);
-  parts[0].iov_len = headIsSent ? 0 : head_.size() - sent_;
-  parts[1].iov_base = const_cast<char*>(request_.body.data()) + bodySent;
-  parts[1].iov_len = std::min<size_t>(request_.body.size() - bodySent, INT_MAX / 2);
-  const ssize_t count = writev(socket_.descriptor(), parts, 2);
+  const ssize_t count = uninterrupted([this] {
+    return send(socket_.number(), &pending_[pendingSent_], pending_.size() - pendingSent_, 0);
+  });
   if (count >= 0) {
-    sent_ += static_cast<size_t>(count);
-    isSending_ = sent_ < head_.size() + request_.body.size();
+    pendingSent_ += static_cast<size_t>(count);
+    sent_ += static_cast<uint64_t>(count);
+    if (pendingSent_ == pending_.size()) {
+      pending_.clear();
+      pendingSent_ = 0;
+      appendPiece();
+      isSending_ = !pending_.empty();
+    }
     if (sent_ > kSmallRequestBytes)
-      bytesHeld_ = bytesOnTheirWay(socket_.descriptor());
+      bytesHeld_ = bytesOnTheirWay(socket_.number());
     restartTimeout();
   } else if (errno == EPIPE || errno == ECONNRESET || errno == EPROTOTYPE) {  // the last on macOS
     isSending_ = false;
     wasReset_ = errno == ECONNRESET;
-  } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
-    return fail("The exchange with ", errno);
+  } else if (!isPutOff(errno)) {
+    return fail(kExchangeFailed, errno);
   }
   return true;
 }
 
 bool Exchange::receiveSome() {
-  const ssize_t count = recv(socket_.descriptor(), buffer_, sizeof buffer_, 0);
+  const ssize_t count =
+      uninterrupted([this] { return recv(socket_.number(), buffer_, sizeof buffer_, 0); });
   if (count > 0) {
     restartTimeout();
-    return takeOutcome(reply_.take({buffer_, static_cast<size_t>(count)}));
+    return takeOutcome(reply_.parse({buffer_, static_cast<size_t>(count)}));
   }
   if (count == 0) {
     // The reset was told to the sending side, and only once; to this side it looks like an end.
     if (wasReset_)
-      return fail("The exchange with ", ECONNRESET);
-    if (takeOutcome(reply_.takeEnd()) && isFinished_)
+      return fail(kExchangeFailed, ECONNRESET);
+    if (takeOutcome(reply_.parseEnd()) && isFinished_)
       return true;
-    return fail(place_ + (reply_.hasBegun()
-                              ? " closed the connection before its reply was complete."
-                              : " closed the connection without a reply."));
+    return fail(reply_.hasBegun() ? kClosedTooSoon(place_) : kClosedWithoutReply(place_));
   }
-  if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)
-    return true;
-  return fail("The exchange with ", errno);
+  return isPutOff(errno) || fail(kExchangeFailed, errno);
 }
 
 bool Exchange::takeOutcome(HTTPReply::State state) {
   isFinished_ = state != HTTPReply::State::incomplete;
   if (state == HTTPReply::State::invalid)
-    return fail("The reply of " + place_ + " is not valid HTTP: " + reply_.fault + ".");
+    return fail(kInvalidReply(place_, reply_.fault));
   return true;
 }
 
 // Both directions are watched at once: a server may answer, or stream its answer, while it has not
 // read everything yet.
 bool Exchange::sendAndReceive() {
-  head_ = headOf(request_);
+  pending_ = headOf(request_);
+  appendPiece();
   restartTimeout();
   if (!sendSome())
     return false;
@@ -241,27 +243,20 @@ bool Exchange::sendAndReceive() {
   return true;
 }
 
-String described(const std::string& failure) {
-  return initWithDataEncoding(failure, kUTF8TextEncoding);
-}
-
 // An exchange whose connection stands; null, with the reason in `failure`, when there is none.
-std::unique_ptr<Exchange> connectedExchange(const HTTPRequest& request,
-                                            const std::vector<std::string>& addresses,
-                                            String& failure) {
-  const std::string& digits = request.url.port;
-  const int64_t port = integerValue(described(digits));
-  if (port < 1 || port > 65535) {
-    failure = described("Port " + digits + " does not exist: TCP ports go from 1 to 65535.");
+std::unique_ptr<Exchange> connectedExchange(const HTTPRequest& request, String& failure) {
+  if (request.port < 1 || request.port > 65535) {
+    failure = kNoSuchPort(request.port);
     return nullptr;
   }
-  for (const std::string& address : addresses) {
-    auto exchange = std::make_unique<Exchange>(request, address, static_cast<uint16_t>(port));
+  const uint16_t port = static_cast<uint16_t>(request.port);
+  for (const Address& address : {addressOfIPv4(port), addressOfIPv6(port)}) {
+    auto exchange = std::make_unique<Exchange>(request, address);
     if (exchange->connect())
       return exchange;
     // Where a refusal led to the next address, the first one is what the administrator wants.
     if (!failure)
-      failure = described(exchange->failure());
+      failure = exchange->failure();
     if (!exchange->wasRefused())
       break;
   }
@@ -270,11 +265,10 @@ std::unique_ptr<Exchange> connectedExchange(const HTTPRequest& request,
 
 }  // namespace
 
-HTTPResponse sendSynchronousRequest(const HTTPRequest& request,
-                                    const std::vector<std::string>& addresses) {
+HTTPResponse sendSynchronousRequest(const HTTPRequest& request) {
   HTTPResponse response;
   const std::unique_ptr<Exchange> exchange =
-      connectedExchange(request, addresses, response.localizedDescription);
+      connectedExchange(request, response.localizedDescription);
   if (!exchange)
     return response;
   if (exchange->sendAndReceive()) {
@@ -282,14 +276,14 @@ HTTPResponse sendSynchronousRequest(const HTTPRequest& request,
     response.data = std::move(exchange->reply().body);
     response.textEncodingName = std::move(exchange->reply().textEncodingName);
   } else {
-    response.localizedDescription = described(exchange->failure());
+    response.localizedDescription = exchange->failure();
   }
   return response;
 }
 
-String connectionFailure(const HTTPRequest& request, const std::vector<std::string>& addresses) {
+String connectionFailure(const HTTPRequest& request) {
   String failure;
-  return connectedExchange(request, addresses, failure) ? std::nullopt : failure;
+  return connectedExchange(request, failure) ? std::nullopt : failure;
 }
 
 }  // namespace quintora

@@ -4,18 +4,19 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 #if __has_include(<sys/prctl.h>)
 #include <sys/prctl.h>
 #endif
 
-#include <cerrno>
+#include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 
-#include "extras/TextEncoding.h"
-#include "platform/posix/Sockets.h"
+#include "extras/String.h"
+#include "platform/posix/Descriptors.h"
 
 namespace quintora {
 
@@ -40,22 +41,43 @@ const char* outOfMemoryText = "";
 // The response is printed at the very end, so nothing of it has been when memory runs out.
 [[noreturn]] void answerWithoutMemory() {
   endStandardInput();
-  writeStandardOutput("Content-type: text/plain\r\n\r\n");
-  writeStandardOutput(outOfMemoryText);
-  writeStandardOutput("\r\n");
-  _exit(0);
+  writeStandardOutput({"Content-type: text/plain\r\n\r\n", outOfMemoryText, "\r\n"});
+  endProcess();
 }
 
-// Calls again what a signal interrupted, and, once the stream can do the event, what a stream that
-// does not block put off: how a stream waits is for the web server to choose.
+// Makes a call again once the stream, if it does not wait, can do the event: how a stream waits is
+// for the web server to choose.
 template <typename Call>
-ssize_t uninterrupted(int stream, int event, Call call) {
+ssize_t awaited(int stream, int event, Call call) {
   ssize_t result;
   do {
-    result = call();
-  } while (result < 0 && (errno == EINTR || (errno == EAGAIN && pollUntil(Clock::time_point::max(),
-                                                                          stream, event) > 0)));
+    result = uninterrupted(call);
+  } while (result < 0 && isPutOff(errno) && pollUntil(Clock::time_point::max(), stream, event) > 0);
   return result;
+}
+
+constexpr size_t kMostParts = 3;
+using Parts = std::array<std::string_view, kMostParts>;
+
+// What of the parts is handed to the system in one call; returns how many pieces that are.
+int partsOfOneCall(const Parts& parts, std::array<iovec, kMostParts>& pieces) {
+  size_t room = kMostAtOnce;
+  size_t count = 0;
+  for (const std::string_view part : parts) {
+    const size_t size = std::min(part.size(), room);
+    if (size > 0)
+      pieces[count++] = {const_cast<char*>(part.data()), size};
+    room -= size;
+  }
+  return static_cast<int>(count);
+}
+
+void removeFront(Parts& parts, size_t count) {
+  for (std::string_view& part : parts) {
+    const size_t size = std::min(part.size(), count);
+    part.remove_prefix(size);
+    count -= size;
+  }
 }
 
 }  // namespace
@@ -81,8 +103,8 @@ size_t readStandardInput(char* buffer, size_t count) {
   size_t done = 0;
   while (done < count) {
     const size_t wanted = count - done < kMostAtOnce ? count - done : kMostAtOnce;
-    const ssize_t came = uninterrupted(STDIN_FILENO, POLLIN,
-                                       [=] { return read(STDIN_FILENO, buffer + done, wanted); });
+    const ssize_t came =
+        awaited(STDIN_FILENO, POLLIN, [=] { return read(STDIN_FILENO, buffer + done, wanted); });
     if (came <= 0)
       break;
     done += static_cast<size_t>(came);
@@ -106,14 +128,18 @@ void endStandardInput() {
   close(STDIN_FILENO);
 }
 
-void writeStandardOutput(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const std::string_view part = bytes.substr(0, kMostAtOnce);
-    const ssize_t went = uninterrupted(
-        STDOUT_FILENO, POLLOUT, [=] { return write(STDOUT_FILENO, part.data(), part.size()); });
+void writeStandardOutput(std::initializer_list<std::string_view> parts) {
+  Parts left = {};
+  std::copy(parts.begin(), parts.end(), left.begin());
+  for (;;) {
+    std::array<iovec, kMostParts> next;
+    const int count = partsOfOneCall(left, next);
+    const ssize_t went = count == 0 ? 0 : awaited(STDOUT_FILENO, POLLOUT, [&] {
+      return writev(STDOUT_FILENO, next.data(), count);
+    });
     if (went <= 0)
       return;
-    bytes.remove_prefix(static_cast<size_t>(went));
+    removeFront(left, static_cast<size_t>(went));
   }
 }
 
@@ -126,13 +152,15 @@ void setEnvironmentVariable(const char* name, const char* value) {
     unsetenv(name);
 }
 
-String executionFailure(const Data& path) {
+int executionError(const char* path) {
   struct stat status = {};
-  if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
-    return u"it is a folder";
-  if (access(path.c_str(), X_OK) == 0)
-    return std::nullopt;
-  return initWithDataEncoding(std::strerror(errno), kUTF8TextEncoding);
+  if (stat(path, &status) == 0 && S_ISDIR(status.st_mode))
+    return EISDIR;
+  return access(path, X_OK) == 0 ? 0 : errno;
 }
+
+String systemSentence(int error) { return sentenceOf(error); }
+
+void endProcess() { _exit(0); }
 
 }  // namespace quintora

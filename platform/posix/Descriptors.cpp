@@ -1,4 +1,4 @@
-#include "platform/posix/Sockets.h"
+#include "platform/posix/Descriptors.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -7,12 +7,15 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
+#include <cstring>
 
 namespace quintora {
 
-namespace {
+Descriptor::~Descriptor() {
+  if (number_ >= 0)
+    close(number_);
+}
 
 int streamSocket(int family, bool doesWait) {
 #ifdef SOCK_NONBLOCK  // in one call where that is known
@@ -23,16 +26,6 @@ int streamSocket(int family, bool doesWait) {
     fcntl(descriptor, F_SETFL, O_NONBLOCK);  // which a new socket does not refuse
   return descriptor;
 #endif
-}
-
-}  // namespace
-
-Socket::Socket(int family, bool doesWait)
-    : descriptor_(streamSocket(family, doesWait)), error_(errno) {}
-
-Socket::~Socket() {
-  if (descriptor_ >= 0)
-    close(descriptor_);
 }
 
 int pollUntil(Clock::time_point deadline, int descriptor, int events) {
@@ -60,5 +53,7 @@ int bytesOnTheirWay(int descriptor) {
 #endif
   return isKnown ? count : 0;
 }
+
+std::string sentenceOf(int error) { return std::strerror(error); }
 
 }  // namespace quintora

@@ -1,0 +1,56 @@
+// Sentences with values in them. The compiler holds the values to the sentence: no format is read
+// while the program runs.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <type_traits>
+
+#include "extras/String.h"
+
+namespace quintora {
+
+// A piece of a text: characters, a String (an absent one stands as "(null)") or an integer in
+// decimal. It refers to what it is made of, so it lives no longer than the call.
+class Piece {
+ public:
+  Piece(const char* text) : text_(text) {}
+  Piece(std::string_view text) : text_(text) {}
+  Piece(const std::string& text) : text_(text) {}
+  Piece(const String& text) : text_(text ? std::string_view(*text) : "(null)") {}
+  template <typename Integer, typename = std::enable_if_t<std::is_integral_v<Integer>>>
+  Piece(Integer number)
+      : isNumber_(true), isNegative_(number < 0), number_(static_cast<uint64_t>(number)) {}
+
+  void appendTo(std::string& text) const;
+  size_t size() const { return isNumber_ ? kMostDigits : text_.size(); }
+
+ private:
+  static constexpr size_t kMostDigits = 20;  // of a 64-bit integer, its sign included
+
+  std::string_view text_;
+  bool isNumber_ = false;
+  bool isNegative_ = false;
+  uint64_t number_ = 0;
+};
+
+// The pieces, one after the other.
+std::string composed(std::initializer_list<Piece> pieces);
+
+// A sentence with so many values in it: the texts before, between and after them.
+template <size_t Values>
+struct Message {
+  std::string_view texts[Values + 1];
+
+  template <typename... Value>
+  std::string operator()(const Value&... values) const {
+    static_assert(sizeof...(Value) == Values, "one argument for each value of the message");
+    size_t next = 0;
+    std::string text(texts[next]);
+    (..., (Piece(values).appendTo(text), text += texts[++next]));
+    return text;
+  }
+};
+
+}  // namespace quintora

@@ -18,7 +18,7 @@ extern int64_t quiZServerPort;
 // The form, as a piece of the server script statement; absent until AddPostData has run.
 extern String postDataCode;
 
-// The response, or a message in its place. The last writer wins.
+// The response or a message. The last writer wins.
 extern String cgiResult;
 
 }  // namespace quintora

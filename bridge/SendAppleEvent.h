@@ -12,7 +12,7 @@ namespace quintora {
 // characters beyond ASCII the end is missing. Servers are used to it, and it stays so.
 void SendAppleEvent(const String& statement);
 
-// The same; tells whether a reply has come, and not a message stands in its place.
+// The same; returns whether a reply has come, so that cgiResult is no message.
 bool exchangeAppleEvent(const String& statement);
 
 }  // namespace quintora

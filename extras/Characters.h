@@ -76,7 +76,7 @@ constexpr Character characterAt(std::string_view text, size_t at) {
   return {value, bytes};
 }
 
-// Writes the UTF-8 bytes of a character, 1 to 4, and returns the place behind them.
+// Writes the UTF-8 bytes of a character, 1 to 4, and returns the end of them.
 inline char* putUTF8(char* to, char32_t character) {
   const auto put = [&to](char32_t byte) { *to++ = static_cast<char>(byte); };
   if (character < 0x80) {

@@ -39,9 +39,10 @@ uint64_t escapedSize(std::string_view text) {
   return size;
 }
 
-// Takes the escapes of characters off the front of the text to a place in memory, as many as there
-// is room for. Always writes all four bytes of an escape, which asks nothing.
-char* takeEscapes(std::string_view& text, char* to, const char* end) {
+// Writes the escapes of the bytes at the front of the text, as many as there is room for, and
+// removes these bytes from the text. Returns the end of what it wrote. Always writes all four bytes
+// of an escape, which needs no test.
+char* writeEscapes(std::string_view& text, char* to, const char* end) {
   const char* at = text.data();
   const char* const last = at + text.size();
   for (; at != last && end - to >= static_cast<ptrdiff_t>(sizeof(Escape)); ++at) {
@@ -108,7 +109,7 @@ size_t PostDataEncoder::read(char* to, size_t room) {
   char* at = to;
   const char* const end = to + room;
   do {
-    at = takeEscapes(field_, at, end);
+    at = writeEscapes(field_, at, end);
   } while (field_.empty() && at != end && startField(at));
   return static_cast<size_t>(at - to);
 }

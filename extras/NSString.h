@@ -22,7 +22,7 @@ inline constexpr unsigned NSCaseInsensitiveSearch = 1;
 // Exact equality, unit by unit. An absent argument is equal to nothing.
 bool isEqualToString(const String& receiver, const String& other);
 
-// The first place at which the needle stands. An empty or an absent needle is never found.
+// The first occurrence of the needle. An empty or an absent needle is never found.
 NSRange rangeOfString(const String& receiver, const String& needle);
 NSRange rangeOfStringOptions(const String& receiver, const String& needle, unsigned options);
 
@@ -68,8 +68,8 @@ String stringByAddingPercentEscapesUsingEncoding(const String& receiver, TextEnc
 // as UTF-8. Absent when a "%" has no two digits behind it or the bytes are not valid UTF-8.
 String stringByRemovingPercentEncoding(const String& receiver);
 
-// The same for a text that nobody needs afterwards, decoded where it stands: the result is at its
-// place. The bytes are valid UTF-8.
+// The same for the bytes of a text in UTF-8 that are not needed afterwards: the result stands in
+// their memory.
 std::optional<std::string_view> removePercentEncodingInPlace(char* bytes, size_t count);
 
 }  // namespace quintora

@@ -44,68 +44,90 @@ constexpr ShortCharacter shortCharacter(char32_t value) {
 // A charset in which every byte is a character.
 struct SingleByteCharset {
   ShortCharacter ofByte[256];
+  size_t longest = 1;  // character, in bytes
 
   // The upper half's characters; those of ISO 8859-1 for null.
   constexpr explicit SingleByteCharset(const char16_t* upperHalf) {
-    for (char32_t byte = 0; byte < 256; ++byte)
-      ofByte[byte] = shortCharacter(byte < 0x80 || !upperHalf ? byte : upperHalf[byte - 0x80]);
+    for (char32_t byte = 0; byte < 256; ++byte) {
+      const char32_t value = byte < 0x80 || !upperHalf ? byte : upperHalf[byte - 0x80];
+      ofByte[byte] = shortCharacter(value);
+      longest = std::max<size_t>(longest, ofByte[byte].size);
+    }
   }
 };
 constexpr SingleByteCharset kISOLatin1Charset(nullptr);
 constexpr SingleByteCharset kMacOSRomanCharset(kMacOSRoman);
+
+// Whether eight bytes, of which the lowest comes first on every processor that is built for, are
+// ASCII; `high` gets the highest bits of those that are not.
+bool isASCIIWord(const Byte* at, uint64_t& high) {
+  std::memcpy(&high, at, sizeof high);
+  high &= 0x8080808080808080;
+  return high == 0;
+}
+
+// Writes the characters of at most so many bytes that a block has room for their characters.
+char* putCharacters(char* to, std::string_view bytes, const SingleByteCharset& charset) {
+  const Byte* at = reinterpret_cast<const Byte*>(bytes.data());
+  const Byte* const end = at + bytes.size();
+  while (at != end) {
+    uint64_t high;
+    for (; end - at >= 8 && isASCIIWord(at, high); at += 8, to += 8)
+      std::memcpy(to, at, 8);
+    for (const Byte* const stop = at + std::min<ptrdiff_t>(end - at, 8); at != stop; ++at) {
+      const ShortCharacter& character = charset.ofByte[*at];
+      std::memcpy(to, &character, sizeof character);  // all of it, which needs no test
+      to += character.size;
+    }
+  }
+  return to;
+}
 
 // A text is filled by way of a block that stays in the processor's cache: a string has no room to
 // write into that it has not cleared, and to clear many megabytes takes as long as to fill them.
 std::string decodeSingleBytes(std::string_view bytes, const SingleByteCharset& charset) {
   constexpr size_t kBytesAtOnce = 1024;
   char block[kBytesAtOnce * 3 + 1];
+  const auto beyondASCII = std::count_if(bytes.begin(), bytes.end(),
+                                         [](char c) { return static_cast<Byte>(c) >= 0x80; });
   std::string text;
-  text.reserve(bytes.size());
-  for (; !bytes.empty(); bytes.remove_prefix(std::min(kBytesAtOnce, bytes.size()))) {
-    char* to = block;
-    for (const char byte : bytes.substr(0, kBytesAtOnce)) {
-      const ShortCharacter& character = charset.ofByte[static_cast<Byte>(byte)];
-      std::memcpy(to, &character, sizeof character);  // all of it, which asks nothing
-      to += character.size;
-    }
-    text.append(block, to);
-  }
+  text.reserve(bytes.size() + static_cast<size_t>(beyondASCII) * (charset.longest - 1));
+  for (; !bytes.empty(); bytes.remove_prefix(std::min(kBytesAtOnce, bytes.size())))
+    text.append(block, putCharacters(block, bytes.substr(0, kBytesAtOnce), charset));
   return text;
 }
 
-// The first byte that is not ASCII, or the end. Most texts are ASCII for the most part, so eight
-// bytes are looked at at a time, of which the lowest comes first on every processor that is built
-// for.
+// The first byte that is not ASCII, or the end.
 const Byte* endOfASCII(const Byte* at, const Byte* end) {
-  constexpr uint64_t kNotASCII = 0x8080808080808080;
-  for (uint64_t word; end - at >= static_cast<ptrdiff_t>(sizeof word); at += sizeof word) {
-    std::memcpy(&word, at, sizeof word);
-    if ((word & kNotASCII) != 0)
-      return at + __builtin_ctzll(word & kNotASCII) / 8;
+  uint64_t high;
+  for (; end - at >= 8; at += 8) {
+    if (!isASCIIWord(at, high))
+      return at + __builtin_ctzll(high) / 8;
   }
   return std::find_if(at, end, [](Byte byte) { return byte >= 0x80; });
 }
+
+bool isContinuationByte(Byte byte) { return (byte & 0xC0) == 0x80; }
+
+bool isBetween(Byte byte, Byte low, Byte high) { return byte >= low && byte <= high; }
 
 // The length of the well-formed sequence at the start of [at, end), which is not ASCII; 0 where
 // there is none. Only the second byte's range depends on the first (Unicode 15.0, table 3-7).
 size_t sequenceLength(const Byte* at, const Byte* end) {
   const Byte first = *at;
-  const size_t length = first < 0xC2   ? 0
-                        : first < 0xE0 ? 2
-                        : first < 0xF0 ? 3
-                        : first < 0xF5 ? 4
-                                       : 0;
-  if (length == 0 || static_cast<size_t>(end - at) < length)
-    return 0;
-  const Byte low = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
-  const Byte high = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
-  if (at[1] < low || at[1] > high)
-    return 0;
-  for (size_t i = 2; i < length; ++i) {
-    if (!isContinuation(static_cast<char>(at[i])))
-      return 0;
+  const ptrdiff_t left = end - at;
+  if (first < 0xE0)
+    return first >= 0xC2 && left >= 2 && isContinuationByte(at[1]) ? 2 : 0;
+  if (first < 0xF0) {
+    const bool isWhole =
+        left >= 3 && isBetween(at[1], first == 0xE0 ? 0xA0 : 0x80, first == 0xED ? 0x9F : 0xBF) &&
+        isContinuationByte(at[2]);
+    return isWhole ? 3 : 0;
   }
-  return length;
+  const bool isWhole = first < 0xF5 && left >= 4 &&
+                       isBetween(at[1], first == 0xF0 ? 0x90 : 0x80, first == 0xF4 ? 0x8F : 0xBF) &&
+                       isContinuationByte(at[2]) && isContinuationByte(at[3]);
+  return isWhole ? 4 : 0;
 }
 
 // Appends units of two bytes, the high one at index `high` (0 or 1) of each. False when the bytes
@@ -190,10 +212,12 @@ bool isValidUTF8(std::string_view bytes) {
   const Byte* at = reinterpret_cast<const Byte*>(bytes.data());
   const Byte* const end = at + bytes.size();
   while ((at = endOfASCII(at, end)) != end) {
-    const size_t length = sequenceLength(at, end);
-    if (length == 0)
-      return false;
-    at += length;
+    do {  // where one character is beyond ASCII, the next one often is
+      const size_t length = sequenceLength(at, end);
+      if (length == 0)
+        return false;
+      at += length;
+    } while (at != end && *at >= 0x80);
   }
   return true;
 }

@@ -1,5 +1,5 @@
 // The sentences of the HTTP client, which follow kRequestError in what a visitor sees;
-// docs/messages.md explains them. `address port number` is the place that was talked to.
+// docs/messages.md explains them. Their first value is the peer, as in "127.0.0.1 port 8080".
 #pragma once
 
 #include "extras/Message.h"
@@ -14,13 +14,13 @@ inline constexpr Message<1> kClosedWithoutReply = {"", " closed the connection w
 inline constexpr Message<1> kClosedTooSoon = {
     "", " closed the connection before its reply was complete."};
 
-// What the system refused: the place, and the system's sentence.
+// What the system refused; the second value is its sentence for the error.
 inline constexpr Message<2> kSocketFailed = {"Making a socket for ", " failed: ", "."};
 inline constexpr Message<2> kConnectionFailed = {"The connection to ", " failed: ", "."};
 inline constexpr Message<2> kWaitingFailed = {"Waiting for ", " failed: ", "."};
 inline constexpr Message<2> kExchangeFailed = {"The exchange with ", " failed: ", "."};
 
-// A reply that is no HTTP: the place, and one of the faults below.
+// A reply that is not HTTP; the second value is one of the faults below.
 inline constexpr Message<2> kInvalidReply = {"The reply of ", " is not valid HTTP: ", "."};
 inline constexpr const char* kMalformedStatusLine = "its status line is malformed";
 inline constexpr const char* kLonelyContinuation = "its first header line is a continuation";

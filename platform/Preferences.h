@@ -19,8 +19,7 @@ class Preferences {
   // preferences cannot be read or the value is neither text nor a number.
   String objectForKey(const String& key);
 
-  // Where values come from, in the order in which the places are asked, and what was found there so
-  // far.
+  // Where values come from, in the order of precedence, and what was found there so far.
   struct Source {
     enum class State { notNeeded, read, absent, unreadable, notUTF8 };
     String name;

@@ -76,8 +76,8 @@ void putNumber(std::string& bytes, uint32_t number) {
     bytes.push_back(static_cast<char>(number >> shift & 0xFF));
 }
 
-// Takes four bytes, which must be there, off the front.
-uint32_t takeNumber(std::string_view& bytes) {
+// Reads four bytes, which must be there, off the front.
+uint32_t readNumber(std::string_view& bytes) {
   uint32_t number = 0;
   for (const char byte : bytes.substr(0, 4))
     number = number << 8 | static_cast<unsigned char>(byte);
@@ -87,16 +87,16 @@ uint32_t takeNumber(std::string_view& bytes) {
 
 uint32_t numberAt(std::string_view bytes, size_t at) {
   bytes.remove_prefix(at);
-  return takeNumber(bytes);
+  return readNumber(bytes);
 }
 
-// Takes a parameter off the front; absent when what is left is none.
-std::optional<Parameter> takeParameter(std::string_view& bytes) {
+// Reads a parameter off the front; absent when what is left is none.
+std::optional<Parameter> readParameter(std::string_view& bytes) {
   if (bytes.size() < kParameterHeadBytes)
     return std::nullopt;
-  const AEKeyword keyword = takeNumber(bytes);
-  const DescType type = takeNumber(bytes);
-  const size_t size = takeNumber(bytes);
+  const AEKeyword keyword = readNumber(bytes);
+  const DescType type = readNumber(bytes);
+  const size_t size = readNumber(bytes);
   if (size > bytes.size())
     return std::nullopt;
   const Parameter parameter = {keyword, type, bytes.substr(0, size)};
@@ -111,7 +111,7 @@ std::string_view parametersOf(const std::string& message) {
 // The first parameter with the keyword.
 std::optional<Parameter> findParameter(const std::string& message, AEKeyword keyword) {
   std::string_view left = parametersOf(message);
-  while (const std::optional<Parameter> parameter = takeParameter(left)) {
+  while (const std::optional<Parameter> parameter = readParameter(left)) {
     if (parameter->keyword == keyword)
       return parameter;
   }
@@ -124,7 +124,7 @@ bool isWhole(const std::string& message) {
     return false;
   std::string_view left = parametersOf(message);
   while (!left.empty()) {
-    if (!takeParameter(left))
+    if (!readParameter(left))
       return false;
   }
   return true;

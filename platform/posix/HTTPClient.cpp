@@ -61,7 +61,7 @@ class Exchange {
  public:
   Exchange(const HTTPRequest& request, const Address& address)
       : request_(request),
-        place_(composed({address.text, " port ", request.port})),
+        peer_(composed({address.text, " port ", request.port})),
         address_(address),
         socket_(streamSocket(address.storage.ss_family, /*doesWait=*/false)) {}
 
@@ -81,7 +81,7 @@ class Exchange {
   }
   // For what the system refused.
   bool fail(const Message<2>& message, int error) {
-    return fail(message(place_, sentenceOf(error)));
+    return fail(message(peer_, sentenceOf(error)));
   }
   void restartTimeout() { deadline_ = Clock::now() + request_.timeoutInterval; }
   int waitFor(int events);
@@ -89,10 +89,10 @@ class Exchange {
   void appendPiece();
   bool sendSome();
   bool receiveSome();
-  bool takeOutcome(HTTPReply::State state);
+  bool recordOutcome(HTTPReply::State state);
 
   const HTTPRequest& request_;
-  const std::string place_;
+  const std::string peer_;
   const Address address_;
   const Descriptor socket_;
   Clock::time_point deadline_;
@@ -131,7 +131,7 @@ int Exchange::waitFor(int events) {
       restartTimeout();
     } else if (Clock::now() >= deadline_) {
       using std::chrono::seconds;
-      fail(kIdle(place_, std::chrono::duration_cast<seconds>(request_.timeoutInterval).count()));
+      fail(kIdle(peer_, std::chrono::duration_cast<seconds>(request_.timeoutInterval).count()));
       return 0;
     }
   }
@@ -159,7 +159,7 @@ bool Exchange::connect() {
   if (error == 0)
     return true;
   wasRefused_ = error == ECONNREFUSED;
-  return wasRefused_ ? fail(kRefused(place_)) : fail(kConnectionFailed, error);
+  return wasRefused_ ? fail(kRefused(peer_)) : fail(kConnectionFailed, error);
 }
 
 // Makes the next piece of the body.
@@ -205,23 +205,23 @@ bool Exchange::receiveSome() {
       uninterrupted([this] { return recv(socket_.number(), buffer_, sizeof buffer_, 0); });
   if (count > 0) {
     restartTimeout();
-    return takeOutcome(reply_.parse({buffer_, static_cast<size_t>(count)}));
+    return recordOutcome(reply_.parse({buffer_, static_cast<size_t>(count)}));
   }
   if (count == 0) {
     // The reset was told to the sending side, and only once; to this side it looks like an end.
     if (wasReset_)
       return fail(kExchangeFailed, ECONNRESET);
-    if (takeOutcome(reply_.parseEnd()) && isFinished_)
+    if (recordOutcome(reply_.parseEnd()) && isFinished_)
       return true;
-    return fail(reply_.hasBegun() ? kClosedTooSoon(place_) : kClosedWithoutReply(place_));
+    return fail(reply_.hasBegun() ? kClosedTooSoon(peer_) : kClosedWithoutReply(peer_));
   }
   return isPutOff(errno) || fail(kExchangeFailed, errno);
 }
 
-bool Exchange::takeOutcome(HTTPReply::State state) {
+bool Exchange::recordOutcome(HTTPReply::State state) {
   isFinished_ = state != HTTPReply::State::incomplete;
   if (state == HTTPReply::State::invalid)
-    return fail(kInvalidReply(place_, reply_.fault));
+    return fail(kInvalidReply(peer_, reply_.fault));
   return true;
 }
 

@@ -1,5 +1,6 @@
 #include "extras/NSDictionary+NSDictionary_Extras.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "extras/Characters.h"
@@ -43,14 +44,14 @@ uint64_t escapedSize(std::string_view text) {
 // removes these bytes from the text. Returns the end of what it wrote. Always writes all four bytes
 // of an escape, which needs no test.
 char* writeEscapes(std::string_view& text, char* to, const char* end) {
-  const char* at = text.data();
-  const char* const last = at + text.size();
-  for (; at != last && end - to >= static_cast<ptrdiff_t>(sizeof(Escape)); ++at) {
-    const Escape& escape = escapeOf(*at);
-    std::memcpy(to, &escape, sizeof escape);
-    to += escape.size;
+  while (!text.empty() && end - to >= static_cast<ptrdiff_t>(sizeof(Escape))) {
+    const size_t count = std::min(text.size(), static_cast<size_t>(end - to - 1) / 3);
+    for (const char c : text.substr(0, count)) {
+      std::memcpy(to, &escapeOf(c), sizeof(Escape));
+      to += escapeOf(c).size;
+    }
+    text.remove_prefix(count);
   }
-  text.remove_prefix(static_cast<size_t>(at - text.data()));
   return to;
 }
 

@@ -19,7 +19,9 @@ size_t bytesOfCharacter(char first) {
 
 // The half at the start or at the end of a text; 0 where there is none.
 char32_t halfAtStart(std::string_view text) {
-  const char32_t first = text.size() < kHalfBytes ? 0 : characterAt(text, 0).value;
+  if (text.empty() || text.front() != '\xED')  // which begins all of them
+    return 0;
+  const char32_t first = characterAt(text, 0).value;
   return isSurrogate(first) ? first : 0;
 }
 char32_t halfAtEnd(std::string_view text) {

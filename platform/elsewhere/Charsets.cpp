@@ -80,8 +80,10 @@ String convertedToUTF8(const std::string& name, std::string_view bytes) {
     if (!converter.convert(isFlushing ? nullptr : &from, isFlushing ? nullptr : &left, &to, &room))
       return std::nullopt;
     result.append(buffer, sizeof buffer - room);
-    if (isFlushing)
-      return result;
+    if (isFlushing) {
+      // From a charset with such numbers, iconv lets those beyond Unicode pass.
+      return isValidUTF8(result) ? String(std::move(result)) : std::nullopt;
+    }
     if (left == before && left != 0 && room == sizeof buffer)
       return std::nullopt;  // a converter that does not get on would keep us here for ever
     isFlushing = left == 0;

@@ -44,7 +44,7 @@ Address addressOfIPv6(uint16_t port) {
   auto* const v6 = reinterpret_cast<sockaddr_in6*>(&address.storage);
   v6->sin6_family = AF_INET6;
   v6->sin6_port = htons(port);
-  v6->sin6_addr = in6addr_loopback;
+  v6->sin6_addr.s6_addr[15] = 1;
   return address;
 }
 

@@ -73,8 +73,8 @@ Load command 9
 """
 FRAMEWORKS = "/System/Library/Frameworks/"
 LIBRARIES = ("/usr/lib/libSystem.B.dylib", "/usr/lib/libc++.1.dylib",
-             FRAMEWORKS + "CoreFoundation.framework/Versions/A/CoreFoundation",
-             FRAMEWORKS + "CoreServices.framework/Versions/A/CoreServices")
+             FRAMEWORKS + "CoreFoundation.framework/Versions/A/CoreFoundation")
+CORE_SERVICES = FRAMEWORKS + "CoreServices.framework/Versions/A/CoreServices"
 SIGNATURE = """Executable=Quintora.cgi
 Identifier=com.quintora.Quintora-CGI
 CodeDirectory v=20500 size=764 flags=0x10000(runtime) hashes=13+7 location=embedded
@@ -411,6 +411,10 @@ class VerifyTest(CopyOfTheTree):
                 ("arm64-L", libraries(*LIBRARIES, "/usr/lib/libobjc.A.dylib"),
                  "The arm64 slice is linked to what the product does without: "
                  "/usr/lib/libobjc.A.dylib."),
+                # Tunnel mode does without it: the product loads it when it is needed.
+                ("x86_64-L", libraries(*LIBRARIES, CORE_SERVICES),
+                 "The x86_64 slice is linked to what the product does without: "
+                 f"{CORE_SERVICES}."),
                 ("arm64-L", "", "The arm64 slice is not linked to libSystem."),
                 ("x86_64-P", "", f"The Info.plist inside the x86_64 slice {plist} {ALL_KEYS}."),
                 ("arm64-P", info_plist(NSAppleEventsUsageDescription=None).decode(),

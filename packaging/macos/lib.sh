@@ -7,9 +7,25 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 entitlements=$here/Quintora.entitlements
 automation=com.apple.security.automation.apple-events
 
+# The oldest macOS that the x86_64 half of the programs runs on.
+export MINIMUM_SYSTEM=${MINIMUM_SYSTEM:-10.11}
+
 die() {
   printf '%s\n' "$*" >&2
   exit 1
+}
+
+# minimum_for ARCHITECTURE: the oldest macOS for this half; no Mac with arm64 has one before 11.0.
+minimum_for() {
+  case "$1 $MINIMUM_SYSTEM" in
+    arm64\ 10.*) echo 11.0 ;;
+    *) echo "$MINIMUM_SYSTEM" ;;
+  esac
+}
+
+check_minimum_system() {
+  [[ "$MINIMUM_SYSTEM" =~ ^[0-9]+\.[0-9]+$ ]] ||
+    die "MINIMUM_SYSTEM is $MINIMUM_SYSTEM, not a version like 10.13 or 12.0."
 }
 
 # need TOOL...: stops unless all of them are there.

@@ -94,7 +94,8 @@ def project_version():
 def info_plist(**changes):
     """The property list as the build would write it, without the keys that change to None."""
     plist = plistlib.loads((ROOT / "packaging/macos/Info.plist.in").read_bytes())
-    plist.update({"CFBundleVersion": "1.2.3", "CFBundleShortVersionString": "1.2.3", **changes})
+    plist.update({"CFBundleVersion": "1.2.3", "CFBundleShortVersionString": "1.2.3",
+                  "LSMinimumSystemVersion": "10.11", **changes})
     return plistlib.dumps({key: value for key, value in plist.items() if value is not None})
 
 
@@ -145,6 +146,13 @@ class CopyOfTheTree(unittest.TestCase):
         self.answer(processor + "-P",
                     "Contents of (__TEXT,__info_plist) section\n" + plist.decode() * 2)
 
+    def answer_minimum(self, x86_64, arm64):
+        """The programs are for these systems, and say so."""
+        self.answer("x86_64-l", X86_64_COMMANDS.replace("10.11", x86_64))
+        self.answer("arm64-l", ARM64_COMMANDS.replace("minos 11.0", f"minos {arm64}"))
+        for processor in "x86_64", "arm64":
+            self.answer_info_plist(processor, info_plist(LSMinimumSystemVersion=x86_64))
+
     def run_script(self, name, *arguments, **environment):
         return subprocess.run(
             [self.macos / name, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
@@ -170,21 +178,22 @@ class PropertyListTest(unittest.TestCase):
             {AUTOMATION: True},
             plistlib.loads((ROOT / "packaging/macos/Quintora.entitlements").read_bytes()))
 
-    def test_preset_makes_a_universal_binary_for_the_system_that_the_plist_names(self):
+    def test_preset_makes_a_universal_binary_for_the_system_that_verify_expects(self):
         presets = json.loads((ROOT / "CMakePresets.json").read_text())["configurePresets"]
         preset = next(preset for preset in presets if preset["name"] == "macos")
-        plist = plistlib.loads(info_plist())
+        lib = (ROOT / "packaging/macos/lib.sh").read_text()
         self.assertEqual(
             {"CMAKE_OSX_ARCHITECTURES": "x86_64;arm64",
-             "CMAKE_OSX_DEPLOYMENT_TARGET": plist["LSMinimumSystemVersion"]},
+             "CMAKE_OSX_DEPLOYMENT_TARGET": re.search(r"{MINIMUM_SYSTEM:-(.*)}", lib)[1]},
             preset["cacheVariables"])
 
-    def test_build_fills_in_the_version_and_embeds_the_plist_in_each_program(self):
+    def test_build_fills_in_the_versions_and_embeds_the_plist_in_each_program(self):
         with tempfile.TemporaryDirectory() as folder:
             build = pathlib.Path(folder).resolve()
             # Nothing is compiled: the project is only configured, on every system as on a Mac.
             (build / "mac.cmake").write_text("set(APPLE TRUE)\n")
             run = subprocess.run(["cmake", "-G", "Ninja", "-S", ROOT, "-B", build,
+                                  "-DCMAKE_OSX_DEPLOYMENT_TARGET=10.13",
                                   f"-DCMAKE_PROJECT_INCLUDE={build}/mac.cmake"],
                                  capture_output=True, text=True, timeout=120, check=False)
             self.assertEqual(0, run.returncode, run.stderr)
@@ -192,6 +201,7 @@ class PropertyListTest(unittest.TestCase):
             plist = plistlib.loads(written.read_bytes())
             self.assertEqual([project_version()] * 2,
                              [plist["CFBundleVersion"], plist["CFBundleShortVersionString"]])
+            self.assertEqual("10.13", plist["LSMinimumSystemVersion"])
             self.assertNotIn("@", written.read_text())
             for program in BRIDGE, DOCTOR:
                 link = re.search(rf"^build {os.path.basename(program)}: (?:.+\n)+",
@@ -302,7 +312,15 @@ class PackageTest(CopyOfTheTree):
               "--ownership", "recommended", "--identifier", "com.quintora.Quintora-CGI.pkg",
               "--version", "1.2.3", str(self.package)]],
             self.calls("pkgbuild"))
-        self.assertIn(f"{self.package} is ready.\n", run.stdout)
+        self.assertIn(f"{self.package} is ready, for macOS 10.11 and later.\n", run.stdout)
+
+    def test_another_minimum_system_reaches_the_build_and_the_result(self):
+        self.answer_minimum("10.13", "11.0")
+        run = self.run_script("package", MINIMUM_SYSTEM="10.13")
+        self.assert_done(run)
+        self.assertIn(["cmake", "--preset", "macos", "-DCMAKE_OSX_DEPLOYMENT_TARGET=10.13"],
+                      self.calls("cmake"))
+        self.assertIn(f"{self.package} is ready, for macOS 10.13 and later.\n", run.stdout)
 
     def test_stages_what_the_dry_run_names_with_the_modes_of_the_disk(self):
         listed = self.run_script("package", "--dry-run", self.binary).stdout.splitlines()
@@ -361,7 +379,8 @@ class PackageTest(CopyOfTheTree):
     def test_without_a_program_the_preset_builds_both(self):
         self.assert_done(self.run_script("package"))
         self.assertEqual(
-            [["cmake", "--preset", "macos"], ["cmake", "--build", "--preset", "macos"]],
+            [["cmake", "--preset", "macos", "-DCMAKE_OSX_DEPLOYMENT_TARGET=10.11"],
+             ["cmake", "--build", "--preset", "macos"]],
             self.calls("cmake"))
         for program, text in (BRIDGE, "x86_64\n"), (DOCTOR, "new\n"):
             self.assertEqual(text, pathlib.Path(f"{self.staged}{program}").read_text())
@@ -372,13 +391,14 @@ class VerifyTest(CopyOfTheTree):
         super().setUp()
         self.add_stand_ins()
 
-    def verify(self):
-        return self.run_script("verify", self.binary)
+    def verify(self, **environment):
+        return self.run_script("verify", self.binary, **environment)
 
     def test_accepts_what_may_be_shipped(self):
         run = self.verify()
         self.assert_done(run)
-        self.assertEqual(f"{self.binary} is as it should be.\n", run.stdout)
+        self.assertEqual(f"{self.binary} is as it should be, for macOS 10.11 and later.\n",
+                         run.stdout)
         self.assertEqual([["codesign", "--verify", "--strict", "--verbose=2", str(self.binary)]],
                          self.calls("codesign", "--verify"))
 
@@ -391,6 +411,27 @@ class VerifyTest(CopyOfTheTree):
         (self.answers / "entitlements-xml").rename(self.answers / "entitlements")
         self.assert_done(self.verify())
         self.assertEqual(2, len(self.calls("codesign", "--display", "--entitlements", ":-")))
+
+    def test_expects_the_minimum_system_that_is_asked_for(self):
+        for minimum, arm64 in ("10.13", "11.0"), ("11.0", "11.0"), ("12.0", "12.0"):
+            with self.subTest(minimum=minimum):
+                sentence = f"The x86_64 slice is for macOS 10.11, not {minimum}."
+                self.answer_minimum("10.11", arm64)
+                self.assert_stopped(self.verify(MINIMUM_SYSTEM=minimum), sentence)
+                self.answer_minimum(minimum, arm64)
+                run = self.verify(MINIMUM_SYSTEM=minimum)
+                self.assert_done(run)
+                self.assertIn(f"for macOS {minimum} and later", run.stdout)
+                self.answer_minimum(minimum, "13.0")
+                self.assert_stopped(self.verify(MINIMUM_SYSTEM=minimum),
+                                    f"The arm64 slice is for macOS 13.0, not {arm64}.")
+
+    def test_stops_at_a_minimum_system_that_is_no_version(self):
+        for text in "12", "10.13.6", "v10.13", "10.13 ", "ten":
+            with self.subTest(text=text):
+                self.assert_stopped(
+                    self.verify(MINIMUM_SYSTEM=text),
+                    f"MINIMUM_SYSTEM is {text}, not a version like 10.13 or 12.0.")
 
     def test_stops_at_each_fault(self):
         plist = "is no property list with values for"
@@ -419,6 +460,10 @@ class VerifyTest(CopyOfTheTree):
                 ("x86_64-P", "", f"The Info.plist inside the x86_64 slice {plist} {ALL_KEYS}."),
                 ("arm64-P", info_plist(NSAppleEventsUsageDescription=None).decode(),
                  f"The Info.plist inside the arm64 slice {plist} NSAppleEventsUsageDescription."),
+                ("arm64-P", info_plist(LSMinimumSystemVersion="10.13").decode(),
+                 "The Info.plist inside the arm64 slice is for macOS 10.13, not 10.11."),
+                ("x86_64-P", info_plist(LSMinimumSystemVersion="").decode(),
+                 f"The Info.plist inside the x86_64 slice {plist} LSMinimumSystemVersion."),
                 ("signature", SIGNATURE.replace("(runtime)", "(none)"),
                  "The x86_64 slice is not signed for the hardened runtime."),
                 ("signature", SIGNATURE.replace("Timestamp=", "Signed Time="),

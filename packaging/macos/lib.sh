@@ -6,6 +6,13 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck disable=SC2034 # for those who source this
 entitlements=$here/Quintora.entitlements
 automation=com.apple.security.automation.apple-events
+# What the package installs, seen from the root of the disk, and what the system records it as.
+# shellcheck disable=SC2034
+{
+  bridge=Library/WebServer/CGI-Executables/Quintora.cgi
+  doctor=usr/local/bin/quintora-doctor
+  receipt=com.quintora.Quintora-CGI.pkg
+}
 
 # The oldest macOS that the x86_64 half of the programs runs on.
 export MINIMUM_SYSTEM=${MINIMUM_SYSTEM:-10.11}

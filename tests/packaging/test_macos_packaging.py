@@ -13,6 +13,7 @@ import stat
 import subprocess
 import tempfile
 import unittest
+import xml.etree.ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 AUTOMATION = "com.apple.security.automation.apple-events"
@@ -20,8 +21,8 @@ BRIDGE = "/Library/WebServer/CGI-Executables/Quintora.cgi"
 DOCTOR = "/usr/local/bin/quintora-doctor"
 DOCUMENTATION = "/Library/Documentation/Quintora/"
 ORDINARY_TOOLS = ("awk", "cat", "dirname", "echo", "env", "grep", "install", "mkdir", "mktemp",
-                  "python3", "rm", "sort", "xargs")
-TOOLS_OF_MACOS = "codesign", "lipo", "otool", "pkgbuild", "xcrun"
+                  "python3", "rm", "sed", "sort", "xargs")
+TOOLS_OF_MACOS = "codesign", "lipo", "otool", "pkgbuild", "productbuild", "xcrun"
 ALL_KEYS = ("CFBundleIdentifier CFBundleInfoDictionaryVersion CFBundleName "
             "CFBundleShortVersionString CFBundleVersion LSMinimumSystemVersion "
             "NSAppleEventsUsageDescription")
@@ -277,6 +278,7 @@ class PackageTest(CopyOfTheTree):
         super().setUp()
         self.add_stand_ins()
         self.staged = self.tree / "build/macos/package"
+        self.parts = self.tree / "build/macos/package-parts"
         self.package = self.tree / "build/macos/Quintora-1.2.3.pkg"
 
     def test_names_the_tool_that_is_missing(self):
@@ -310,9 +312,28 @@ class PackageTest(CopyOfTheTree):
         self.assertEqual(
             [["pkgbuild", "--root", str(self.staged), "--install-location", "/",
               "--ownership", "recommended", "--identifier", "com.quintora.Quintora-CGI.pkg",
-              "--version", "1.2.3", str(self.package)]],
+              "--version", "1.2.3", f"{self.parts}/Quintora-CGI.pkg"]],
             self.calls("pkgbuild"))
+        self.assertEqual(
+            [["productbuild", "--distribution", f"{self.parts}/Distribution.xml",
+              "--package-path", str(self.parts), str(self.package)]],
+            self.calls("productbuild"))
         self.assertIn(f"{self.package} is ready, for macOS 10.11 and later.\n", run.stdout)
+
+    def test_the_package_is_for_both_processors_and_for_the_minimum_system(self):
+        self.answer_minimum("10.13", "11.0")
+        self.assert_done(self.run_script("package", self.binary, MINIMUM_SYSTEM="10.13"))
+        distribution = xml.etree.ElementTree.parse(self.parts / "Distribution.xml").getroot()
+        self.assertEqual("x86_64,arm64", distribution.find("options").get("hostArchitectures"))
+        self.assertEqual(["10.13"], [version.get("min") for version in distribution.findall(
+            "volume-check/allowed-os-versions/os-version")])
+        component = distribution.find("pkg-ref")
+        self.assertEqual(("1.2.3", "Quintora-CGI.pkg"), (component.get("version"), component.text))
+        self.assertEqual([component.get("id")], [call[8] for call in self.calls("pkgbuild")])
+        choice = distribution.find("choice")
+        self.assertEqual((component.get("id"), choice.get("id")),
+                         (choice.find("pkg-ref").get("id"),
+                          distribution.find("choices-outline/line").get("choice")))
 
     def test_another_minimum_system_reaches_the_build_and_the_result(self):
         self.answer_minimum("10.13", "11.0")
@@ -344,7 +365,7 @@ class PackageTest(CopyOfTheTree):
         bridge, doctor = f"{self.staged}{BRIDGE}", f"{self.staged}{DOCTOR}"
         self.assertEqual(
             [("--force", bridge), ("--verify", bridge), ("--force", doctor), ("--verify", doctor),
-             ("--root", str(self.package))],
+             ("--root", f"{self.parts}/Quintora-CGI.pkg")],
             [(call[1], call[-1]) for call in self.calls()
              if call[1] in ("--force", "--verify", "--root")])
         self.assertEqual([], self.calls("xcrun"))
@@ -355,11 +376,11 @@ class PackageTest(CopyOfTheTree):
                 self.answer(f"{os.path.basename(program)}-does-not-hold", "")
                 self.assert_stopped(self.run_script("package", self.binary),
                                     f"The signature of {self.staged}{program} does not hold.")
-                self.assertEqual([], self.calls("pkgbuild"))
+                self.assertEqual([], self.calls("pkgbuild") + self.calls("productbuild"))
 
     def test_with_credentials_signs_notarises_and_staples_the_package(self):
         self.assert_done(self.run_script("package", self.binary, **CREDENTIALS))
-        [call] = self.calls("pkgbuild")
+        [call] = self.calls("productbuild")
         self.assertEqual(["--sign", CREDENTIALS["INSTALLER_IDENTITY"], "--timestamp",
                           str(self.package)], call[-4:])
         self.assertEqual(

@@ -3,6 +3,8 @@
 # macOS.
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+# shellcheck source=script/lib.sh
+source "$here/../../script/lib.sh"
 # shellcheck disable=SC2034 # for those who source this
 entitlements=$here/Quintora.entitlements
 automation=com.apple.security.automation.apple-events
@@ -39,8 +41,9 @@ check_minimum_system() {
 need() {
   local tool
   for tool; do
-    command -v "$tool" >/dev/null ||
-      die "$tool is missing. It comes with macOS and Xcode: run this on a Mac."
+    has_tool "$tool" ||
+      die "$tool is missing. It comes with macOS and Xcode: run this on a Mac; there," \
+        "xcode-select --install installs what only Xcode has."
   done
 }
 

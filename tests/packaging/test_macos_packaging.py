@@ -48,6 +48,10 @@ case "$tool $*" in
     ;;
 esac
 """
+# As on a Mac: without developer tools there is no folder to print.
+XCODE_SELECT = """#!/bin/sh
+[ "$*" = -p ] && cat "$ANSWERS/developer-folder"
+"""
 X86_64_COMMANDS = """Load command 8
       cmd LC_VERSION_MIN_MACOSX
   cmdsize 16
@@ -100,6 +104,11 @@ def info_plist(**changes):
     return plistlib.dumps({key: value for key, value in plist.items() if value is not None})
 
 
+def missing(tool):
+    return (f"{tool} is missing. It comes with macOS and Xcode: run this on a Mac; there, "
+            "xcode-select --install installs what only Xcode has.")
+
+
 class CopyOfTheTree(unittest.TestCase):
     """A copy of what is shipped, and a PATH without any tool of macOS but the stand-ins."""
 
@@ -110,8 +119,9 @@ class CopyOfTheTree(unittest.TestCase):
         self.tree = self.folder / "tree"
         for name in "packaging", "docs":
             shutil.copytree(ROOT / name, self.tree / name)
-        for name in "README.md", "CHANGELOG.md":
-            shutil.copy(ROOT / name, self.tree)
+        (self.tree / "script").mkdir()
+        for name in "README.md", "CHANGELOG.md", "script/lib.sh":
+            shutil.copy(ROOT / name, self.tree / name)
         self.macos = self.tree / "packaging/macos"
         self.tools = self.folder / "tools"
         self.tools.mkdir()
@@ -287,8 +297,16 @@ class PackageTest(CopyOfTheTree):
                 hidden = (self.tools / tool).rename(self.folder / tool)
                 self.assert_stopped(
                     self.run_script("package", self.binary, **CREDENTIALS),
-                    f"{tool} is missing. It comes with macOS and Xcode: run this on a Mac.")
+                    missing(tool))
                 hidden.rename(self.tools / tool)
+
+    def test_takes_the_stubs_of_a_mac_without_developer_tools_for_none(self):
+        xcode_select = self.tools / "xcode-select"
+        xcode_select.write_text(XCODE_SELECT)
+        xcode_select.chmod(0o755)
+        self.assert_stopped(self.run_script("verify", self.binary), missing("lipo"))
+        self.answer("developer-folder", "/Library/Developer/CommandLineTools\n")
+        self.assert_done(self.run_script("verify", self.binary))
 
     def test_without_an_identity_the_signatures_are_ad_hoc_and_have_no_time_stamp(self):
         run = self.run_script("package", self.binary)
@@ -405,6 +423,35 @@ class PackageTest(CopyOfTheTree):
             self.calls("cmake"))
         for program, text in (BRIDGE, "x86_64\n"), (DOCTOR, "new\n"):
             self.assertEqual(text, pathlib.Path(f"{self.staged}{program}").read_text())
+
+
+class MissingToolsTest(CopyOfTheTree):
+    """What script/demo and script/test ask for, on a system without Debian's packages."""
+
+    def setUp(self):
+        super().setUp()
+        self.answers.mkdir()
+        (self.tools / "xcode-select").write_text(XCODE_SELECT)
+        (self.tools / "c++").write_text("#!/bin/sh\necho a dialog opens >&2\n")
+        for tool in "xcode-select", "c++":
+            (self.tools / tool).chmod(0o755)
+
+    def ask_for(self, *packages):
+        return subprocess.run(
+            ["bash", "-c", 'source "$0"; name_missing_tools "$@"', self.tree / "script/lib.sh",
+             *packages], capture_output=True, text=True, timeout=60, check=False,
+            env={"PATH": str(self.tools), "ANSWERS": str(self.answers)})
+
+    def test_a_stub_of_the_compiler_is_no_compiler(self):
+        run = self.ask_for("g++", "python3")
+        self.assertEqual((1, "Please install what is missing and try again:\n"
+                             "  c++: xcode-select --install\n"
+                             "  python3: xcode-select --install\n"), (run.returncode, run.stderr))
+
+    def test_with_the_developer_tools_it_is_one(self):
+        self.answer("developer-folder", "/Applications/Xcode.app/Contents/Developer\n")
+        run = self.ask_for("g++", "python3")
+        self.assertEqual((0, ""), (run.returncode, run.stderr))
 
 
 class VerifyTest(CopyOfTheTree):

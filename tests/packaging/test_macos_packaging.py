@@ -120,7 +120,7 @@ class CopyOfTheTree(unittest.TestCase):
         for name in "packaging", "docs":
             shutil.copytree(ROOT / name, self.tree / name)
         (self.tree / "script").mkdir()
-        for name in "README.md", "CHANGELOG.md", "script/lib.sh":
+        for name in "README.md", "CHANGELOG.md", "CONTRIBUTING.md", "script/lib.sh":
             shutil.copy(ROOT / name, self.tree / name)
         self.macos = self.tree / "packaging/macos"
         self.tools = self.folder / "tools"
@@ -227,8 +227,8 @@ class DryRunTest(CopyOfTheTree):
         shipped = dict(line.split(" -> ") for line in run.stdout.splitlines())
         self.assertEqual((BRIDGE, DOCTOR),
                          (shipped.pop(str(self.binary)), shipped.pop(str(self.doctor))))
-        documents = {"README.md", "CHANGELOG.md"} | {
-            f"docs/{path.name}" for path in (ROOT / "docs").glob("*.md")}
+        documents = {"README.md", "CHANGELOG.md", "CONTRIBUTING.md"} | {
+            f"docs/{path.name}" for path in (ROOT / "docs").glob("*.*")}
         pages = {f"docs/man/{path.name}": f"/usr/local/share/man/man{path.suffix[1:]}/{path.name}"
                  for path in (ROOT / "docs/man").iterdir()}
         self.assertEqual({**{name: DOCUMENTATION + name for name in documents}, **pages}, shipped)

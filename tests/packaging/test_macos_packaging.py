@@ -11,6 +11,7 @@ import re
 import shutil
 import stat
 import subprocess
+import sys
 import tempfile
 import unittest
 import xml.etree.ElementTree
@@ -127,7 +128,8 @@ class CopyOfTheTree(unittest.TestCase):
         self.tools.mkdir()
         (self.tools / "bash").symlink_to("/bin/bash")  # on a Mac the old one
         for tool in ORDINARY_TOOLS:
-            (self.tools / tool).symlink_to(shutil.which(tool))
+            (self.tools / tool).symlink_to(
+                sys.executable if tool == "python3" else shutil.which(tool))
         self.calls_file = self.folder / "calls"
         self.answers = self.folder / "answers"
         self.binary = self.folder / "Quintora.cgi"

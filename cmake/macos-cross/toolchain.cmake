@@ -24,7 +24,8 @@ find_program(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool-14 REQUIRED)
 
 # The headers say since when the system has what they declare, the C++ library's on demand.
 set(CMAKE_CXX_FLAGS_INIT "-target ${MACOS_CROSS_TARGET} -Wunguarded-availability \
--U_LIBCPP_HAS_NO_VENDOR_AVAILABILITY_ANNOTATIONS -I${CMAKE_CURRENT_LIST_DIR}/../../tests/macos")
+-U_LIBCPP_HAS_NO_VENDOR_AVAILABILITY_ANNOTATIONS -I${CMAKE_CURRENT_LIST_DIR}/include \
+-I${CMAKE_CURRENT_LIST_DIR}/../../tests/macos")
 
 # Code for macOS is position-independent anyway, and this compiler takes -fPIE for whole programs only.
 set(CMAKE_CXX_COMPILE_OBJECT

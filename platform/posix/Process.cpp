@@ -14,6 +14,7 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <new>
 
 #include "extras/String.h"
 #include "platform/posix/Descriptors.h"
@@ -35,7 +36,6 @@ constexpr size_t kMostAtOnce = size_t{1} << 30;
   std::abort();
 }
 
-void (*outOfMemoryHandler)() = raiseException;
 const char* outOfMemoryText = "";
 
 // The response is printed at the very end, so nothing of it has been when memory runs out.
@@ -89,13 +89,12 @@ void prepareProcess() {
 
 void answerWhenOutOfMemory(const char* text) {
   outOfMemoryText = text;
-  setOutOfMemoryHandler(answerWithoutMemory);
+  std::set_new_handler(answerWithoutMemory);
 }
 
-void setOutOfMemoryHandler(void (*handler)()) { outOfMemoryHandler = handler; }
-
 void endWithoutMemory() {
-  outOfMemoryHandler();
+  if (const std::new_handler handler = std::get_new_handler())
+    handler();
   raiseException();
 }
 

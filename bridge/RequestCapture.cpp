@@ -20,7 +20,7 @@ namespace {
 constexpr uint64_t kSpareBytes = 100;
 
 // The key of postParameters under which a CGI variable is sent.
-String tunnelKey(const String& name) { return composed({"ApacheTunnel_", name}); }
+std::string tunnelKey(const char* name) { return std::string("ApacheTunnel_") += name; }
 
 // What a form says by "+" and percent escapes, decoded where it stands, in the buffer that is this
 // file's own. The body has been found to be UTF-8, and it was cut at ASCII characters.
@@ -48,12 +48,12 @@ void forwardFormField(std::string_view piece, Array& formEntries) {
 
 }  // namespace
 
-String getCGIVariable(const String& name) {
-  const char* const value = name ? std::getenv(name->c_str()) : nullptr;
+String getCGIVariable(const char* name) {
+  const char* const value = std::getenv(name);
   return value ? initWithDataEncoding(value, kUTF8TextEncoding) : "";
 }
 
-void AddEnvironmentVariable(const String& name) {
+void AddEnvironmentVariable(const char* name) {
   if (postParameters)
     setObjectForKey(postParameters, getCGIVariable(name), tunnelKey(name));
   if (environmentVariables)

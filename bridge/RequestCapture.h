@@ -16,11 +16,11 @@ inline constexpr const char* kCGIVariables[] = {
 
 // The environment variable's value; the empty text when it is not set, absent when its bytes are
 // not valid UTF-8.
-String getCGIVariable(const String& name);
+String getCGIVariable(const char* name);
 
 // Forwards one CGI variable, an unset one as the empty text. In tunnel mode a value that is absent
 // ends the run (setObjectForKey).
-void AddEnvironmentVariable(const String& name);
+void AddEnvironmentVariable(const char* name);
 
 // Forwards the CGI variables, in tunnel mode the bridge's own path and file name, and the form.
 void CaptureRequest(const String& bridgePath, const String& commandName);

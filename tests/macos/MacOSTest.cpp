@@ -1,16 +1,18 @@
 // What only the macOS side has: types of stored values, ownership, CoreFoundation's numbers.
 #include <gmock/gmock.h>
 
+#include "extras/UTF16.h"
 #include "platform/Charsets.h"
 #include "platform/Preferences.h"
 #include "tests/macos/StandIns.h"
+#include "tests/platform/PreferencesStore.h"
 
 namespace quintora {
 
 namespace {
 
-constexpr const char16_t* kDomain = u"com.example.Server";
-constexpr const char16_t* kKey = u"QZQuintoraServerPort";
+constexpr const char* kDomain = "com.example.Server";
+constexpr const char* kKey = "QZQuintoraServerPort";
 
 class MacOS : public ::testing::Test {
  protected:
@@ -22,12 +24,23 @@ class MacOS : public ::testing::Test {
 TEST_F(MacOS, ANumberIsHandedOutByItsWholePartInDecimal) {
   struct {
     double number;
-    const char16_t* text;
+    const char* text;
   } const rows[] = {
-      {8081, u"8081"}, {0, u"0"}, {-1, u"-1"}, {8081.75, u"8081"}, {1e15, u"1000000000000000"}};
+      {8081, "8081"}, {0, "0"}, {-1, "-1"}, {8081.75, "8081"}, {1e15, "1000000000000000"}};
   for (const auto& row : rows) {
     standInStoreNumber(kDomain, kKey, row.number);
     EXPECT_EQ(stored(), row.text);
+  }
+}
+
+// The system's texts are UTF-16, so a half of a surrogate pair may stand alone in them.
+TEST_F(MacOS, ATextWithHalvesOfSurrogatePairsIsHandedOutUnitByUnit) {
+  for (const std::u16string units :
+       {u"\xD800", u"a\xDC00z", u"\xDE00\xD83D", u"\xD83D\xDE00\xD83D"}) {
+    PreferencesStore store;
+    store.storeText(kDomain, kKey, textOfUnits(units));
+    ASSERT_NE(stored(), std::nullopt);
+    EXPECT_EQ(unitsOf(*stored()), units);
   }
 }
 
@@ -38,24 +51,24 @@ TEST_F(MacOS, AnyOtherTypeCountsAsNotSet) {
   EXPECT_EQ(stored(), std::nullopt);
 }
 
-TEST_F(MacOS, TheOnlyPlaceIsTheDomainAmongTheUserDefaults) {
+TEST_F(MacOS, TheOnlySourceIsTheDomainAmongTheUserDefaults) {
   standInStoreNumber(kDomain, kKey, 8081);
   Preferences preferences(kDomain);
-  EXPECT_EQ(preferences.placeOfKey(kKey), kDomain);
-  const std::vector<Preferences::Place> places = preferences.places();
-  ASSERT_EQ(places.size(), 1u);
-  EXPECT_EQ(places[0].name, kDomain);
-  EXPECT_EQ(places[0].state, u"the user defaults of this user");
-  EXPECT_FALSE(places[0].isTrouble);
+  EXPECT_EQ(preferences.sourceOfKey(kKey), kDomain);
+  const std::vector<Preferences::Source> sources = preferences.sources();
+  ASSERT_EQ(sources.size(), 1u);
+  EXPECT_EQ(sources[0].name, kDomain);
+  EXPECT_EQ(sources[0].state, Preferences::Source::State::read);
+  EXPECT_EQ(sources[0].error, 0);
 }
 
 TEST_F(MacOS, ACharsetWithoutAnIdentifierHasTheIdentifier0) {
-  EXPECT_EQ(textEncodingFromIANACharSetName(u"x-without-identifier"), kNoTextEncoding);
+  EXPECT_EQ(textEncodingFromIANACharSetName("x-without-identifier"), kNoTextEncoding);
 }
 
 TEST_F(MacOS, CharsetsHaveTheSystemsNumbers) {
-  EXPECT_EQ(textEncodingFromIANACharSetName(u"windows-1252"), 12u);
-  EXPECT_EQ(textEncodingFromIANACharSetName(u"koi8-r"), 0x80000A02u);
+  EXPECT_EQ(textEncodingFromIANACharSetName("windows-1252"), 12u);
+  EXPECT_EQ(textEncodingFromIANACharSetName("koi8-r"), 0x80000A02u);
 }
 
 // Looks after each test whether what the product was given has been released.

@@ -18,7 +18,15 @@ struct Object {
 };
 
 std::map<const void*, long> references;  // of each living object
-std::map<std::pair<std::u16string, std::u16string>, Object> preferences;
+
+// Of a value: the domain and the key.
+using Place = std::pair<std::u16string, std::u16string>;
+std::map<Place, Object> preferences;
+
+// Of names in ASCII.
+Place placeOf(const std::string& domain, const std::string& key) {
+  return {{domain.begin(), domain.end()}, {key.begin(), key.end()}};
+}
 
 const void* create(CFTypeID type, const std::u16string& text, double number = 0) {
   const Object* const object = new Object{type, text, number};
@@ -72,14 +80,14 @@ std::optional<std::u16string> converted(const char* charset, std::string bytes) 
 
 }  // namespace
 
-void standInStoreNumber(const std::u16string& domain, const std::u16string& key, double number) {
-  preferences[{domain, key}] = {kNumberType, u"", number};
+void standInStoreNumber(const std::string& domain, const std::string& key, double number) {
+  preferences[placeOf(domain, key)] = {kNumberType, u"", number};
 }
-void standInStoreDate(const std::u16string& domain, const std::u16string& key) {
-  preferences[{domain, key}] = {kDateType, u"", 0};
+void standInStoreDate(const std::string& domain, const std::string& key) {
+  preferences[placeOf(domain, key)] = {kDateType, u"", 0};
 }
-void standInStoreBoolean(const std::u16string& domain, const std::u16string& key) {
-  preferences[{domain, key}] = {kBooleanType, u"", 1};
+void standInStoreBoolean(const std::string& domain, const std::string& key) {
+  preferences[placeOf(domain, key)] = {kBooleanType, u"", 1};
 }
 void standInClearPreferences() { preferences.clear(); }
 
@@ -189,7 +197,7 @@ CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applica
 }
 
 void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef applicationID) {
-  const std::pair<std::u16string, std::u16string> place(textOf(applicationID), textOf(key));
+  const Place place(textOf(applicationID), textOf(key));
   if (value)
     preferences[place] = living(value);
   else

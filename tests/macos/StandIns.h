@@ -6,9 +6,9 @@
 #include <string>
 
 // Stores values that are no text in a preference domain; the store owns them.
-void standInStoreNumber(const std::u16string& domain, const std::u16string& key, double number);
-void standInStoreDate(const std::u16string& domain, const std::u16string& key);
-void standInStoreBoolean(const std::u16string& domain, const std::u16string& key);
+void standInStoreNumber(const std::string& domain, const std::string& key, double number);
+void standInStoreDate(const std::string& domain, const std::string& key);
+void standInStoreBoolean(const std::string& domain, const std::string& key);
 void standInClearPreferences();
 
 // References that were handed out and not released. Releasing what is not there fails the test.

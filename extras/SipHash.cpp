@@ -61,7 +61,7 @@ uint64_t sipHash(const uint64_t (&key)[2], std::string_view bytes) {
     state.take(word);
   }
   word = 0;
-  std::memcpy(&word, bytes.data(), bytes.size());
+  bytes.copy(reinterpret_cast<char*>(&word), bytes.size());  // of an empty text there may be none
   state.take(word | size << 56);
   return state.finished();
 }

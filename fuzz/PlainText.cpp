@@ -11,11 +11,13 @@ int bytesOf(unsigned long character) {
   return character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
 }
 
-bool isSurrogate(unsigned long character) { return character >= 0xD800 && character <= 0xDFFF; }
+// Halves of surrogate pairs.
+bool isHigh(unsigned long character) { return character >= 0xD800 && character <= 0xDBFF; }
+bool isLow(unsigned long character) { return character >= 0xDC00 && character <= 0xDFFF; }
 
 }  // namespace
 
-std::optional<std::u16string> fromUTF8(std::string_view bytes) {
+std::optional<std::u16string> unitsOf(std::string_view bytes) {
   std::u16string text;
   for (size_t i = 0; i < bytes.size();) {
     const unsigned long first = static_cast<unsigned char>(bytes[i]);
@@ -44,7 +46,10 @@ std::optional<std::u16string> fromUTF8(std::string_view bytes) {
         return std::nullopt;
       character = character * 64 + next % 64;
     }
-    if (count != bytesOf(character) || isSurrogate(character) || character > 0x10FFFF)
+    if (count != bytesOf(character) || character > 0x10FFFF)
+      return std::nullopt;
+    // Two halves that make a pair are one character of four bytes.
+    if (!text.empty() && isHigh(text.back()) && isLow(character))
       return std::nullopt;
     if (character >= 0x10000) {
       text += static_cast<char16_t>(0xD800 + (character - 0x10000) / 1024);
@@ -57,18 +62,26 @@ std::optional<std::u16string> fromUTF8(std::string_view bytes) {
   return text;
 }
 
+std::optional<std::u16string> fromUTF8(std::string_view bytes) {
+  const std::optional<std::u16string> text = unitsOf(bytes);
+  for (size_t i = 0; text && i < text->size(); ++i) {
+    if (isHigh((*text)[i]) && i + 1 < text->size() && isLow((*text)[i + 1]))
+      ++i;
+    else if (isHigh((*text)[i]) || isLow((*text)[i]))
+      return std::nullopt;
+  }
+  return text;
+}
+
 bool isUTF8(std::string_view bytes) { return fromUTF8(bytes).has_value(); }
 
 std::string toUTF8(std::u16string_view text) {
   std::string bytes;
   for (size_t i = 0; i < text.size(); ++i) {
     unsigned long character = text[i];
-    const bool isHigh = character >= 0xD800 && character <= 0xDBFF;
-    if (isHigh && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+    if (isHigh(character) && i + 1 < text.size() && isLow(text[i + 1])) {
       character = 0x10000 + (character - 0xD800) * 1024 + (text[i + 1] - 0xDC00ul);
       ++i;
-    } else if (isSurrogate(character)) {
-      character = 0xFFFD;
     }
     const int count = bytesOf(character);
     std::string reversed;
@@ -81,6 +94,13 @@ std::string toUTF8(std::u16string_view text) {
     bytes.append(reversed.rbegin(), reversed.rend());
   }
   return bytes;
+}
+
+std::u16string fromLatin1(std::string_view bytes) {
+  std::u16string text;
+  for (const char byte : bytes)
+    text += static_cast<unsigned char>(byte);
+  return text;
 }
 
 }  // namespace plain

@@ -15,8 +15,15 @@ std::optional<std::u16string> fromUTF8(std::string_view bytes);
 
 bool isUTF8(std::string_view bytes);
 
-// An unpaired surrogate becomes U+FFFD.
+// An unpaired surrogate becomes three bytes by the same rule, though they are no UTF-8: so the
+// product keeps it.
 std::string toUTF8(std::u16string_view text);
+
+// Of a text of the product's. Absent unless the text is what toUTF8 makes of some units.
+std::optional<std::u16string> unitsOf(std::string_view text);
+
+// Each byte becomes the character with its number.
+std::u16string fromLatin1(std::string_view bytes);
 
 }  // namespace plain
 

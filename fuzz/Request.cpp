@@ -68,17 +68,29 @@ Capture::Capture(const Request& request, bool isAppleEventMode) {
   char** const before = environ;
   environ = variables.data();
 
-  const auto widened = [](std::string_view ascii) {
-    return std::u16string(ascii.begin(), ascii.end());
-  };
   ConnectionChoice choice;
   choice.isAppleEventMode = isAppleEventMode;
   choice.port = 8081;
   recordConnection(choice);
-  endedRun_ = left_.endsIn([&] { CaptureRequest(widened(kBridgePath), widened(kCommandName)); });
+  endedRun_ = left_.endsIn([&] { CaptureRequest(kBridgePath, kCommandName); });
   environ = before;
 }
 
 Capture::~Capture() { resetState(); }
+
+std::string wholeOf(HTTPBody& body, std::string_view seed) {
+  Numbers numbers(seed);
+  std::string bytes;
+  for (;;) {
+    std::vector<char> piece(15 + numbers.upTo(200));  // 16 bytes at least
+    const size_t count = body.read(piece.data(), piece.size());
+    require(count <= piece.size(), "a piece fits into its room");
+    if (count == 0)
+      break;
+    bytes.append(piece.data(), count);
+  }
+  require(bytes.size() == body.size(), "a body has the length that it says");
+  return bytes;
+}
 
 }  // namespace quintora

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "fuzz/Fuzz.h"
+#include "platform/HTTPClient.h"
 
 namespace quintora {
 
@@ -39,5 +40,8 @@ class Capture {
   LeftMemory left_;
   bool endedRun_ = false;
 };
+
+// A body, read in pieces of many sizes; which ones depends on the seed.
+std::string wholeOf(HTTPBody& body, std::string_view seed);
 
 }  // namespace quintora

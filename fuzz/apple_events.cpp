@@ -182,17 +182,19 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
   const std::string_view input = inputText(bytes, size);
   if (input.empty())
     return 0;
-  const String statement = stringWithUnknownEncodingData(input);
+  const String statement = stringWithUnknownEncodingData(Data(input));
   LeftMemory left;
   Peer other(input[0], input.substr(1), input);
   peer = &other;
   const bool ended = left.endsIn([&statement] { SendAppleEvent(statement); });
   peer = nullptr;
   require(!ended, "no reply ends the run");
-  require(other.event == plainEvent(other.event, *statement), "the event carries the statement");
+  const std::optional<std::u16string> units = plain::fromUTF8(*statement);
+  require(units && other.event == plainEvent(other.event, *units),
+          "the event carries the statement");
   const std::optional<std::string> expected = plainResult(other.event, other.reply);
   require(cgiResult.has_value() == expected.has_value(), "a text that is not UTF-8 is absent");
-  require(!expected || plain::toUTF8(*cgiResult) == *expected, "the reply is read as it was sent");
+  require(!expected || *cgiResult == *expected, "the reply is read as it was sent");
   cgiResult.reset();
   return 0;
 }

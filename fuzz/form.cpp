@@ -15,7 +15,7 @@ namespace quintora {
 
 namespace {
 
-using Fields = std::map<std::u16string, String>;
+using Fields = std::map<std::string, std::string>;
 
 bool isUpperHexadecimal(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'); }
 
@@ -40,13 +40,12 @@ void checkCharacters(const std::string& body) {
 
 // What the pairs of a body mean, keys and values still joined, sorted. A receiver cannot tell the
 // "=" behind a key from one within it.
-std::vector<std::u16string> meaningOf(const std::string& body) {
-  std::vector<std::u16string> pairs;
-  const String text(std::in_place, body.begin(), body.end());
-  const Array pieces = componentsSeparatedByString(text, u"&");
+std::vector<std::string> meaningOf(const std::string& body) {
+  std::vector<std::string> pairs;
+  const Array pieces = componentsSeparatedByString(body, "&");
   for (const String& pair : *pieces) {
-    require(containsString(pair, u"="), "a pair has a key and a value");
-    const String meaning = stringByRemovingPercentEncoding(UTF8Data(pair));
+    require(containsString(pair, "="), "a pair has a key and a value");
+    const String meaning = stringByRemovingPercentEncoding(pair);
     require(meaning.has_value(), "what was escaped can be read");
     pairs.push_back(*meaning);
   }
@@ -54,23 +53,23 @@ std::vector<std::u16string> meaningOf(const std::string& body) {
   return pairs;
 }
 
-std::vector<std::u16string> meaningOf(const Fields& fields) {
-  std::vector<std::u16string> pairs;
+std::vector<std::string> meaningOf(const Fields& fields) {
+  std::vector<std::string> pairs;
   for (const auto& [key, value] : fields)
-    pairs.push_back(key + u"=" + *value);
+    pairs.push_back(key + "=" + value);
   std::sort(pairs.begin(), pairs.end());
   return pairs;
 }
 
 // The literal at the front, cut off the text.
-std::u16string cutLiteral(std::u16string_view& text) {
-  std::u16string value;
-  require(text.substr(0, 1) == u"\"", "a literal begins with a quote");
+std::string cutLiteral(std::string_view& text) {
+  std::string value;
+  require(text.substr(0, 1) == "\"", "a literal begins with a quote");
   for (text.remove_prefix(1);; text.remove_prefix(1)) {
     require(!text.empty(), "a literal ends with a quote");
-    if (text.front() == u'"') {
+    if (text.front() == '"') {
       text.remove_prefix(1);
-      if (text.substr(0, 1) != u"\"")
+      if (text.substr(0, 1) != "\"")
         return value;
     }
     value += text.front();
@@ -78,13 +77,13 @@ std::u16string cutLiteral(std::u16string_view& text) {
 }
 
 // Adds what the entries in a list of the server's language mean.
-void addEntries(std::u16string_view list, const std::u16string& prefix, Fields& fields) {
+void addEntries(std::string_view list, const std::string& prefix, Fields& fields) {
   while (!list.empty()) {
-    const std::u16string key = prefix + cutLiteral(list);
-    require(list.substr(0, 1) == u",", "a key and a value have a comma between them");
+    const std::string key = prefix + cutLiteral(list);
+    require(list.substr(0, 1) == ",", "a key and a value have a comma between them");
     list.remove_prefix(1);
     fields[key] = cutLiteral(list);
-    require(list.empty() || list.substr(0, 2) == u",\n", "entries have a comma between them");
+    require(list.empty() || list.substr(0, 2) == ",\n", "entries have a comma between them");
     list.remove_prefix(std::min<size_t>(2, list.size()));
   }
 }
@@ -93,26 +92,26 @@ void addEntries(std::u16string_view list, const std::u16string& prefix, Fields& 
 Fields fieldsOfStatement() {
   Fields fields;
   for (const String& entry : *environmentVariables)
-    addEntries(*entry, u"ApacheTunnel_", fields);
-  fields[u"ApacheTunnel_CLIPATH"] = std::u16string(kBridgePath, std::end(kBridgePath) - 1);
-  fields[u"ApacheTunnel_CLICOMMAND"] = std::u16string(kCommandName, std::end(kCommandName) - 1);
-  std::u16string_view form = *postDataCode;
-  if (form == u"\"\"")
+    addEntries(*entry, "ApacheTunnel_", fields);
+  fields["ApacheTunnel_CLIPATH"] = kBridgePath;
+  fields["ApacheTunnel_CLICOMMAND"] = kCommandName;
+  std::string_view form = *postDataCode;
+  if (form == "\"\"")
     return fields;
-  constexpr std::u16string_view kBegin = u"initializeDictionary(\n";
-  constexpr std::u16string_view kEnd = u"\n)\n";
+  constexpr std::string_view kBegin = "initializeDictionary(\n";
+  constexpr std::string_view kEnd = "\n)\n";
   require(form.size() >= kBegin.size() + kEnd.size() && form.substr(0, kBegin.size()) == kBegin &&
               form.substr(form.size() - kEnd.size()) == kEnd,
           "the form's text is a dictionary");
   form.remove_prefix(kBegin.size());
   form.remove_suffix(kEnd.size());
-  addEntries(form, u"", fields);
+  addEntries(form, "", fields);
   return fields;
 }
 
 bool hasEqualsSign(const Fields& fields) {
   return std::any_of(fields.begin(), fields.end(), [](const auto& field) {
-    return field.first.find(u'=') != std::u16string::npos || containsString(field.second, u"=");
+    return containsString(field.first, "=") || containsString(field.second, "=");
   });
 }
 
@@ -124,11 +123,16 @@ std::pair<Fields, std::string> captured(const Request& request) {
   if (capture.endedRun())
     return {};
   const StringMap before = *postParameters;
-  const std::optional<HTTPRequest> sent = localRequest();
-  require(sent.has_value(), "there is a request");
-  require(sent->headers[0].second == std::to_string(sent->body.size()), "the length is the body's");
+  FormBody body(postParameters);
+  const HTTPRequest sent = localRequest(body);
+  const std::string bytes = wholeOf(body, request.body);
+  require(sent.headers[0].second == std::to_string(bytes.size()), "the length is the body's");
+  require(encodePostData(postParameters) == bytes, "a body in pieces is the same");
   require(*postParameters == before, "encoding changes nothing");
-  return {Fields(before.begin(), before.end()), sent->body};
+  Fields fields;
+  for (const auto& [key, value] : before)
+    fields.emplace(key, value);
+  return {fields, bytes};
 }
 
 }  // namespace

@@ -14,12 +14,13 @@ namespace {
 
 std::string utf8(const String& text) {
   require(text.has_value(), "nothing that is sent is absent");
-  return plain::toUTF8(*text);
+  require(plain::isUTF8(*text), "nothing that is sent has half of a pair");
+  return *text;
 }
 
 void checkMessage(const Request& request) {
   require(cgiResult.has_value() == plain::isTooLong(request), "a refused buffer is a message");
-  require(!cgiResult || cgiResult == u"Quintora CGI Error: Out of memory (form data).",
+  require(!cgiResult || cgiResult == "Quintora CGI Error: Out of memory (form data).",
           "the message says that it is the form's");
 }
 
@@ -29,33 +30,34 @@ void checkTunnelMode(const Request& request) {
   if (capture.endedRun())
     return;
   checkMessage(request);
-  require(postDataCode == u"\"\"", "the form's text is the empty literal");
+  require(postDataCode == "\"\"", "the form's text is the empty literal");
   require(!environmentVariables, "there is one container");
 
   const std::map<std::string, std::string> expected = plain::parameters(request);
   std::map<std::string, std::string> parameters;
   for (const auto& [key, value] : *postParameters)
-    parameters.emplace(plain::toUTF8(key), utf8(value));
+    parameters.emplace(utf8(std::string(key)), utf8(std::string(value)));
   require(parameters == expected, "the parameters are the variables and the fields");
 
   // The order of the pairs has no meaning, and no pair has a "&".
   std::vector<std::string> expectedPairs;
   for (const auto& [key, value] : expected)
     expectedPairs.push_back(plain::encodedPair(key, value));
-  const std::optional<HTTPRequest> sent = localRequest();
-  require(sent.has_value() && sent->method == "POST", "the request is a POST");
+  FormBody body(postParameters);
+  const HTTPRequest sent = localRequest(body);
+  require(sent.method == "POST", "the request is a POST");
   std::vector<std::string> pairs;
-  std::string body = sent->body + "&";
-  while (!body.empty()) {
-    pairs.push_back(body.substr(0, body.find('&')));
-    body = body.substr(pairs.back().size() + 1);
+  std::string rest = wholeOf(body, request.body) + "&";
+  while (!rest.empty()) {
+    pairs.push_back(rest.substr(0, rest.find('&')));
+    rest = rest.substr(pairs.back().size() + 1);
   }
   std::sort(pairs.begin(), pairs.end());
   std::sort(expectedPairs.begin(), expectedPairs.end());
   require(pairs == expectedPairs, "the body is the pairs of the parameters");
-  require(sent->headers ==
-              decltype(sent->headers){
-                  {"Content-Length", std::to_string(sent->body.size())},
+  require(sent.headers ==
+              decltype(sent.headers){
+                  {"Content-Length", std::to_string(body.size())},
                   {"Content-Type", "application/x-www-form-urlencoded charset=utf-8"}},
           "the headers are the two that the server knows");
 }

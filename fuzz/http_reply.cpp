@@ -23,10 +23,10 @@ void requireEqual(const HTTPReply& a, State stateOfA, const HTTPReply& b, State 
 
 // Takes all of it, at most so many bytes at once.
 State takeInPieces(HTTPReply& reply, std::string_view bytes, size_t most, Numbers& numbers) {
-  State state = reply.take({});
+  State state = reply.parse({});
   while (!bytes.empty()) {
     const std::string_view piece = bytes.substr(0, numbers.upTo(most));
-    state = reply.take(piece);
+    state = reply.parse(piece);
     bytes.remove_prefix(piece.size());
   }
   return state;
@@ -35,22 +35,22 @@ State takeInPieces(HTTPReply& reply, std::string_view bytes, size_t most, Number
 void checkPieces(std::string_view bytes) {
   Numbers numbers(bytes);
   HTTPReply whole;
-  const State stateOfWhole = whole.take(bytes);
+  const State stateOfWhole = whole.parse(bytes);
   for (const size_t most : {size_t{1}, size_t{3}, bytes.size() + 1}) {
     HTTPReply reply;
     const State state = takeInPieces(reply, bytes, most, numbers);
     requireEqual(whole, stateOfWhole, reply, state);
-    const State stateInTheEnd = reply.takeEnd();
+    const State stateInTheEnd = reply.parseEnd();
     HTTPReply other = whole;
-    requireEqual(other, other.takeEnd(), reply, stateInTheEnd);
-    require(reply.takeEnd() == stateInTheEnd, "there is one end");
+    requireEqual(other, other.parseEnd(), reply, stateInTheEnd);
+    require(reply.parseEnd() == stateInTheEnd, "there is one end");
   }
   require((stateOfWhole == State::invalid) == (*whole.fault != '\0'), "a fault says what it is");
   require(whole.body.size() <= bytes.size(), "a body has no more bytes than came");
   require(whole.hasBegun() == !bytes.empty(), "the first byte is the beginning");
   if (stateOfWhole != State::incomplete) {
     HTTPReply more = whole;
-    requireEqual(whole, stateOfWhole, more, more.take("7\r\nanother\r\n0\r\n\r\n"));
+    requireEqual(whole, stateOfWhole, more, more.parse("7\r\nanother\r\n0\r\n\r\n"));
   }
 }
 
@@ -78,9 +78,9 @@ void checkArrival(const std::string& bytes, std::string_view body, bool endsWith
   HTTPReply reply;
   const std::string_view allButOne = std::string_view(bytes).substr(0, bytes.size() - 1);
   require(takeInPieces(reply, allButOne, 64, numbers) == State::incomplete, "it is not all yet");
-  const State state = reply.take(std::string_view(bytes).substr(allButOne.size()));
+  const State state = reply.parse(std::string_view(bytes).substr(allButOne.size()));
   require(state == (endsWithConnection ? State::incomplete : State::complete), "it is all");
-  require(reply.takeEnd() == State::complete, "the end of the connection is no fault");
+  require(reply.parseEnd() == State::complete, "the end of the connection is no fault");
   require(reply.body == body, "what was sent is received");
 }
 

@@ -105,10 +105,10 @@ Values plainValues(std::string contents) {
   return values;
 }
 
-// What is stored under the key, in UTF-8.
-std::optional<std::string> stored(Preferences& preferences, const std::string& key) {
-  const String value = preferences.objectForKey(plain::fromUTF8(key));
-  return value ? std::optional<std::string>(plain::toUTF8(*value)) : std::nullopt;
+using State = Preferences::Source::State;
+
+State plainState(const std::string& contents) {
+  return plain::isUTF8(contents) ? State::read : State::notUTF8;
 }
 
 }  // namespace
@@ -126,15 +126,20 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
   Values expected = plainValues(first);  // for each key the first file that has it
   expected.insert(later.begin(), later.end());
 
-  Preferences preferences(u"org.example.Server");
+  Preferences preferences("org.example.Server");
   for (const auto& [key, value] : expected)
-    require(stored(preferences, key) == value, "each entry is found under its key");
+    require(preferences.objectForKey(key) == value, "each entry is found under its key");
   for (const char* key : {"QZQuintoraServerPort", "", "a", "#"})
-    require((stored(preferences, key) != std::nullopt) == (expected.count(key) > 0),
+    require(preferences.objectForKey(key).has_value() == (expected.count(key) > 0),
             "nothing is found under another key");
   require(!preferences.objectForKey(std::nullopt), "nothing is stored under no key");
-  for (const Preferences::Place& place : preferences.places())
-    require(place.name && place.state, "each place is named and described");
+  const std::vector<Preferences::Source> sources = preferences.sources();
+  require(sources.size() == 2, "each file is a source");
+  for (const Preferences::Source& source : sources)
+    require(source.name && source.error == 0, "each source is named and can be read");
+  require(sources[0].state == plainState(first), "the first file has been looked at");
+  require(sources[1].state == State::notNeeded || sources[1].state == plainState(second),
+          "the second file has been looked at if that was needed");
   return 0;
 }
 

@@ -5,6 +5,7 @@
 #include "bridge/SendLocalURL.h"
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
+#include "extras/UTF16.h"
 #include "fuzz/Fuzz.h"
 #include "fuzz/PlainText.h"
 // For its numbered names, which would grow with every input.
@@ -14,6 +15,11 @@ namespace quintora {
 
 namespace {
 
+// What the product must make of units.
+String textOf(const std::optional<std::u16string>& units) {
+  return units ? String(plain::toUTF8(*units)) : std::nullopt;
+}
+
 // Units of two bytes; absent when they do not come out even or hold an unpaired surrogate.
 String plainUTF16(std::string_view bytes, bool isLittleEndian) {
   std::u16string text;
@@ -22,9 +28,8 @@ String plainUTF16(std::string_view bytes, bool isLittleEndian) {
     const int second = static_cast<unsigned char>(bytes[i + 1]);
     text += static_cast<char16_t>(isLittleEndian ? second * 256 + first : first * 256 + second);
   }
-  // An unpaired surrogate does not come back.
-  const bool isWhole = bytes.size() % 2 == 0 && plain::fromUTF8(plain::toUTF8(text)) == text;
-  return isWhole ? String(text) : std::nullopt;
+  const bool isWhole = bytes.size() % 2 == 0 && plain::isUTF8(plain::toUTF8(text));
+  return isWhole ? textOf(text) : std::nullopt;
 }
 
 String plainMarkedUTF16(std::string_view bytes) {
@@ -33,12 +38,7 @@ String plainMarkedUTF16(std::string_view bytes) {
   return plainUTF16(bytes.substr(0, 2) == "\xFE\xFF" ? bytes.substr(2) : bytes, false);
 }
 
-String plainLatin1(std::string_view bytes) {
-  std::u16string text;
-  for (const char byte : bytes)
-    text += static_cast<unsigned char>(byte);
-  return text;
-}
+String plainLatin1(std::string_view bytes) { return textOf(plain::fromLatin1(bytes)); }
 
 String plainASCII(std::string_view bytes) {
   const bool isASCII =
@@ -47,26 +47,30 @@ String plainASCII(std::string_view bytes) {
 }
 
 String macOSRoman(std::string_view bytes) {
-  return initWithDataEncoding(bytes, kMacOSRomanTextEncoding);
+  return initWithDataEncoding(Data(bytes), kMacOSRomanTextEncoding);
 }
 
 void checkMacOSRoman(std::string_view bytes) {
   const String text = macOSRoman(bytes);
-  require(length(text) == bytes.size() && text, "every byte is a character of Mac OS Roman");
+  require(text.has_value(), "every byte is a character of Mac OS Roman");
+  const std::optional<std::u16string> units = plain::fromUTF8(*text);
+  require(units && units->size() == bytes.size() && length(text) == bytes.size(),
+          "every byte is one character of Mac OS Roman");
   for (size_t i = 0; i < bytes.size(); ++i) {
-    const char16_t unit = (*text)[i];
-    require(macOSRoman(bytes.substr(i, 1)) == std::u16string(1, unit), "each byte by itself");
+    const char16_t unit = (*units)[i];
+    require(macOSRoman(bytes.substr(i, 1)) == textOf(std::u16string(1, unit)),
+            "each byte by itself");
     require(((bytes[i] & 0x80) == 0) == (unit < 0x80), "half of it is ASCII");
   }
 }
 
 void checkDefinitions(std::string_view bytes) {
   const auto is = [bytes](TextEncoding encoding, const String& expected) {
-    return initWithDataEncoding(bytes, encoding) == expected &&
-           decodeData(bytes, encoding) == expected;
+    return initWithDataEncoding(Data(bytes), encoding) == expected &&
+           decodeData(Data(bytes), encoding) == expected;
   };
   require(is(kASCIITextEncoding, plainASCII(bytes)), "US-ASCII");
-  require(is(kUTF8TextEncoding, plain::fromUTF8(bytes)), "UTF-8");
+  require(is(kUTF8TextEncoding, textOf(plain::fromUTF8(bytes))), "UTF-8");
   require(is(kISOLatin1TextEncoding, plainLatin1(bytes)), "ISO 8859-1");
   require(is(kUTF16TextEncoding, plainMarkedUTF16(bytes)), "UTF-16 by its mark");
   require(is(kUTF16BigEndianTextEncoding, plainUTF16(bytes, false)), "UTF-16, big-endian");
@@ -78,29 +82,31 @@ void checkDefinitions(std::string_view bytes) {
 void checkUnknown(std::string_view bytes) {
   const bool isMarked = bytes.size() > 2 && (bytes.substr(0, 2) == "\xFE\xFF" ||
                                              bytes.substr(0, 2) == "\xFF\xFE" || bytes[0] == '\0');
-  String expected = isMarked ? plainMarkedUTF16(bytes) : plain::fromUTF8(bytes);
+  String expected = isMarked ? plainMarkedUTF16(bytes) : textOf(plain::fromUTF8(bytes));
   if (!expected)
     expected = macOSRoman(bytes);
-  require(stringWithUnknownEncodingData(bytes) == expected, "an undeclared encoding is found out");
-  require(textOfReply(bytes, kNoTextEncoding) == expected, "a reply's encoding is found out");
+  require(stringWithUnknownEncodingData(Data(bytes)) == expected,
+          "an undeclared encoding is found out");
+  require(textOfReply(Data(bytes), kNoTextEncoding) == expected, "a reply's encoding is found out");
 }
 
 // Of any units, paired or not.
-void checkBytesOf(const String& text) {
-  const std::string bytes = plain::toUTF8(*text);
-  const bool isPaired = plain::fromUTF8(bytes) == text;
-  require(lossyUTF8Data(text) == bytes, "a reader gets UTF-8 of any text");
-  require(UTF8Data(text) == (isPaired ? std::optional<Data>(bytes) : std::nullopt),
-          "an unpaired surrogate has no UTF-8");
+void checkTextOf(const std::u16string& units) {
+  const std::string text = plain::toUTF8(units);
+  const bool isPaired = plain::isUTF8(text);
+  require(textOfUnits(units) == text, "units become a text");
+  require(unitsOf(text) == units, "a text has its units");
+  require(length(text) == units.size(), "a text is as long as it has units");
+  require(isValidUTF8(text) == isPaired, "an unpaired surrogate is no UTF-8");
   const String escaped = stringByAddingPercentEscapesUsingEncoding(text, kUTF8TextEncoding);
   require(escaped.has_value() == isPaired, "an unpaired surrogate cannot be escaped");
-  require(!escaped || plainASCII(plain::toUTF8(*escaped)), "what is escaped is ASCII");
-  require(!escaped || stringByRemovingPercentEncoding(UTF8Data(escaped)) == text,
+  require(!escaped || plainASCII(*escaped), "what is escaped is ASCII");
+  require(!escaped || stringByRemovingPercentEncoding(escaped) == text,
           "what was escaped can be read");
 }
 
-// The system's converter, asked at once. It is asked for UTF-16, as the product does, since to
-// UTF-8 it lets characters beyond Unicode pass.
+// The system's converter, asked at once. It is asked for UTF-16, since to UTF-8 it lets characters
+// beyond Unicode pass.
 std::optional<std::u16string> converted(const std::string& name, std::string bytes) {
   const iconv_t converter = iconv_open("UTF-16BE", name.c_str());
   if (converter == reinterpret_cast<iconv_t>(-1))
@@ -124,13 +130,13 @@ std::optional<std::u16string> converted(const std::string& name, std::string byt
 
 void checkNamed(std::string_view name, std::string_view bytes) {
   const TextEncoding encoding = textEncodingFromIANACharSetName(plainLatin1(name));
-  const String text = decodeData(bytes, encoding);
-  require(textOfReply(bytes, encoding) == (text ? text : String(u"")), "a reply has a text");
+  const String text = decodeData(Data(bytes), encoding);
+  require(textOfReply(Data(bytes), encoding) == (text ? text : String("")), "a reply has a text");
   if (isBuiltInTextEncoding(encoding) || encoding == kUnknownTextEncoding)
     return;
   const std::optional<std::u16string> expected = converted(std::string(name), std::string(bytes));
   require(text.has_value() == expected.has_value(), "what is valid is the converter's affair");
-  require(!text || *text == *expected, "decoding by pieces changes nothing");
+  require(text == textOf(expected), "decoding by pieces changes nothing");
 }
 
 }  // namespace
@@ -141,12 +147,12 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
   const std::string_view data = input.substr(std::min(name.size() + 1, input.size()));
   checkDefinitions(data);
   checkUnknown(data);
-  checkBytesOf(plainLatin1(data));
+  checkTextOf(plain::fromLatin1(data));
   std::u16string units;
   for (size_t i = 0; i + 1 < data.size(); i += 2)
     units += static_cast<char16_t>(static_cast<unsigned char>(data[i]) * 256 +
                                    static_cast<unsigned char>(data[i + 1]));
-  checkBytesOf(units);
+  checkTextOf(units);
   checkNamed(name, data);
   // Longer than the pieces in which the product converts.
   if (!data.empty() && Numbers(data).upTo(4) == 1) {

@@ -37,7 +37,7 @@ const Dictionary kNoParameters(std::in_place);
 const Array kNoVariables(std::in_place);
 
 TEST_F(ChooseConnectionTest, WithoutPreferencesIsTheTunnelToPort8080) {
-  ChooseConnection(u"Gateway.cgi");
+  ChooseConnection("Gateway.cgi");
   EXPECT_EQ(postParameters, kNoParameters);
   EXPECT_EQ(environmentVariables, kAbsent);
   EXPECT_EQ(quiZServerPort, 8080);
@@ -46,63 +46,63 @@ TEST_F(ChooseConnectionTest, WithoutPreferencesIsTheTunnelToPort8080) {
 TEST_F(ChooseConnectionTest, TakesThePortFromTheFileNameTheTableOrThePreferences) {
   const Value table = "8081:9081,sales:9002";
   const struct {
-    const char16_t* commandName;
+    const char* commandName;
     Value port, table;
     int64_t expected;
   } rows[] = {
-      {u"Gateway.cgi", kAbsent, kAbsent, 8080},
-      {u"Gateway.cgi", kAbsent, table, 8080},
-      {u"Gateway.cgi", "9000", table, 9000},
-      {u"Gateway_8081.cgi", "9000", kAbsent, 8081},
-      {u"Gateway_8081.cgi", kAbsent, table, 9081},
-      {u"Gateway_sales.cgi", kAbsent, table, 9002},
-      {u"Gateway_sales.cgi", kAbsent, kAbsent, 0},
-      {u"Gateway_sales.cgi", kAbsent, "8081:9081, sales:9002", 0},
-      {u"Gateway_8081_b.cgi", kAbsent, kAbsent, 8081},
-      {u"Gateway__8081.cgi", kAbsent, kAbsent, 0},
-      {u"Gate.way_8081.cgi", kAbsent, kAbsent, 0},
+      {"Gateway.cgi", kAbsent, kAbsent, 8080},
+      {"Gateway.cgi", kAbsent, table, 8080},
+      {"Gateway.cgi", "9000", table, 9000},
+      {"Gateway_8081.cgi", "9000", kAbsent, 8081},
+      {"Gateway_8081.cgi", kAbsent, table, 9081},
+      {"Gateway_sales.cgi", kAbsent, table, 9002},
+      {"Gateway_sales.cgi", kAbsent, kAbsent, 0},
+      {"Gateway_sales.cgi", kAbsent, "8081:9081, sales:9002", 0},
+      {"Gateway_8081_b.cgi", kAbsent, kAbsent, 8081},
+      {"Gateway__8081.cgi", kAbsent, kAbsent, 0},
+      {"Gate.way_8081.cgi", kAbsent, kAbsent, 0},
       // The stored port, used only where the name has no "_".
-      {u"Gateway.8081", "9000", kAbsent, 9000},
-      {u"", "9000", kAbsent, 9000},
-      {u"Gateway.cgi", "9000x", kAbsent, 9000},
-      {u"Gateway.cgi", "8080", "8080:9999", 8080},
-      {u"Gateway.cgi", "", kAbsent, 0},
-      {u"Gateway.cgi", "-5", kAbsent, -5},
-      {u"Gateway__x.cgi", "9000", kAbsent, 0},
-      {u"Gateway_sales.cgi", "9000", kAbsent, 0},
+      {"Gateway.8081", "9000", kAbsent, 9000},
+      {"", "9000", kAbsent, 9000},
+      {"Gateway.cgi", "9000x", kAbsent, 9000},
+      {"Gateway.cgi", "8080", "8080:9999", 8080},
+      {"Gateway.cgi", "", kAbsent, 0},
+      {"Gateway.cgi", "-5", kAbsent, -5},
+      {"Gateway__x.cgi", "9000", kAbsent, 0},
+      {"Gateway_sales.cgi", "9000", kAbsent, 0},
       // The second piece of the name, whatever it holds.
-      {u"Gateway_8081", kAbsent, kAbsent, 8081},
-      {u"_8081", kAbsent, kAbsent, 8081},
-      {u"_", kAbsent, kAbsent, 0},
-      {u"Gateway_.cgi", kAbsent, kAbsent, 0},
-      {u"Gateway_8081.b_9090.cgi", kAbsent, kAbsent, 8081},
-      {u".8081_9090", kAbsent, kAbsent, 8081},
-      {u"Gateway_8081abc.cgi", kAbsent, kAbsent, 8081},
-      {u"Gateway_abc.cgi", kAbsent, kAbsent, 0},
-      {u"Gateway_-1.cgi", kAbsent, kAbsent, -1},
-      {u"Gateway_0.cgi", kAbsent, kAbsent, 0},
-      {u"Gateway_ 8081.cgi", kAbsent, kAbsent, 8081},
-      {u"Gateway_65536.cgi", kAbsent, kAbsent, 65536},
-      {u"Gateway_99999999999999999999.cgi", kAbsent, kAbsent, INT64_MAX},
-      {u"Gateway_-99999999999999999999.cgi", kAbsent, kAbsent, INT64_MIN},
+      {"Gateway_8081", kAbsent, kAbsent, 8081},
+      {"_8081", kAbsent, kAbsent, 8081},
+      {"_", kAbsent, kAbsent, 0},
+      {"Gateway_.cgi", kAbsent, kAbsent, 0},
+      {"Gateway_8081.b_9090.cgi", kAbsent, kAbsent, 8081},
+      {".8081_9090", kAbsent, kAbsent, 8081},
+      {"Gateway_8081abc.cgi", kAbsent, kAbsent, 8081},
+      {"Gateway_abc.cgi", kAbsent, kAbsent, 0},
+      {"Gateway_-1.cgi", kAbsent, kAbsent, -1},
+      {"Gateway_0.cgi", kAbsent, kAbsent, 0},
+      {"Gateway_ 8081.cgi", kAbsent, kAbsent, 8081},
+      {"Gateway_65536.cgi", kAbsent, kAbsent, 65536},
+      {"Gateway_99999999999999999999.cgi", kAbsent, kAbsent, INT64_MAX},
+      {"Gateway_-99999999999999999999.cgi", kAbsent, kAbsent, INT64_MIN},
       // The table.
-      {u"Gateway_8081.cgi", kAbsent, "", 8081},
-      {u"Gateway_8081.cgi", kAbsent, ",,", 8081},
-      {u"Gateway_8081.cgi", kAbsent, "8081", 8081},
-      {u"Gateway_8081.cgi", kAbsent, "8081,8081:9001", 9001},
-      {u"Gateway_8081.cgi", kAbsent, "8081:9081:x", 9081},
-      {u"Gateway_8081.cgi", kAbsent, "8081: 9081", 9081},
-      {u"Gateway_8081.cgi", kAbsent, "x:1, 8081:9081", 8081},
-      {u"Gateway_8081.cgi", kAbsent, "8081 :9081", 8081},
-      {u"Gateway_8081.cgi", kAbsent, "x:1,8081:9001,8081:9002", 9001},
-      {u"Gateway_8081.cgi", kAbsent, "8081:9081,9081:9082", 9081},
-      {u"Gateway_8081.cgi", kAbsent, "9081:9082,8081:9081", 9081},
-      {u"Gateway_8081.cgi", kAbsent, "8081:", 0},
-      {u"Gateway_8081.cgi", kAbsent, "80810:9081,808:9082", 8081},
-      {u"Gateway_sales.cgi", kAbsent, "Sales:9002", 0},
-      {u"Gateway_sales.cgi", kAbsent, "sales:9002abc", 9002},
-      {u"Gateway__x.cgi", kAbsent, ":9001", 9001},
-      {u"Gateway_x.cgi", kAbsent, ":9001", 0},
+      {"Gateway_8081.cgi", kAbsent, "", 8081},
+      {"Gateway_8081.cgi", kAbsent, ",,", 8081},
+      {"Gateway_8081.cgi", kAbsent, "8081", 8081},
+      {"Gateway_8081.cgi", kAbsent, "8081,8081:9001", 9001},
+      {"Gateway_8081.cgi", kAbsent, "8081:9081:x", 9081},
+      {"Gateway_8081.cgi", kAbsent, "8081: 9081", 9081},
+      {"Gateway_8081.cgi", kAbsent, "x:1, 8081:9081", 8081},
+      {"Gateway_8081.cgi", kAbsent, "8081 :9081", 8081},
+      {"Gateway_8081.cgi", kAbsent, "x:1,8081:9001,8081:9002", 9001},
+      {"Gateway_8081.cgi", kAbsent, "8081:9081,9081:9082", 9081},
+      {"Gateway_8081.cgi", kAbsent, "9081:9082,8081:9081", 9081},
+      {"Gateway_8081.cgi", kAbsent, "8081:", 0},
+      {"Gateway_8081.cgi", kAbsent, "80810:9081,808:9082", 8081},
+      {"Gateway_sales.cgi", kAbsent, "Sales:9002", 0},
+      {"Gateway_sales.cgi", kAbsent, "sales:9002abc", 9002},
+      {"Gateway__x.cgi", kAbsent, ":9001", 9001},
+      {"Gateway_x.cgi", kAbsent, ":9001", 0},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.commandName) + " with port " +
@@ -138,7 +138,7 @@ TEST_F(ChooseConnectionTest, TakesAppleEventsForAnyProtocolWithAppleInIt) {
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.protocol));
     setPreferences(row.protocol, kAbsent, kAbsent);
-    ChooseConnection(u"Gateway.cgi");
+    ChooseConnection("Gateway.cgi");
     EXPECT_EQ(environmentVariables.has_value(), row.isAppleEventMode);
     EXPECT_EQ(postParameters.has_value(), !row.isAppleEventMode);
   }
@@ -148,7 +148,7 @@ TEST_F(ChooseConnectionTest, LeavesThePortAloneForAppleEvents) {
   setPreferences("AppleEvents", "9000", "8081:9081");
   for (const int64_t port : {0, 17}) {
     quiZServerPort = port;
-    for (const String commandName : {u"Gateway.cgi", u"Gateway_8081.cgi"}) {
+    for (const String commandName : {"Gateway.cgi", "Gateway_8081.cgi"}) {
       ChooseConnection(commandName);
       EXPECT_EQ(quiZServerPort, port) << testing::PrintToString(commandName);
     }
@@ -159,9 +159,9 @@ TEST_F(ChooseConnectionTest, EmptiesTheContainerOfTheModeAndRemovesTheOther) {
   for (const char* protocol : {"TCP/IP", "AppleEvents"}) {
     SCOPED_TRACE(protocol);
     setPreferences(protocol, kAbsent, kAbsent);
-    postParameters = {{{u"old", u"entry"}}};
-    environmentVariables = {{u"old"}};
-    ChooseConnection(u"Gateway.cgi");
+    postParameters = {{{"old", "entry"}}};
+    environmentVariables = {{"old"}};
+    ChooseConnection("Gateway.cgi");
     const bool isTunnelMode = protocol == std::string("TCP/IP");
     EXPECT_EQ(postParameters, isTunnelMode ? kNoParameters : Dictionary());
     EXPECT_EQ(environmentVariables, isTunnelMode ? Array() : kNoVariables);
@@ -169,11 +169,11 @@ TEST_F(ChooseConnectionTest, EmptiesTheContainerOfTheModeAndRemovesTheOther) {
 }
 
 TEST_F(ChooseConnectionTest, TouchesNothingElse) {
-  postDataCode = u"code";
-  cgiResult = u"result";
-  ChooseConnection(u"Gateway_8081.cgi");
-  EXPECT_EQ(postDataCode, u"code");
-  EXPECT_EQ(cgiResult, u"result");
+  postDataCode = "code";
+  cgiResult = "result";
+  ChooseConnection("Gateway_8081.cgi");
+  EXPECT_EQ(postDataCode, "code");
+  EXPECT_EQ(cgiResult, "result");
 }
 
 }  // namespace

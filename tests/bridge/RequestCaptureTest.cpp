@@ -17,7 +17,7 @@ namespace {
 using testing::KilledBySignal;
 
 constexpr auto kAbsent = std::nullopt;
-const String kNoForm = u"\"\"";
+const String kNoForm = "\"\"";
 
 class RequestCaptureTest : public RequestTest {
  protected:
@@ -55,24 +55,24 @@ TEST_F(RequestCaptureTest, ReadsAVariableAsUTF8) {
     const char* value;
     String expected;
   } rows[] = {
-      {"id=7", u"id=7"},
-      {"", u""},
-      {"caf\xC3\xA9 \xF0\x9F\x98\x80", u"caf\u00E9 \U0001F600"},
-      {"a%20b+c", u"a%20b+c"},
+      {"id=7", "id=7"},
+      {"", ""},
+      {"caf\xC3\xA9 \xF0\x9F\x98\x80", "caf\u00E9 \U0001F600"},
+      {"a%20b+c", "a%20b+c"},
       {"\xE9", kAbsent},
       {"good\xC3", kAbsent},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.value));
     setVariable("QUERY_STRING", row.value);
-    EXPECT_EQ(getCGIVariable(u"QUERY_STRING"), row.expected);
+    EXPECT_EQ(getCGIVariable("QUERY_STRING"), row.expected);
   }
 }
 
 TEST_F(RequestCaptureTest, ReadsAnUnsetVariableAsEmpty) {
-  EXPECT_EQ(getCGIVariable(u"QUERY_STRING"), u"");
-  EXPECT_EQ(getCGIVariable(u"CONTENT_LENGTH"), u"");
-  EXPECT_EQ(getCGIVariable(u"QUINTORA_TEST_UNSET"), u"");
+  EXPECT_EQ(getCGIVariable("QUERY_STRING"), "");
+  EXPECT_EQ(getCGIVariable("CONTENT_LENGTH"), "");
+  EXPECT_EQ(getCGIVariable("QUINTORA_TEST_UNSET"), "");
 }
 
 TEST_F(RequestCaptureTest, ForwardsEighteenVariablesInTheirOrder) {
@@ -81,9 +81,9 @@ TEST_F(RequestCaptureTest, ForwardsEighteenVariablesInTheirOrder) {
   for (const std::string name : kForwardedVariables) {
     setVariable(name, "the " + name);
     const std::string entry = "\"" + name + "\",\"the " + name + "\"";
-    expected->push_back(std::u16string(entry.begin(), entry.end()));
+    expected->push_back(entry);
   }
-  for (const char16_t* name : kCGIVariables)
+  for (const char* name : kCGIVariables)
     AddEnvironmentVariable(name);
   EXPECT_EQ(environmentVariables, expected);
   EXPECT_EQ(environmentVariables->size(), 18u);
@@ -96,10 +96,9 @@ TEST_F(RequestCaptureTest, ForwardsEighteenPrefixedKeysThroughTheTunnel) {
   for (const std::string name : kForwardedVariables) {
     setVariable(name, "the " + name);
     const std::string key = "ApacheTunnel_" + name, value = "the " + name;
-    expected->insert_or_assign(std::u16string(key.begin(), key.end()),
-                               std::u16string(value.begin(), value.end()));
+    expected->insert_or_assign(key, value);
   }
-  for (const char16_t* name : kCGIVariables)
+  for (const char* name : kCGIVariables)
     AddEnvironmentVariable(name);
   EXPECT_EQ(postParameters, expected);
   EXPECT_EQ(postParameters->size(), 18u);
@@ -108,24 +107,24 @@ TEST_F(RequestCaptureTest, ForwardsEighteenPrefixedKeysThroughTheTunnel) {
 
 TEST_F(RequestCaptureTest, ForwardsAnUnsetVariableAsEmpty) {
   beginTunnelMode();
-  AddEnvironmentVariable(u"HTTP_REFERER");
-  EXPECT_EQ(postParameters, (Dictionary{{{u"ApacheTunnel_HTTP_REFERER", u""}}}));
+  AddEnvironmentVariable("HTTP_REFERER");
+  EXPECT_EQ(postParameters, (Dictionary{{{"ApacheTunnel_HTTP_REFERER", ""}}}));
   beginAppleEventMode();
-  AddEnvironmentVariable(u"HTTP_REFERER");
-  EXPECT_EQ(environmentVariables, (Array{{u"\"HTTP_REFERER\",\"\""}}));
+  AddEnvironmentVariable("HTTP_REFERER");
+  EXPECT_EQ(environmentVariables, (Array{{"\"HTTP_REFERER\",\"\""}}));
 }
 
 TEST_F(RequestCaptureTest, ForwardsAVariableThatIsNotUTF8AsNullInAppleEvents) {
   beginAppleEventMode();
   setVariable("HTTP_COOKIE", "theme=\xFF");
-  AddEnvironmentVariable(u"HTTP_COOKIE");
-  EXPECT_EQ(environmentVariables, (Array{{u"\"HTTP_COOKIE\",(null)"}}));
+  AddEnvironmentVariable("HTTP_COOKIE");
+  EXPECT_EQ(environmentVariables, (Array{{"\"HTTP_COOKIE\",(null)"}}));
 }
 
 TEST_F(RequestCaptureDeathTest, EndsWithoutOutputForAVariableThatIsNotUTF8InTheTunnel) {
   beginTunnelMode();
   setVariable("HTTP_COOKIE", "theme=\xFF");
-  EXPECT_EQ(outputOfDying([] { AddEnvironmentVariable(u"HTTP_COOKIE"); }), "");
+  EXPECT_EQ(outputOfDying([] { AddEnvironmentVariable("HTTP_COOKIE"); }), "");
 }
 
 TEST_F(RequestCaptureTest, SplitsAndDecodesTheFormsFields) {
@@ -133,35 +132,33 @@ TEST_F(RequestCaptureTest, SplitsAndDecodesTheFormsFields) {
   const struct {
     std::string body;
     Dictionary tunnel;
-    const char16_t* entries;
+    const char* entries;
   } rows[] = {
-      {"a=1&b=2", {{{u"a", u"1"}, {u"b", u"2"}}}, u"\"a\",\"1\",\n\"b\",\"2\""},
-      {"b=2&a=1", {{{u"a", u"1"}, {u"b", u"2"}}}, u"\"b\",\"2\",\n\"a\",\"1\""},
-      {"a=b=c", {{{u"a", u"b"}}}, u"\"a\",\"b\""},
-      {"a==c", {{{u"a", u""}}}, u"\"a\",\"\""},
-      {"flag", {{{u"flag", u""}}}, u"\"flag\",\"\""},
-      {"flag=", {{{u"flag", u""}}}, u"\"flag\",\"\""},
-      {"=x", {{{u"", u"x"}}}, u"\"\",\"x\""},
-      {"=", {{{u"", u""}}}, u"\"\",\"\""},
-      {"&", {{{u"", u""}}}, u"\"\",\"\",\n\"\",\"\""},
-      {"a=1&&b=2",
-       {{{u"a", u"1"}, {u"", u""}, {u"b", u"2"}}},
-       u"\"a\",\"1\",\n\"\",\"\",\n\"b\",\"2\""},
-      {"a=1&", {{{u"a", u"1"}, {u"", u""}}}, u"\"a\",\"1\",\n\"\",\"\""},
-      {"=x&", {{{u"", u""}}}, u"\"\",\"x\",\n\"\",\"\""},
-      {"a=1&a=2", {{{u"a", u"2"}}}, u"\"a\",\"1\",\n\"a\",\"2\""},
-      {"name=Ann+Lee%2B%21", {{{u"name", u"Ann Lee+!"}}}, u"\"name\",\"Ann Lee+!\""},
-      {"a+b%3d=c%26d", {{{u"a b=", u"c&d"}}}, u"\"a b=\",\"c&d\""},
-      {"%2b=%252B", {{{u"+", u"%2B"}}}, u"\"+\",\"%2B\""},
-      {"q=%22hi%22", {{{u"q", u"\"hi\""}}}, u"\"q\",\"\"\"hi\"\"\""},
-      {"q=caf%C3%A9", {{{u"q", u"caf\u00E9"}}}, u"\"q\",\"caf\u00E9\""},
-      {"q=caf\xC3\xA9", {{{u"q", u"caf\u00E9"}}}, u"\"q\",\"caf\u00E9\""},
-      {"q=1%0D%0A2;3", {{{u"q", u"1\r\n2;3"}}}, u"\"q\",\"1\r\n2;3\""},
-      {"a=1\0&b=2"s, {{{u"a", u"1"}}}, u"\"a\",\"1\""},
-      {"a=1\0\xFF"s, {{{u"a", u"1"}}}, u"\"a\",\"1\""},
-      {"\0a=1"s, {{{u"", u""}}}, u"\"\",\"\""},
-      {"a=1&b=\xFF", Dictionary(std::in_place), u""},
-      {"\xC3", Dictionary(std::in_place), u""},
+      {"a=1&b=2", {{{"a", "1"}, {"b", "2"}}}, "\"a\",\"1\",\n\"b\",\"2\""},
+      {"b=2&a=1", {{{"a", "1"}, {"b", "2"}}}, "\"b\",\"2\",\n\"a\",\"1\""},
+      {"a=b=c", {{{"a", "b"}}}, "\"a\",\"b\""},
+      {"a==c", {{{"a", ""}}}, "\"a\",\"\""},
+      {"flag", {{{"flag", ""}}}, "\"flag\",\"\""},
+      {"flag=", {{{"flag", ""}}}, "\"flag\",\"\""},
+      {"=x", {{{"", "x"}}}, "\"\",\"x\""},
+      {"=", {{{"", ""}}}, "\"\",\"\""},
+      {"&", {{{"", ""}}}, "\"\",\"\",\n\"\",\"\""},
+      {"a=1&&b=2", {{{"a", "1"}, {"", ""}, {"b", "2"}}}, "\"a\",\"1\",\n\"\",\"\",\n\"b\",\"2\""},
+      {"a=1&", {{{"a", "1"}, {"", ""}}}, "\"a\",\"1\",\n\"\",\"\""},
+      {"=x&", {{{"", ""}}}, "\"\",\"x\",\n\"\",\"\""},
+      {"a=1&a=2", {{{"a", "2"}}}, "\"a\",\"1\",\n\"a\",\"2\""},
+      {"name=Ann+Lee%2B%21", {{{"name", "Ann Lee+!"}}}, "\"name\",\"Ann Lee+!\""},
+      {"a+b%3d=c%26d", {{{"a b=", "c&d"}}}, "\"a b=\",\"c&d\""},
+      {"%2b=%252B", {{{"+", "%2B"}}}, "\"+\",\"%2B\""},
+      {"q=%22hi%22", {{{"q", "\"hi\""}}}, "\"q\",\"\"\"hi\"\"\""},
+      {"q=caf%C3%A9", {{{"q", "caf\u00E9"}}}, "\"q\",\"caf\u00E9\""},
+      {"q=caf\xC3\xA9", {{{"q", "caf\u00E9"}}}, "\"q\",\"caf\u00E9\""},
+      {"q=1%0D%0A2;3", {{{"q", "1\r\n2;3"}}}, "\"q\",\"1\r\n2;3\""},
+      {"a=1\0&b=2"s, {{{"a", "1"}}}, "\"a\",\"1\""},
+      {"a=1\0\xFF"s, {{{"a", "1"}}}, "\"a\",\"1\""},
+      {"\0a=1"s, {{{"", ""}}}, "\"\",\"\""},
+      {"a=1&b=\xFF", Dictionary(std::in_place), ""},
+      {"\xC3", Dictionary(std::in_place), ""},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.body));
@@ -173,7 +170,7 @@ TEST_F(RequestCaptureTest, SplitsAndDecodesTheFormsFields) {
     setBody(row.body);
     beginAppleEventMode();
     AddPostData();
-    EXPECT_EQ(postDataCode, u"initializeDictionary(\n" + std::u16string(row.entries) + u"\n)\n");
+    EXPECT_EQ(postDataCode, std::string("initializeDictionary(\n") + row.entries + "\n)\n");
     EXPECT_EQ(environmentVariables, Array(std::in_place));
     EXPECT_EQ(cgiResult, kAbsent);
   }
@@ -182,20 +179,20 @@ TEST_F(RequestCaptureTest, SplitsAndDecodesTheFormsFields) {
 TEST_F(RequestCaptureTest, ShowsFieldsThatCannotBeDecodedAsNullInAppleEvents) {
   const struct {
     const char* body;
-    const char16_t* entries;
+    const char* entries;
   } rows[] = {
-      {"a=%zz", u"\"a\",(null)"},
-      {"a=%C3", u"\"a\",(null)"},
-      {"a=%", u"\"a\",(null)"},
-      {"%zz=b", u"(null),\"b\""},
-      {"%zz=%zz&c=d", u"(null),(null),\n\"c\",\"d\""},
+      {"a=%zz", "\"a\",(null)"},
+      {"a=%C3", "\"a\",(null)"},
+      {"a=%", "\"a\",(null)"},
+      {"%zz=b", "(null),\"b\""},
+      {"%zz=%zz&c=d", "(null),(null),\n\"c\",\"d\""},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.body);
     setBody(row.body);
     beginAppleEventMode();
     AddPostData();
-    EXPECT_EQ(postDataCode, u"initializeDictionary(\n" + std::u16string(row.entries) + u"\n)\n");
+    EXPECT_EQ(postDataCode, std::string("initializeDictionary(\n") + row.entries + "\n)\n");
   }
 }
 
@@ -223,13 +220,13 @@ TEST_F(RequestCaptureTest, ReadsAsManyBytesAsContentLengthSays) {
        "3",
        0, Dictionary(std::in_place)},
       {"-99999999999999999999", 0, Dictionary(std::in_place)},
-      {"1", 1, {{{u"a", u""}}}},
-      {"3", 3, {{{u"a", u"1"}}}},
-      {"+3", 3, {{{u"a", u"1"}}}},
-      {"3.9", 3, {{{u"a", u"1"}}}},
-      {" 7abc", 7, {{{u"a", u"1"}, {u"b", u"2"}}}},
-      {"15", 15, {{{u"a", u"1"}, {u"b", u"2"}, {u"c", u"3"}, {u"d", u"4"}}}},
-      {"1000", 15, {{{u"a", u"1"}, {u"b", u"2"}, {u"c", u"3"}, {u"d", u"4"}}}},
+      {"1", 1, {{{"a", ""}}}},
+      {"3", 3, {{{"a", "1"}}}},
+      {"+3", 3, {{{"a", "1"}}}},
+      {"3.9", 3, {{{"a", "1"}}}},
+      {" 7abc", 7, {{{"a", "1"}, {"b", "2"}}}},
+      {"15", 15, {{{"a", "1"}, {"b", "2"}, {"c", "3"}, {"d", "4"}}}},
+      {"1000", 15, {{{"a", "1"}, {"b", "2"}, {"c", "3"}, {"d", "4"}}}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.contentLength));
@@ -249,7 +246,7 @@ TEST_F(RequestCaptureTest, WithoutABodyLeavesTheEmptyLiteralInBothModes) {
   setInput("a=1");
   for (const auto begin : {beginTunnelMode, beginAppleEventMode}) {
     begin();
-    postDataCode = u"old";
+    postDataCode = "old";
     AddPostData();
     EXPECT_EQ(postDataCode, kNoForm);
     EXPECT_EQ(bytesRead(), 0);
@@ -261,10 +258,10 @@ TEST_F(RequestCaptureTest, TakesAnInputThatNeverCameForOneEmptyField) {
   setVariable("CONTENT_LENGTH", "10");
   beginTunnelMode();
   AddPostData();
-  EXPECT_EQ(postParameters, (Dictionary{{{u"", u""}}}));
+  EXPECT_EQ(postParameters, (Dictionary{{{"", ""}}}));
   beginAppleEventMode();
   AddPostData();
-  EXPECT_EQ(postDataCode, u"initializeDictionary(\n\"\",\"\"\n)\n");
+  EXPECT_EQ(postDataCode, "initializeDictionary(\n\"\",\"\"\n)\n");
 }
 
 TEST_F(RequestCaptureTest, WaitsForABodyThatComesInParts) {
@@ -286,25 +283,24 @@ TEST_F(RequestCaptureTest, WaitsForABodyThatComesInParts) {
   beginTunnelMode();
   AddPostData();
   EXPECT_EQ(waitpid(writer, nullptr, 0), writer);
-  EXPECT_EQ(postParameters, (Dictionary{{{u"a", u"1"}, {u"b", u"2"}}}));
+  EXPECT_EQ(postParameters, (Dictionary{{{"a", "1"}, {"b", "2"}}}));
 }
 
 TEST_F(RequestCaptureTest, LetsAFieldReplaceAVariableOfTheSameKey) {
   beginTunnelMode();
   setVariable("QUERY_STRING", "id=7");
-  AddEnvironmentVariable(u"QUERY_STRING");
+  AddEnvironmentVariable("QUERY_STRING");
   setBody("ApacheTunnel_QUERY_STRING=mine&query=1");
   AddPostData();
-  EXPECT_EQ(postParameters,
-            (Dictionary{{{u"ApacheTunnel_QUERY_STRING", u"mine"}, {u"query", u"1"}}}));
+  EXPECT_EQ(postParameters, (Dictionary{{{"ApacheTunnel_QUERY_STRING", "mine"}, {"query", "1"}}}));
 }
 
 TEST_F(RequestCaptureTest, LeavesTheVariablesOfAppleEventsAsTheyAre) {
   beginAppleEventMode();
-  environmentVariables->push_back(u"\"QUERY_STRING\",\"id=7\"");
+  environmentVariables->push_back("\"QUERY_STRING\",\"id=7\"");
   setBody("a=1");
   AddPostData();
-  EXPECT_EQ(environmentVariables, (Array{{u"\"QUERY_STRING\",\"id=7\""}}));
+  EXPECT_EQ(environmentVariables, (Array{{"\"QUERY_STRING\",\"id=7\""}}));
 }
 
 TEST_F(RequestCaptureTest, ReadsNothingWithoutABuffer) {
@@ -312,9 +308,9 @@ TEST_F(RequestCaptureTest, ReadsNothingWithoutABuffer) {
     begin();
     setInput("a=1");
     setVariable("CONTENT_LENGTH", "9223372036854775807");
-    cgiResult = u"old";
+    cgiResult = "old";
     AddPostData();
-    EXPECT_EQ(cgiResult, u"Quintora CGI Error: Out of memory (form data).");
+    EXPECT_EQ(cgiResult, "Quintora CGI Error: Out of memory (form data).");
     EXPECT_EQ(postDataCode, kNoForm);
     EXPECT_EQ(bytesRead(), 0);
   }
@@ -326,10 +322,10 @@ TEST_F(RequestCaptureTest, ReadsNothingWithoutABuffer) {
 
 TEST_F(RequestCaptureTest, KeepsWhatStoodInTheResult) {
   beginTunnelMode();
-  cgiResult = u"old";
+  cgiResult = "old";
   setBody("a=1");
   AddPostData();
-  EXPECT_EQ(cgiResult, u"old");
+  EXPECT_EQ(cgiResult, "old");
 }
 
 }  // namespace

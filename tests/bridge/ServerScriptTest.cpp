@@ -13,14 +13,14 @@ TEST(DictionaryEntry, QuotesKeyAndValue) {
   const struct {
     String key, value, expected;
   } rows[] = {
-      {u"name", u"Ann", u"\"name\",\"Ann\""},
-      {u"", u"", u"\"\",\"\""},
-      {u"\"", u"say \"hi\"", u"\"\"\"\",\"say \"\"hi\"\"\""},
-      {u"note", u"a}b", u"\"note\",\"a}b\""},
-      {u"a,b", u"{1}\r\n\\%@", u"\"a,b\",\"{1}\r\n\\%@\""},
-      {u"name", kAbsent, u"\"name\",(null)"},
-      {kAbsent, u"Ann", u"(null),\"Ann\""},
-      {kAbsent, kAbsent, u"(null),(null)"},
+      {"name", "Ann", "\"name\",\"Ann\""},
+      {"", "", "\"\",\"\""},
+      {"\"", "say \"hi\"", "\"\"\"\",\"say \"\"hi\"\"\""},
+      {"note", "a}b", "\"note\",\"a}b\""},
+      {"a,b", "{1}\r\n\\%@", "\"a,b\",\"{1}\r\n\\%@\""},
+      {"name", kAbsent, "\"name\",(null)"},
+      {kAbsent, "Ann", "(null),\"Ann\""},
+      {kAbsent, kAbsent, "(null),(null)"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.key) + " and " + testing::PrintToString(row.value));
@@ -29,34 +29,34 @@ TEST(DictionaryEntry, QuotesKeyAndValue) {
 }
 
 TEST(FormDictionaryText, JoinsEntriesAndEndsWithALineFeed) {
-  EXPECT_EQ(formDictionaryText(Array(std::in_place)), u"initializeDictionary(\n\n)\n");
-  EXPECT_EQ(formDictionaryText({{u"\"a\",\"1\""}}), u"initializeDictionary(\n\"a\",\"1\"\n)\n");
-  EXPECT_EQ(formDictionaryText({{u"\"a\",\"1\"", u"\"a\",\"1\""}}),
-            u"initializeDictionary(\n\"a\",\"1\",\n\"a\",\"1\"\n)\n");
+  EXPECT_EQ(formDictionaryText(Array(std::in_place)), "initializeDictionary(\n\n)\n");
+  EXPECT_EQ(formDictionaryText({{"\"a\",\"1\""}}), "initializeDictionary(\n\"a\",\"1\"\n)\n");
+  EXPECT_EQ(formDictionaryText({{"\"a\",\"1\"", "\"a\",\"1\""}}),
+            "initializeDictionary(\n\"a\",\"1\",\n\"a\",\"1\"\n)\n");
 }
 
 TEST(ServerScriptStatement, HasTheVariablesThenTheForm) {
-  EXPECT_EQ(serverScriptStatement({{u"\"A\",\"1\"", u"\"B\",\"2\""}}, kEmptyLiteral),
-            u"setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n"
-            u"\"A\",\"1\",\n\"B\",\"2\"\n),\"\")\n");
-  EXPECT_EQ(serverScriptStatement({{u"\"A\",\"1\""}}, formDictionaryText({{u"\"a\",\"1\""}})),
-            u"setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n"
-            u"\"A\",\"1\"\n),initializeDictionary(\n\"a\",\"1\"\n)\n)\n");
+  EXPECT_EQ(serverScriptStatement({{"\"A\",\"1\"", "\"B\",\"2\""}}, kEmptyLiteral),
+            "setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n"
+            "\"A\",\"1\",\n\"B\",\"2\"\n),\"\")\n");
+  EXPECT_EQ(serverScriptStatement({{"\"A\",\"1\""}}, formDictionaryText({{"\"a\",\"1\""}})),
+            "setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n"
+            "\"A\",\"1\"\n),initializeDictionary(\n\"a\",\"1\"\n)\n)\n");
 }
 
 TEST(ServerScriptStatement, ShowsWhatIsAbsentAsNull) {
   EXPECT_EQ(serverScriptStatement(kAbsent, kEmptyLiteral),
-            u"setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n(null)\n),"
-            u"\"\")\n");
+            "setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n(null)\n),"
+            "\"\")\n");
   EXPECT_EQ(serverScriptStatement(Array(std::in_place), kAbsent),
-            u"setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n\n),(null))"
-            u"\n");
+            "setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n\n),(null))"
+            "\n");
 }
 
 TEST(ServerScriptStatement, TakesNoValueForAFormat) {
-  EXPECT_EQ(serverScriptStatement({{u"\"A\",\"%@\""}}, u"%d"),
-            u"setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n"
-            u"\"A\",\"%@\"\n),%d)\n");
+  EXPECT_EQ(serverScriptStatement({{"\"A\",\"%@\""}}, "%d"),
+            "setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n"
+            "\"A\",\"%@\"\n),%d)\n");
 }
 
 // A whole request in Apple-event mode, from the environment to the statement.
@@ -83,14 +83,14 @@ class RequestStatementTest : public RequestTest {
 
   static String capturedStatement() {
     environmentVariables.emplace();
-    for (const char16_t* name : kCGIVariables)
+    for (const char* name : kCGIVariables)
       AddEnvironmentVariable(name);
     AddPostData();
     return serverScriptStatement(environmentVariables, postDataCode);
   }
 
-  const std::u16string variables_ =
-      uR"(setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(
+  const std::string variables_ =
+      R"(setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(
 "SERVER_SOFTWARE","Apache/2.4",
 "QUERY_STRING","id=7",
 "REMOTE_ADDR","192.0.2.10",
@@ -115,7 +115,7 @@ class RequestStatementTest : public RequestTest {
 TEST_F(RequestStatementTest, CarriesVariablesAndFields) {
   setBody("name=Ann+%22Al%22+Lee&city=Bern&note=a%7Db&flag");
   EXPECT_EQ(capturedStatement(), variables_ +
-                                     uR"(initializeDictionary(
+                                     R"(initializeDictionary(
 "name","Ann ""Al"" Lee",
 "city","Bern",
 "note","a}b",
@@ -126,18 +126,18 @@ TEST_F(RequestStatementTest, CarriesVariablesAndFields) {
 }
 
 TEST_F(RequestStatementTest, EndsWithTheEmptyLiteralWithoutABody) {
-  EXPECT_EQ(capturedStatement(), variables_ + u"\"\")\n");
+  EXPECT_EQ(capturedStatement(), variables_ + "\"\")\n");
 }
 
 TEST_F(RequestStatementTest, EndsWithAnEmptyDictionaryForABodyThatIsNotUTF8) {
   setBody("a=1&b=\xFF");
-  EXPECT_EQ(capturedStatement(), variables_ + u"initializeDictionary(\n\n)\n)\n");
+  EXPECT_EQ(capturedStatement(), variables_ + "initializeDictionary(\n\n)\n)\n");
 }
 
 TEST_F(RequestStatementTest, ListsFieldsOfTheSameNameInTheirOrder) {
   setBody("a=1&a=2");
   EXPECT_EQ(capturedStatement(),
-            variables_ + u"initializeDictionary(\n\"a\",\"1\",\n\"a\",\"2\"\n)\n)\n");
+            variables_ + "initializeDictionary(\n\"a\",\"1\",\n\"a\",\"2\"\n)\n)\n");
 }
 
 }  // namespace

@@ -2,6 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <utility>
+
+#include "extras/UTF16.h"
+#include "tests/support/Units.h"
+
 namespace quintora {
 
 namespace {
@@ -12,13 +17,24 @@ using testing::IsEmpty;
 
 constexpr auto kAbsent = std::nullopt;
 
-String decodeUTF8(std::string_view bytes) { return initWithDataEncoding(bytes, kUTF8TextEncoding); }
+String decodeUTF8(std::string_view bytes) {
+  return initWithDataEncoding(Data(bytes), kUTF8TextEncoding);
+}
 
 std::string bytesOf(std::initializer_list<unsigned> values) {
   std::string bytes;
   for (const unsigned value : values)
     bytes += static_cast<char>(value);
   return bytes;
+}
+
+String decodeUTF16(std::u16string_view codeUnits) {
+  std::string bytes;
+  for (const char16_t unit : codeUnits) {
+    bytes += static_cast<char>(unit / 0x100);
+    bytes += static_cast<char>(unit % 0x100);
+  }
+  return initWithDataEncoding(bytes, kUTF16BigEndianTextEncoding);
 }
 
 // The well-formed sequences of Unicode, table 3-7; bytes after the second are 80 to BF.
@@ -131,28 +147,37 @@ TEST(UTF8, RefusesTheWholeForOneSequence) {
 }
 
 TEST(UTF8, KeepsZeroBytesAndAMark) {
-  EXPECT_EQ(decodeUTF8(""), u"");
-  EXPECT_EQ(decodeUTF8("\0"sv), std::u16string(1, u'\0'));
-  EXPECT_EQ(decodeUTF8("a\0b"sv), std::u16string(u"a\0b", 3));
-  EXPECT_EQ(decodeUTF8("\xEF\xBB\xBFx"), u"\uFEFFx");
+  EXPECT_EQ(decodeUTF8(""), "");
+  EXPECT_EQ(decodeUTF8("\0"sv), std::string(1, '\0'));
+  EXPECT_EQ(decodeUTF8("a\0b"sv), "a\0b"s);
+  EXPECT_EQ(decodeUTF8("\xEF\xBB\xBFx"), "\uFEFFx");
 }
 
 TEST(UTF8, CarriesEveryCharacterBothWays) {
   std::vector<char32_t> wrong;
+  std::string text;
+  std::u16string unitsOfText;
   for (char32_t c = 0; c <= 0x10FFFF; ++c) {
     if (c >= 0xD800 && c <= 0xDFFF)
       continue;
-    std::u16string units{static_cast<char16_t>(c)};
     if (c >= 0x10000)
-      units = {static_cast<char16_t>(0xD7C0 + c / 0x400),
-               static_cast<char16_t>(0xDC00 + c % 0x400)};
+      unitsOfText += static_cast<char16_t>(0xD7C0 + c / 0x400);
+    unitsOfText += static_cast<char16_t>(c >= 0x10000 ? 0xDC00 + c % 0x400 : c);
     const unsigned last = 0x80 + c % 64, third = 0x80 + c / 64 % 64, second = 0x80 + c / 4096 % 64;
     const std::string bytes = c < 0x80      ? bytesOf({c})
                               : c < 0x800   ? bytesOf({0xC0 + c / 64, last})
                               : c < 0x10000 ? bytesOf({0xE0 + c / 4096, third, last})
                                             : bytesOf({0xF0 + c / 262144, second, third, last});
-    if (decodeUTF8(bytes) != units || UTF8Data(units) != bytes || lossyUTF8Data(units) != bytes)
+    text += bytes;
+    if (decodeUTF8(bytes) != bytes)
       wrong.push_back(c);
+    if (c % 0x100 != 0xFF)
+      continue;
+    if (decodeUTF16(unitsOfText) != text || unitsOf(text) != unitsOfText ||
+        units(unitsOfText) != text)
+      wrong.push_back(c);
+    text.clear();
+    unitsOfText.clear();
   }
   EXPECT_THAT(wrong, IsEmpty());
 }
@@ -162,7 +187,7 @@ TEST(UTF8, CarriesEveryCharacterBothWays) {
 TEST(UTF8, CarriesCharactersAtEveryPlaceOfLongTexts) {
   const struct {
     std::string_view bytes, broken;
-    std::u16string_view units;
+    std::u16string_view codeUnits;
   } characters[] = {
       {"\xC3\xA9"sv, "\xC3"sv, u"\u00E9"},
       {"\xE2\x82\xAC"sv, "\xE2\x82"sv, u"\u20AC"},
@@ -170,19 +195,20 @@ TEST(UTF8, CarriesCharactersAtEveryPlaceOfLongTexts) {
   };
   for (const auto& character : characters) {
     std::string bytes;
-    std::u16string units;
+    std::u16string codeUnits;
     for (size_t length = 0; length < 80; ++length) {
       for (size_t count = 1; count < 30; count += 7) {
         bytes += std::string(length, 'x');
-        units += std::u16string(length, u'x');
+        codeUnits += std::u16string(length, u'x');
         for (size_t i = 0; i < count; ++i) {
           bytes += character.bytes;
-          units += character.units;
+          codeUnits += character.codeUnits;
         }
       }
-      ASSERT_EQ(decodeUTF8(bytes), units) << length;
-      ASSERT_EQ(lossyUTF8Data(units), bytes) << length;
-      ASSERT_EQ(UTF8Data(units), bytes) << length;
+      ASSERT_EQ(decodeUTF8(bytes), bytes) << length;
+      ASSERT_EQ(decodeUTF16(codeUnits), bytes) << length;
+      ASSERT_EQ(unitsOf(bytes), codeUnits) << length;
+      ASSERT_EQ(units(codeUnits), bytes) << length;
       ASSERT_TRUE(isValidUTF8(bytes)) << length;
       for (const std::string& broken :
            {bytes + std::string(character.broken), bytes + std::string(character.broken) + "x",
@@ -190,36 +216,39 @@ TEST(UTF8, CarriesCharactersAtEveryPlaceOfLongTexts) {
         ASSERT_EQ(decodeUTF8(broken), kAbsent) << length;
         ASSERT_FALSE(isValidUTF8(broken)) << length;
       }
-      const std::u16string unpaired = units + std::u16string(length, u'x') + u'\xD83D';
-      ASSERT_EQ(lossyUTF8Data(unpaired), bytes + std::string(length, 'x') + "\xEF\xBF\xBD");
-      ASSERT_EQ(UTF8Data(unpaired), kAbsent) << length;
+      const std::u16string unpaired = codeUnits + std::u16string(length, u'x') + u'\xD83D';
+      ASSERT_EQ(units(unpaired), bytes + std::string(length, 'x') + "\xED\xA0\xBD") << length;
+      ASSERT_FALSE(isValidUTF8(units(unpaired))) << length;
+      ASSERT_EQ(decodeUTF16(unpaired), kAbsent) << length;
     }
   }
 }
 
-TEST(UTF8Data, RefusesUnpairedSurrogatesWhichTheLossyFormReplaces) {
+// Half of a surrogate pair is kept as three bytes, which are no UTF-8.
+TEST(UTF8, CannotHoldUnpairedSurrogatesWhichATextCan) {
   const struct {
-    String text;
-    std::optional<Data> strict;
-    Data lossy;
+    std::u16string codeUnits;
+    std::string bytes;
+    bool isUTF8;
   } rows[] = {
-      {u"", "", ""},
-      {u"a\u00E9\U0001F600", "a\xC3\xA9\xF0\x9F\x98\x80", "a\xC3\xA9\xF0\x9F\x98\x80"},
-      {std::u16string(u"a\0b", 3), "a\0b"s, "a\0b"s},
-      {u"\xD83D", kAbsent, "\xEF\xBF\xBD"},
-      {u"\xDE00", kAbsent, "\xEF\xBF\xBD"},
-      {u"a\xD83D", kAbsent, "a\xEF\xBF\xBD"},
-      {u"\xD83Dz", kAbsent, "\xEF\xBF\xBDz"},
-      {u"\xDE00z", kAbsent, "\xEF\xBF\xBDz"},
-      {u"\xDE00\xD83D", kAbsent, "\xEF\xBF\xBD\xEF\xBF\xBD"},
-      {u"\xD83D\xD83D\xDE00", kAbsent, "\xEF\xBF\xBD\xF0\x9F\x98\x80"},
-      {u"\xD83D\xDE00\xDE00", kAbsent, "\xF0\x9F\x98\x80\xEF\xBF\xBD"},
-      {kAbsent, kAbsent, ""},
+      {u"", "", true},
+      {u"a\u00E9\U0001F600", "a\xC3\xA9\xF0\x9F\x98\x80", true},
+      {u"a\0b"s, "a\0b"s, true},
+      {u"\xD83D", "\xED\xA0\xBD", false},
+      {u"\xDE00", "\xED\xB8\x80", false},
+      {u"a\xD83D", "a\xED\xA0\xBD", false},
+      {u"\xD83Dz", "\xED\xA0\xBDz", false},
+      {u"\xDE00z", "\xED\xB8\x80z", false},
+      {u"\xDE00\xD83D", "\xED\xB8\x80\xED\xA0\xBD", false},
+      {u"\xD83D\xD83D\xDE00", "\xED\xA0\xBD\xF0\x9F\x98\x80", false},
+      {u"\xD83D\xDE00\xDE00", "\xF0\x9F\x98\x80\xED\xB8\x80", false},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(testing::PrintToString(row.text));
-    EXPECT_EQ(UTF8Data(row.text), row.strict);
-    EXPECT_EQ(lossyUTF8Data(row.text), row.lossy);
+    SCOPED_TRACE(testing::PrintToString(row.bytes));
+    EXPECT_EQ(units(row.codeUnits), row.bytes);
+    EXPECT_EQ(unitsOf(row.bytes), row.codeUnits);
+    EXPECT_EQ(isValidUTF8(row.bytes), row.isUTF8);
+    EXPECT_EQ(decodeUTF8(row.bytes), row.isUTF8 ? String(row.bytes) : kAbsent);
   }
 }
 
@@ -228,26 +257,27 @@ TEST(UTF16, FollowsItsMarkAndIsBigEndianWithoutOne) {
     std::string_view bytes;
     String marked, bigEndian, littleEndian;
   } rows[] = {
-      {""sv, u"", u"", u""},
-      {"\0A"sv, u"A", u"A", u"\u4100"},
-      {"\0A\x20\xAC"sv, u"A\u20AC", u"A\u20AC", u"\u4100\uAC20"},
-      {"\xD8\x3D\xDE\0"sv, u"\U0001F600", u"\U0001F600", u"\u3DD8\u00DE"},
-      {"\x3D\xD8\0\xDE"sv, u"\u3DD8\u00DE", u"\u3DD8\u00DE", u"\U0001F600"},
+      {""sv, "", "", ""},
+      {"\0A"sv, "A", "A", "\u4100"},
+      {"\0A\x20\xAC"sv, "A\u20AC", "A\u20AC", "\u4100\uAC20"},
+      {"\xD8\x3D\xDE\0"sv, "\U0001F600", "\U0001F600", "\u3DD8\u00DE"},
+      {"\x3D\xD8\0\xDE"sv, "\u3DD8\u00DE", "\u3DD8\u00DE", "\U0001F600"},
       {"A"sv, kAbsent, kAbsent, kAbsent},  // half a unit
       {"\0AB"sv, kAbsent, kAbsent, kAbsent},
-      {"\xD8\x3D"sv, kAbsent, kAbsent, u"\u3DD8"},  // half a pair
-      {"\xDE\0"sv, kAbsent, kAbsent, u"\u00DE"},
-      {"\xD8\x3D\0A"sv, kAbsent, kAbsent, u"\u3DD8\u4100"},
-      {"\0A\xDE\0"sv, kAbsent, kAbsent, u"\u4100\u00DE"},
-      {"\xDE\0\xD8\x3D"sv, kAbsent, kAbsent, u"\u00DE\u3DD8"},
-      {"\xD8\x3D\xD8\x3D\xDE\0"sv, kAbsent, kAbsent, u"\u3DD8\u3DD8\u00DE"},
-      {"\x3D\xD8"sv, u"\u3DD8", u"\u3DD8", kAbsent},
+      {"\xD8\x3D"sv, kAbsent, kAbsent, "\u3DD8"},  // half a pair
+      {"\xDE\0"sv, kAbsent, kAbsent, "\u00DE"},
+      {"\xD8\x3D\0A"sv, kAbsent, kAbsent, "\u3DD8\u4100"},
+      {"\0A\xDE\0"sv, kAbsent, kAbsent, "\u4100\u00DE"},
+      {"\xDE\0\xD8\x3D"sv, kAbsent, kAbsent, "\u00DE\u3DD8"},
+      {"\xD8\x3D\xD8\x3D\xDE\0"sv, kAbsent, kAbsent, "\u3DD8\u3DD8\u00DE"},
+      {"\x3D\xD8"sv, "\u3DD8", "\u3DD8", kAbsent},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.bytes));
-    EXPECT_EQ(initWithDataEncoding(row.bytes, kUTF16TextEncoding), row.marked);
-    EXPECT_EQ(initWithDataEncoding(row.bytes, kUTF16BigEndianTextEncoding), row.bigEndian);
-    EXPECT_EQ(initWithDataEncoding(row.bytes, kUTF16LittleEndianTextEncoding), row.littleEndian);
+    EXPECT_EQ(initWithDataEncoding(Data(row.bytes), kUTF16TextEncoding), row.marked);
+    EXPECT_EQ(initWithDataEncoding(Data(row.bytes), kUTF16BigEndianTextEncoding), row.bigEndian);
+    EXPECT_EQ(initWithDataEncoding(Data(row.bytes), kUTF16LittleEndianTextEncoding),
+              row.littleEndian);
   }
 }
 
@@ -256,14 +286,14 @@ TEST(UTF16, DropsOneMark) {
     std::string_view bytes;
     String expected;
   } rows[] = {
-      {"\xFE\xFF"sv, u""},
-      {"\xFF\xFE"sv, u""},
-      {"\xFE\xFF\0A"sv, u"A"},
-      {"\xFF\xFE\x41\0"sv, u"A"},
-      {"\xFE\xFF\xFE\xFF"sv, u"\uFEFF"},
-      {"\0A\xFE\xFF"sv, u"A\uFEFF"},
-      {"\xFE\xFF\xD8\x3D\xDE\0"sv, u"\U0001F600"},
-      {"\xFF\xFE\x3D\xD8\0\xDE"sv, u"\U0001F600"},
+      {"\xFE\xFF"sv, ""},
+      {"\xFF\xFE"sv, ""},
+      {"\xFE\xFF\0A"sv, "A"},
+      {"\xFF\xFE\x41\0"sv, "A"},
+      {"\xFE\xFF\xFE\xFF"sv, "\uFEFF"},
+      {"\0A\xFE\xFF"sv, "A\uFEFF"},
+      {"\xFE\xFF\xD8\x3D\xDE\0"sv, "\U0001F600"},
+      {"\xFF\xFE\x3D\xD8\0\xDE"sv, "\U0001F600"},
       {"\xFE\xFF\0"sv, kAbsent},
       {"\xFF\xFE\0"sv, kAbsent},
       {"\xFF\xFE\x3D\xD8"sv, kAbsent},
@@ -271,8 +301,17 @@ TEST(UTF16, DropsOneMark) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.bytes));
-    EXPECT_EQ(initWithDataEncoding(row.bytes, kUTF16TextEncoding), row.expected);
+    EXPECT_EQ(initWithDataEncoding(Data(row.bytes), kUTF16TextEncoding), row.expected);
   }
+}
+
+TEST(UTF16, ReadsNothingBeyondTheEnd) {
+  std::string bytes;
+  for (size_t i = 0; i < 40; ++i)
+    bytes += "x\0"s;
+  bytes += "\x3D\xD8\0\xDE"s;  // a pair, of which the second half goes, but stays in memory
+  bytes.resize(bytes.size() - 2);
+  EXPECT_EQ(initWithDataEncoding(std::move(bytes), kUTF16LittleEndianTextEncoding), kAbsent);
 }
 
 // The upper halves of the one-byte encodings, in the order of their bytes from 80 on.
@@ -291,32 +330,52 @@ TEST(OneByteEncodings, HaveACharacterForEachByte) {
   for (unsigned byte = 0; byte < 0x100; ++byte) {
     SCOPED_TRACE("byte " + std::to_string(byte));
     const std::string bytes = bytesOf({byte});
-    const String same = std::u16string(1, static_cast<char16_t>(byte));
+    const String same = units(std::u16string{static_cast<char16_t>(byte)});
     const bool isASCII = byte < 0x80;
     EXPECT_EQ(initWithDataEncoding(bytes, kASCIITextEncoding), isASCII ? same : kAbsent);
     EXPECT_EQ(initWithDataEncoding(bytes, kISOLatin1TextEncoding), same);
     EXPECT_EQ(initWithDataEncoding(bytes, kMacOSRomanTextEncoding),
-              isASCII ? same : std::u16string(1, kMacOSRoman[byte - 0x80]));
+              isASCII ? same : units(kMacOSRoman.substr(byte - 0x80, 1)));
   }
 }
 
 TEST(OneByteEncodings, DecodeTextsOfAnyLength) {
   for (size_t size = 0; size < 5000; size += 1 + size / 100) {
     const std::string bytes = std::string(size, 'x');
-    const std::u16string units = std::u16string(size, u'x');
-    ASSERT_EQ(initWithDataEncoding(bytes, kASCIITextEncoding), units) << size;
+    ASSERT_EQ(initWithDataEncoding(bytes, kASCIITextEncoding), bytes) << size;
     ASSERT_EQ(initWithDataEncoding(bytes + '\xE9', kASCIITextEncoding), kAbsent) << size;
-    ASSERT_EQ(initWithDataEncoding(bytes + '\xE9', kISOLatin1TextEncoding), units + u'\u00E9');
-    ASSERT_EQ(initWithDataEncoding(bytes + '\x8E', kMacOSRomanTextEncoding), units + u'\u00E9');
+    ASSERT_EQ(initWithDataEncoding(bytes + '\xE9', kISOLatin1TextEncoding), bytes + "\u00E9");
+    ASSERT_EQ(initWithDataEncoding(bytes + '\x8E', kMacOSRomanTextEncoding), bytes + "\u00E9");
+  }
+}
+
+// Other characters than ASCII stand at every place of stretches of ASCII of every length, as above.
+TEST(OneByteEncodings, DecodeCharactersAtEveryPlaceOfLongTexts) {
+  std::string bytes, latin, roman;
+  for (size_t length = 0; length < 80; ++length) {
+    for (size_t count = 1; count < 30; count += 7) {
+      bytes += std::string(length, 'x');
+      latin += std::string(length, 'x');
+      roman += std::string(length, 'x');
+      for (size_t i = 0; i < count; ++i) {
+        const unsigned byte = 0x80 + static_cast<unsigned>((length + i) % 0x80);
+        bytes += static_cast<char>(byte);
+        latin += units(std::u16string{static_cast<char16_t>(byte)});
+        roman += units(kMacOSRoman.substr(byte - 0x80, 1));
+      }
+    }
+    ASSERT_EQ(initWithDataEncoding(bytes, kISOLatin1TextEncoding), latin) << length;
+    ASSERT_EQ(initWithDataEncoding(bytes, kMacOSRomanTextEncoding), roman) << length;
+    ASSERT_EQ(initWithDataEncoding(bytes, kASCIITextEncoding), kAbsent) << length;
   }
 }
 
 TEST(OneByteEncodings, DecodeByteByByte) {
-  EXPECT_EQ(initWithDataEncoding("", kASCIITextEncoding), u"");
-  EXPECT_EQ(initWithDataEncoding("abc", kASCIITextEncoding), u"abc");
+  EXPECT_EQ(initWithDataEncoding("", kASCIITextEncoding), "");
+  EXPECT_EQ(initWithDataEncoding("abc", kASCIITextEncoding), "abc");
   EXPECT_EQ(initWithDataEncoding("ab\x80", kASCIITextEncoding), kAbsent);
-  EXPECT_EQ(initWithDataEncoding("\xC3\xA9!", kISOLatin1TextEncoding), u"\u00C3\u00A9!");
-  EXPECT_EQ(initWithDataEncoding("\xC3\xA9!", kMacOSRomanTextEncoding), u"\u221A\u00A9!");
+  EXPECT_EQ(initWithDataEncoding("\xC3\xA9!", kISOLatin1TextEncoding), "\u00C3\u00A9!");
+  EXPECT_EQ(initWithDataEncoding("\xC3\xA9!", kMacOSRomanTextEncoding), "\u221A\u00A9!");
 }
 
 TEST(Identifiers, AreThoseOfThePlatform) {

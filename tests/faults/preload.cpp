@@ -4,7 +4,7 @@
 //
 //   FAULT_CALLS        names of functions, each with a comma behind it; they are counted together
 //   FAULT_FIRST, _LAST the calls that are meant, counted from 1
-//   FAULT              refuse  memory is not there
+//   FAULT              refuse  memory is not there, where at least FAULT_VALUE bytes are wanted
 //                      shorten as many bytes as FAULT_VALUE pass at most
 //                      lose    the connection is gone, and the error FAULT_VALUE tells so
 //                      report  the call is made, and then reports the error FAULT_VALUE
@@ -58,6 +58,14 @@ char faultOf(const char* call) {
   return *std::getenv("FAULT");
 }
 
+// Whether so much memory is not there. Calls for less are not counted.
+bool isRefused(const char* call, size_t size) {
+  if (size < static_cast<size_t>(number("FAULT_VALUE")) || faultOf(call) != 'r')
+    return false;
+  errno = ENOMEM;
+  return true;
+}
+
 // Where a call that transfers bytes goes wrong; `made` makes it with a count of at most so many.
 template <typename Made>
 ssize_t transferred(const char* call, int descriptor, Made made) {
@@ -75,24 +83,15 @@ ssize_t transferred(const char* call, int descriptor, Made made) {
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
 EXPORT void* malloc(size_t size) noexcept {
-  if (faultOf("malloc") != 'r')
-    return __libc_malloc(size);
-  errno = ENOMEM;
-  return nullptr;
+  return isRefused("malloc", size) ? nullptr : __libc_malloc(size);
 }
 
 EXPORT void* calloc(size_t count, size_t size) noexcept {
-  if (faultOf("calloc") != 'r')
-    return __libc_calloc(count, size);
-  errno = ENOMEM;
-  return nullptr;
+  return isRefused("calloc", count * size) ? nullptr : __libc_calloc(count, size);
 }
 
 EXPORT void* realloc(void* block, size_t size) noexcept {
-  if (faultOf("realloc") != 'r')
-    return __libc_realloc(block, size);
-  errno = ENOMEM;
-  return nullptr;
+  return isRefused("realloc", size) ? nullptr : __libc_realloc(block, size);
 }
 
 EXPORT ssize_t read(int descriptor, void* bytes, size_t size) {
@@ -107,6 +106,12 @@ EXPORT ssize_t recv(int descriptor, void* bytes, size_t size, int flags) {
     return syscall(SYS_recvfrom, descriptor, bytes, size, flags, nullptr, nullptr);
   return transferred("recv", descriptor, [=](size_t most) {
     return syscall(SYS_recvfrom, descriptor, bytes, std::min(size, most), flags, nullptr, nullptr);
+  });
+}
+
+EXPORT ssize_t send(int descriptor, const void* bytes, size_t size, int flags) {
+  return transferred("send", descriptor, [=](size_t most) {
+    return syscall(SYS_sendto, descriptor, bytes, std::min(size, most), flags, nullptr, 0);
   });
 }
 

@@ -46,6 +46,22 @@ class Refusals(FaultTest):
             self.judge(site, self.refuse(site, number), {"out of memory"}, number=number)
 
 
+class FormBuffer(FaultTest):
+    """What is asked for is known to the byte, also where the form is shorter than it says."""
+
+    def test_form_has_a_buffer_with_100_bytes_to_spare(self):
+        preload = Preload(self)
+        with contextlib.ExitStack() as stack:
+            site = Site(stack, REQUESTS["POST"])
+            site.environment["CONTENT_LENGTH"] = str(10 * MIB)
+            for size, refused, verdict in ((10 * MIB + 100, 1, "page for less"),
+                                           (10 * MIB + 101, 0, "page")):
+                with self.subTest(size=size):
+                    run, count = preload.run(site, ALLOCATIONS, "refuse", size)
+                    self.assertEqual(count, refused)
+                    self.assertEqual(site.verdict(run), verdict, run)
+
+
 class AbnormalEnd(FaultTest):
     """A request that cannot be forwarded ends by an exception that nobody catches."""
 

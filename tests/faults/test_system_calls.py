@@ -26,7 +26,7 @@ ANY_FILE = "EACCES ELOOP EMFILE ENAMETOOLONG ENFILE ENOENT ENOMEM ENOTDIR EOVERF
 ANY_SOCKET = "EBADF EFAULT EINVAL ENOBUFS ENOMEM ENOTCONN ENOTSOCK"
 # What each call may say, by its manual page. Not here, because a refusal would be no truth: EINTR
 # and EINPROGRESS of connect, after which the connection is on its way, and EPIPE and ECONNRESET of
-# writev, after which it is gone: PartialEffects has them.
+# sendto, after which it is gone: PartialEffects has them.
 ERRORS = {
     "access": "EACCES EIO ELOOP ENAMETOOLONG ENOENT ENOMEM ENOTDIR",
     "arch_prctl": "EFAULT EINVAL EPERM",
@@ -57,22 +57,25 @@ ERRORS = {
     "recvfrom": f"EAGAIN ECONNREFUSED ECONNRESET EINTR EIO ETIMEDOUT {ANY_SOCKET}",
     "rseq": "EBUSY EFAULT EINVAL ENOSYS EPERM",
     "rt_sigaction": "EFAULT EINVAL",
+    "sendto": "EACCES EAGAIN EALREADY EDESTADDRREQ EINTR EIO EISCONN EMSGSIZE ENETDOWN ENETUNREACH "
+              f"EOPNOTSUPP EPERM ETIMEDOUT {ANY_SOCKET}",
     "set_robust_list": "EINVAL ENOSYS",
     "setsockopt": f"EDOM ENOPROTOOPT {ANY_SOCKET}",
     "shutdown": "EBADF EINVAL ENOTCONN ENOTSOCK",
     "socket": "EACCES EAFNOSUPPORT EINVAL EMFILE ENFILE ENOBUFS ENOMEM EPERM EPROTONOSUPPORT",
     "write": "EAGAIN EBADF ECONNRESET EDQUOT EFAULT EFBIG EINTR EINVAL EIO ENOSPC EPERM EPIPE",
-    "writev": f"EAGAIN EDESTADDRREQ EINTR EIO ENETDOWN ENETUNREACH EPERM ETIMEDOUT {ANY_SOCKET}",
+    "writev": "EAGAIN EBADF ECONNRESET EDQUOT EFAULT EFBIG EINTR EINVAL EIO ENOSPC EPERM EPIPE",
 }
 # What cannot fail, and the start of the program, which is the web server's affair.
 WITHOUT_ERRORS = {"clock_gettime", "execve", "exit_group", "set_tid_address"}
 # After these errors the same call is made again.
 AGAIN = {"connect": {"EINTR"}, "poll": {"EINTR"}, "ppoll": {"EINTR"},
          "read": {"EAGAIN", "EINTR"}, "recvfrom": {"EAGAIN", "EINTR"},
-         "write": {"EAGAIN", "EINTR"}, "writev": {"EAGAIN", "EINTR"}}
+         "sendto": {"EAGAIN", "EINTR"}, "write": {"EAGAIN", "EINTR"},
+         "writev": {"EAGAIN", "EINTR"}}
 # No response needs these.
 UNIMPORTANT = {"close", "ioctl", "madvise", "munmap", "rt_sigaction", "setsockopt", "shutdown"}
-TRANSFERS = "read", "recv", "write", "writev"
+TRANSFERS = "read", "recv", "send", "write", "writev"
 
 # In the line that strace writes: the call, and its first argument when that is a descriptor.
 LINE = re.compile(r"(\w+)\((?:([0-9]+)<([^>]*)>)?")
@@ -94,7 +97,7 @@ class Call(NamedTuple):
         if self.owner == "converter":
             return {"page", "out of memory"}
         # Nobody is left who could read the response.
-        if self.descriptor == 1 and error not in AGAIN["write"]:
+        if self.descriptor == 1 and error not in AGAIN["writev"]:
             return {"nothing"}
         # A form that cannot be read to its end is the part that could be.
         if (self.name, self.descriptor) == ("read", 0) and error not in AGAIN["read"]:
@@ -200,7 +203,7 @@ class PartialEffects(FaultTest):
 
     @with_each_request("GET", "large form", "large reply")
     def test_lost_connection_ends_in_a_message_and_is_not_made_again(self, site):
-        for call in "writev", "recv":
+        for call in "send", "recv":
             for error in errno.EPIPE, errno.ECONNRESET, errno.ETIMEDOUT:
                 self.try_each(site, {"message"}, call, "lose", error)
 

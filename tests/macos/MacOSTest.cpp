@@ -3,16 +3,18 @@
 
 #include <cmath>
 
+#include "extras/UTF16.h"
 #include "platform/Charsets.h"
 #include "platform/Preferences.h"
 #include "tests/macos/StandIns.h"
+#include "tests/platform/PreferencesStore.h"
 
 namespace quintora {
 
 namespace {
 
-constexpr const char16_t* kDomain = u"com.example.Server";
-constexpr const char16_t* kKey = u"QZQuintoraServerPort";
+constexpr const char* kDomain = "com.example.Server";
+constexpr const char* kKey = "QZQuintoraServerPort";
 
 class MacOS : public ::testing::Test {
  protected:
@@ -24,9 +26,9 @@ class MacOS : public ::testing::Test {
 TEST_F(MacOS, ANumberIsHandedOutByItsWholePartInDecimal) {
   struct {
     double number;
-    const char16_t* text;
+    const char* text;
   } const rows[] = {
-      {8081, u"8081"}, {0, u"0"}, {-1, u"-1"}, {8081.75, u"8081"}, {1e15, u"1000000000000000"}};
+      {8081, "8081"}, {0, "0"}, {-1, "-1"}, {8081.75, "8081"}, {1e15, "1000000000000000"}};
   for (const auto& row : rows) {
     standInStoreNumber(kDomain, kKey, row.number);
     EXPECT_EQ(stored(), row.text);
@@ -35,9 +37,9 @@ TEST_F(MacOS, ANumberIsHandedOutByItsWholePartInDecimal) {
 
 TEST_F(MacOS, AWholeNumberIsHandedOutFromTheSmallestToTheLargest) {
   standInStoreWhole(kDomain, kKey, INT64_MIN);
-  EXPECT_EQ(stored(), u"-9223372036854775808");
+  EXPECT_EQ(stored(), "-9223372036854775808");
   standInStoreWhole(kDomain, kKey, INT64_MAX);
-  EXPECT_EQ(stored(), u"9223372036854775807");
+  EXPECT_EQ(stored(), "9223372036854775807");
 }
 
 TEST_F(MacOS, ANumberWithoutAWholePartOf64BitsCountsAsNotSet) {
@@ -52,6 +54,17 @@ TEST_F(MacOS, ANumberWithoutAWholePartOf64BitsCountsAsNotSet) {
   }
 }
 
+// The system's texts are UTF-16, so a half of a surrogate pair may stand alone in them.
+TEST_F(MacOS, ATextWithHalvesOfSurrogatePairsIsHandedOutUnitByUnit) {
+  for (const std::u16string units :
+       {u"\xD800", u"a\xDC00z", u"\xDE00\xD83D", u"\xD83D\xDE00\xD83D"}) {
+    PreferencesStore store;
+    store.storeText(kDomain, kKey, textOfUnits(units));
+    ASSERT_NE(stored(), std::nullopt);
+    EXPECT_EQ(unitsOf(*stored()), units);
+  }
+}
+
 TEST_F(MacOS, AnyOtherTypeCountsAsNotSet) {
   standInStoreDate(kDomain, kKey);
   EXPECT_EQ(stored(), std::nullopt);
@@ -61,29 +74,29 @@ TEST_F(MacOS, AnyOtherTypeCountsAsNotSet) {
 
 TEST_F(MacOS, AKeyOfTheGlobalDomainIsInEveryDomainAndTheDomainsOwnWins) {
   standInStoreNumber(kGlobalDomain, kKey, 8081);
-  EXPECT_EQ(stored(), u"8081");
+  EXPECT_EQ(stored(), "8081");
   standInStoreNumber(kDomain, kKey, 8082);
-  EXPECT_EQ(stored(), u"8082");
+  EXPECT_EQ(stored(), "8082");
 }
 
-TEST_F(MacOS, TheOnlyPlaceIsTheDomainTogetherWithTheGlobalOne) {
-  for (const char16_t* domain : {kDomain, kGlobalDomain}) {
+TEST_F(MacOS, TheOnlySourceIsTheDomainTogetherWithTheGlobalOne) {
+  for (const char* domain : {kDomain, kGlobalDomain}) {
     standInClearPreferences();
     standInStoreNumber(domain, kKey, 8081);
     Preferences preferences(kDomain);
-    EXPECT_EQ(preferences.placeOfKey(kKey), u"com.example.Server or the global domain");
-    const std::vector<Preferences::Place> places = preferences.places();
-    ASSERT_EQ(places.size(), 1u);
-    EXPECT_EQ(places[0].name, u"com.example.Server or the global domain");
-    EXPECT_EQ(places[0].state, u"the user defaults of this user and of all users");
-    EXPECT_FALSE(places[0].isTrouble);
+    EXPECT_EQ(preferences.sourceOfKey(kKey), "com.example.Server or the global domain");
+    const std::vector<Preferences::Source> sources = preferences.sources();
+    ASSERT_EQ(sources.size(), 1u);
+    EXPECT_EQ(sources[0].name, "com.example.Server or the global domain");
+    EXPECT_EQ(sources[0].state, Preferences::Source::State::read);
+    EXPECT_EQ(sources[0].error, 0);
   }
 }
 
 TEST_F(MacOS, CharsetsHaveTheSystemsNumbers) {
-  EXPECT_EQ(textEncodingFromIANACharSetName(u"windows-1252"), 12u);
-  EXPECT_EQ(textEncodingFromIANACharSetName(u"koi8-r"), 0x80000A02u);
-  EXPECT_EQ(textEncodingFromIANACharSetName(u"x-unknown"), 0xFFFFFFFFu);
+  EXPECT_EQ(textEncodingFromIANACharSetName("windows-1252"), 12u);
+  EXPECT_EQ(textEncodingFromIANACharSetName("koi8-r"), 0x80000A02u);
+  EXPECT_EQ(textEncodingFromIANACharSetName("x-unknown"), 0xFFFFFFFFu);
 }
 
 // Looks after each test whether what the product was given has been released.

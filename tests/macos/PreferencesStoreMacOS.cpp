@@ -26,8 +26,8 @@ PreferencesStore::~PreferencesStore() {
   stored.clear();
 }
 
-void PreferencesStore::storeText(const std::u16string& domain, const std::u16string& key,
-                                 const std::u16string& text) {
+void PreferencesStore::storeText(const std::string& domain, const std::string& key,
+                                 const std::string& text) {
   const Owned<CFStringRef> value(createCFString(text));
   store(domain, key, value.get());
   stored.emplace_back(domain, key);

@@ -19,7 +19,15 @@ struct Object {
 };
 
 std::map<const void*, long> references;  // of each living object
-std::map<std::pair<std::u16string, std::u16string>, Object> preferences;
+
+// Of a value: the domain and the key.
+using Place = std::pair<std::u16string, std::u16string>;
+std::map<Place, Object> preferences;
+
+// Of names in ASCII.
+Place placeOf(const std::string& domain, const std::string& key) {
+  return {{domain.begin(), domain.end()}, {key.begin(), key.end()}};
+}
 
 const void* create(const Object& copied) {
   const Object* const object = new Object(copied);
@@ -72,25 +80,24 @@ std::optional<std::u16string> converted(const char* charset, std::string bytes) 
 }  // namespace
 
 // The system makes the smallest whole number of a real one that is too large, and of NaN.
-void standInStoreNumber(const std::u16string& domain, const std::u16string& key, double number) {
+void standInStoreNumber(const std::string& domain, const std::string& key, double number) {
   const bool isWithin = number >= -0x1p63 && number < 0x1p63;
-  preferences[{domain, key}] = {kNumberType, u"", number,
-                                isWithin ? static_cast<int64_t>(number) : INT64_MIN};
+  preferences[placeOf(domain, key)] = {kNumberType, u"", number,
+                                       isWithin ? static_cast<int64_t>(number) : INT64_MIN};
 }
-void standInStoreWhole(const std::u16string& domain, const std::u16string& key, int64_t number) {
-  preferences[{domain, key}] = {kNumberType, u"", static_cast<double>(number), number};
+void standInStoreWhole(const std::string& domain, const std::string& key, int64_t number) {
+  preferences[placeOf(domain, key)] = {kNumberType, u"", static_cast<double>(number), number};
 }
 // Of an unsigned number that is too large it makes a negative one.
-void standInStoreUnsigned(const std::u16string& domain, const std::u16string& key,
-                          uint64_t number) {
-  preferences[{domain, key}] = {kNumberType, u"", static_cast<double>(number),
-                                static_cast<int64_t>(number)};
+void standInStoreUnsigned(const std::string& domain, const std::string& key, uint64_t number) {
+  preferences[placeOf(domain, key)] = {kNumberType, u"", static_cast<double>(number),
+                                       static_cast<int64_t>(number)};
 }
-void standInStoreDate(const std::u16string& domain, const std::u16string& key) {
-  preferences[{domain, key}] = {kDateType, u"", 0, 0};
+void standInStoreDate(const std::string& domain, const std::string& key) {
+  preferences[placeOf(domain, key)] = {kDateType, u"", 0, 0};
 }
-void standInStoreBoolean(const std::u16string& domain, const std::u16string& key) {
-  preferences[{domain, key}] = {kBooleanType, u"", 1, 1};
+void standInStoreBoolean(const std::string& domain, const std::string& key) {
+  preferences[placeOf(domain, key)] = {kBooleanType, u"", 1, 1};
 }
 void standInClearPreferences() { preferences.clear(); }
 
@@ -196,7 +203,7 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
 }
 
 CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applicationID) {
-  for (const std::u16string& domain : {textOf(applicationID), std::u16string(kGlobalDomain)}) {
+  for (const std::u16string& domain : {textOf(applicationID), placeOf(kGlobalDomain, "").first}) {
     const auto stored = preferences.find({domain, textOf(key)});
     if (stored != preferences.end())
       return create(stored->second);
@@ -205,7 +212,7 @@ CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applica
 }
 
 void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef applicationID) {
-  const std::pair<std::u16string, std::u16string> place(textOf(applicationID), textOf(key));
+  const Place place(textOf(applicationID), textOf(key));
   if (value)
     preferences[place] = living(value);
   else

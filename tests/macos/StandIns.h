@@ -6,14 +6,14 @@
 #include <string>
 
 // The domain in which a key is looked for that another domain does not have.
-constexpr const char16_t* kGlobalDomain = u"NSGlobalDomain";
+constexpr const char* kGlobalDomain = "NSGlobalDomain";
 
 // Stores values that are no text in a preference domain; the store owns them.
-void standInStoreNumber(const std::u16string& domain, const std::u16string& key, double number);
-void standInStoreWhole(const std::u16string& domain, const std::u16string& key, int64_t number);
-void standInStoreUnsigned(const std::u16string& domain, const std::u16string& key, uint64_t number);
-void standInStoreDate(const std::u16string& domain, const std::u16string& key);
-void standInStoreBoolean(const std::u16string& domain, const std::u16string& key);
+void standInStoreNumber(const std::string& domain, const std::string& key, double number);
+void standInStoreWhole(const std::string& domain, const std::string& key, int64_t number);
+void standInStoreUnsigned(const std::string& domain, const std::string& key, uint64_t number);
+void standInStoreDate(const std::string& domain, const std::string& key);
+void standInStoreBoolean(const std::string& domain, const std::string& key);
 void standInClearPreferences();
 
 // References that were handed out and not released. Releasing what is not there fails the test.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "extras/UTF16.h"
 #include "platform/Charsets.h"
 #include "platform/charsets/CharsetNames.h"
 
@@ -26,15 +27,9 @@ std::string mixed(std::string text) {
   return text;
 }
 
-String asString(const std::string& bytes) {
-  return std::u16string(bytes.begin(), bytes.end());  // ASCII
-}
+TextEncoding encodingOf(const std::string& name) { return textEncodingFromIANACharSetName(name); }
 
-TextEncoding encodingOf(const std::string& name) {
-  return textEncodingFromIANACharSetName(asString(name));
-}
-
-String decode(std::string_view bytes, const std::string& name) {
+String decode(const std::string& bytes, const std::string& name) {
   return decodeData(bytes, encodingOf(name));
 }
 
@@ -111,22 +106,22 @@ TEST(Charsets, ABuiltInCharsetIsDecoded) {
     std::string name, bytes;
     String text;
   } rows[] = {
-      {"utf-8", "\xE6\x97\xA5\xF0\x9F\x92\xA9", u"\u65E5\U0001F4A9"},
+      {"utf-8", "\xE6\x97\xA5\xF0\x9F\x92\xA9", "\u65E5\U0001F4A9"},
       {"utf-8", "a\xFF", std::nullopt},
-      {"us-ascii", "a\x7F", u"a\x7F"},
+      {"us-ascii", "a\x7F", "a\x7F"},
       {"us-ascii", "a\x80", std::nullopt},
-      {"iso-8859-1", "\xE9\x80", u"\u00E9\u0080"},
-      {"macintosh", "\x8E\xDB", u"\u00E9\u20AC"},
-      {"x-mac-roman", "\x80\xFF", u"\u00C4\u02C7"},
-      {"utf-16", "\xFE\xFF\0A"s, u"A"},
+      {"iso-8859-1", "\xE9\x80", "\u00E9\u0080"},
+      {"macintosh", "\x8E\xDB", "\u00E9\u20AC"},
+      {"x-mac-roman", "\x80\xFF", "\u00C4\u02C7"},
+      {"utf-16", "\xFE\xFF\0A"s, "A"},
       {"utf-16",
        "\xFF\xFE"
        "A\0"s,
-       u"A"},
-      {"utf-16", "\0A"s, u"A"},
+       "A"},
+      {"utf-16", "\0A"s, "A"},
       {"utf-16", "\0A\0"s, std::nullopt},
-      {"utf-16be", "\0A"s, u"A"},
-      {"utf-16le", "A\0"s, u"A"},
+      {"utf-16be", "\0A"s, "A"},
+      {"utf-16le", "A\0"s, "A"},
       {"utf-16le",
        "\0\xD8"
        "A\0"s,
@@ -140,28 +135,28 @@ TEST(Charsets, ABuiltInCharsetIsDecoded) {
 // What the C library decodes.
 const struct {
   std::string name, bytes;
-  std::u16string text;
+  std::string text;
 } kByTheLibrary[] = {
-    {"windows-1252", "\x80\x93na\xEFve\x94", u"\u20AC\u201Cna\u00EFve\u201D"},
-    {"windows-1251", "\xC6", u"\u0416"},
-    {"iso-8859-2", "\xB1", u"\u0105"},
-    {"iso-8859-15", "\xA4\xE9", u"\u20AC\u00E9"},
-    {"koi8-r", "\xF0\xD2\xC9\xD7\xC5\xD4", u"\u041F\u0440\u0438\u0432\u0435\u0442"},
-    {"shift_jis", "\x93\xFA\x96{", u"\u65E5\u672C"},
-    {"euc-jp", "\xC6\xFC\xCB\xDC", u"\u65E5\u672C"},
-    {"euc-kr", "\xC7\xD1\xB1\xDB", u"\uD55C\uAE00"},
-    {"big5", "\xA4\xE9\xA5\xBB", u"\u65E5\u672C"},
-    {"gb18030", "\xC8\xD5\x94\x39\xDA\x33", u"\u65E5\U0001F4A9"},
-    {"iso-2022-jp", "\x1B$BF|K\\\x1B(B", u"\u65E5\u672C"},
+    {"windows-1252", "\x80\x93na\xEFve\x94", "\u20AC\u201Cna\u00EFve\u201D"},
+    {"windows-1251", "\xC6", "\u0416"},
+    {"iso-8859-2", "\xB1", "\u0105"},
+    {"iso-8859-15", "\xA4\xE9", "\u20AC\u00E9"},
+    {"koi8-r", "\xF0\xD2\xC9\xD7\xC5\xD4", "\u041F\u0440\u0438\u0432\u0435\u0442"},
+    {"shift_jis", "\x93\xFA\x96{", "\u65E5\u672C"},
+    {"euc-jp", "\xC6\xFC\xCB\xDC", "\u65E5\u672C"},
+    {"euc-kr", "\xC7\xD1\xB1\xDB", "\uD55C\uAE00"},
+    {"big5", "\xA4\xE9\xA5\xBB", "\u65E5\u672C"},
+    {"gb18030", "\xC8\xD5\x94\x39\xDA\x33", "\u65E5\U0001F4A9"},
+    {"iso-2022-jp", "\x1B$BF|K\\\x1B(B", "\u65E5\u672C"},
     {"utf-7", "+ZeU-1",
-     u"\u65E5"
+     "\u65E5"
      "1"},
-    {"utf-32be", "\0\0\0a\0\1\xF4\xA9"s, u"a\U0001F4A9"},
-    {"utf-32le", "a\0\0\0\xA9\xF4\1\0"s, u"a\U0001F4A9"},
+    {"utf-32be", "\0\0\0a\0\1\xF4\xA9"s, "a\U0001F4A9"},
+    {"utf-32le", "a\0\0\0\xA9\xF4\1\0"s, "a\U0001F4A9"},
     // What comes out for the last bytes only when the converter is told that they are the last.
-    {"big5-hkscs", "\x88\x66x\x88\x62", u"\u00CAx\u00CA\u0304"},
-    {"tscii", "\xAB\xA6", u"\u0B85\u0BC6"},
-    {"tscii", "\xAB\x8A", u"\u0B85\u0BB8\u0BCD"},
+    {"big5-hkscs", "\x88\x66x\x88\x62", "\u00CAx\u00CA\u0304"},
+    {"tscii", "\xAB\xA6", "\u0B85\u0BC6"},
+    {"tscii", "\xAB\x8A", "\u0B85\u0BB8\u0BCD"},
 };
 
 TEST(Charsets, EveryOtherCharsetIsDecodedByTheCLibraryInAnyCase) {
@@ -169,14 +164,14 @@ TEST(Charsets, EveryOtherCharsetIsDecodedByTheCLibraryInAnyCase) {
     for (const std::string& name : {row.name, upper(row.name), mixed(row.name)}) {
       EXPECT_NE(encodingOf(name), kNoTextEncoding) << name;
       EXPECT_EQ(decode(row.bytes, name), row.text) << name;
-      EXPECT_EQ(decode("", name), u"") << name;
+      EXPECT_EQ(decode("", name), "") << name;
     }
   }
 }
 
 TEST(Charsets, UTF32HasAMarkThatIsNoText) {
-  EXPECT_EQ(decode("\xFF\xFE\0\0a\0\0\0"s, "utf-32"), u"a");
-  EXPECT_EQ(decode("\0\0\xFE\xFF\0\0\0a"s, "utf-32"), u"a");
+  EXPECT_EQ(decode("\xFF\xFE\0\0a\0\0\0"s, "utf-32"), "a");
+  EXPECT_EQ(decode("\0\0\xFE\xFF\0\0\0a"s, "utf-32"), "a");
 }
 
 TEST(Charsets, AByteThatDoesNotFitMakesTheTextAbsent) {
@@ -208,6 +203,12 @@ TEST(Charsets, AByteThatDoesNotFitMakesTheTextAbsent) {
       {"utf-32be", "\0\0\0a\0\0\0"s},
       {"utf-32be", "\0\0\xD8\0"s},
       {"utf-32le", "\0\0\x11\0a\0\0\0"s},
+      // Numbers that are no characters, which the C library's converter to UTF-8 lets pass.
+      {"ucs-4", "\0\x11\0\0"s},
+      {"ucs-4", "\0\0\0a\0\x11\0\0"s},
+      {"ucs-4", "\0\x20\0\0"s},
+      {"ucs-4", "\x7F\xFF\xFF\xFF"},
+      {"ucs-4", "\0\0\xD8\0"s},
   };
   for (const auto& row : rows)
     EXPECT_EQ(decode(row.bytes, row.name), std::nullopt)
@@ -216,38 +217,38 @@ TEST(Charsets, AByteThatDoesNotFitMakesTheTextAbsent) {
 
 TEST(Charsets, AnUnknownNameHasAnIdentifierInWhichNothingIsDecoded) {
   const String rows[] = {
-      u"x-unknown",
-      u"quintora-8",
-      u"utf-9",
-      u"none",
+      "x-unknown",
+      "quintora-8",
+      "utf-9",
+      "none",
       // No names at all, among them the options of a converter.
-      u"",
-      u" ",
-      u"//",
-      u"//TRANSLIT",
-      u"//IGNORE",
-      u"utf-8//IGNORE",
-      u"utf-8//TRANSLIT",
-      u"UTF-8/",
-      u"koi8-r//TRANSLIT",
-      u"koi8-r/",
-      u"/koi8-r",
-      u"koi8-r,",
-      u"utf-8,TRANSLIT",
-      u"koi8-r ",
-      u" koi8-r",
-      u"koi8 r",
-      u"\tutf-8",
-      u"utf-8\r\n",
-      u"utf\u20118",
-      u"\u00FCtf-8",
-      u"koi8-r\u00E9",
-      u"koi8-r\xD800",
-      u"\uFF55tf-8",
-      u"\"koi8-r\"",
-      u"koi8-r;",
-      std::u16string(u"koi8-r\0", 7),
-      std::u16string(u"utf-8\0", 6),
+      "",
+      " ",
+      "//",
+      "//TRANSLIT",
+      "//IGNORE",
+      "utf-8//IGNORE",
+      "utf-8//TRANSLIT",
+      "UTF-8/",
+      "koi8-r//TRANSLIT",
+      "koi8-r/",
+      "/koi8-r",
+      "koi8-r,",
+      "utf-8,TRANSLIT",
+      "koi8-r ",
+      " koi8-r",
+      "koi8 r",
+      "\tutf-8",
+      "utf-8\r\n",
+      "utf\u20118",
+      "\u00FCtf-8",
+      "koi8-r\u00E9",
+      "koi8-r" + textOfUnits(u"\xD800"),
+      "\uFF55tf-8",
+      "\"koi8-r\"",
+      "koi8-r;",
+      std::string("koi8-r\0", 7),
+      std::string("utf-8\0", 6),
   };
   for (const String& name : rows) {
     const TextEncoding encoding = textEncodingFromIANACharSetName(name);
@@ -263,7 +264,7 @@ TEST(Charsets, NothingIsDecodedInNoEncodingAtAll) {
 }
 
 TEST(Charsets, NothingIsDecodedInTheIdentifierAfterTheLast) {
-  const TextEncoding last = textEncodingFromIANACharSetName(u"x-asked-for-last");
+  const TextEncoding last = textEncodingFromIANACharSetName("x-asked-for-last");
   EXPECT_EQ(decodeData("text", last + 1), std::nullopt);
 }
 
@@ -287,22 +288,22 @@ TEST(Charsets, LargeTextsAreDecodedWhole) {
   constexpr size_t kSize = 1024 * 1024;
   const struct {
     std::string name, bytes;
-    std::u16string text;
+    std::string text;
     std::string wrong;  // does not fit behind the rest
   } rows[] = {
-      {"koi8-r", "\xF0", u"\u041F", ""},
-      {"windows-1252", "\x80", u"\u20AC", "\x81"},
-      {"shift_jis", "\x93\xFA", u"\u65E5", "\x93"},
-      {"gb18030", "\x94\x39\xDA\x33", u"\U0001F4A9", "\x94\x39\xDA"},
-      {"iso-2022-jp", "\x1B$BF|\x1B(B", u"\u65E5", "\x80"},
-      {"big5-hkscs", "\x88\x62", u"\u00CA\u0304", "\xFF"},
-      {"big5-hkscs", "\x88\x66", u"\u00CA", "\x88"},
+      {"koi8-r", "\xF0", "\u041F", ""},
+      {"windows-1252", "\x80", "\u20AC", "\x81"},
+      {"shift_jis", "\x93\xFA", "\u65E5", "\x93"},
+      {"gb18030", "\x94\x39\xDA\x33", "\U0001F4A9", "\x94\x39\xDA"},
+      {"iso-2022-jp", "\x1B$BF|\x1B(B", "\u65E5", "\x80"},
+      {"big5-hkscs", "\x88\x62", "\u00CA\u0304", "\xFF"},
+      {"big5-hkscs", "\x88\x66", "\u00CA", "\x88"},
   };
   for (const auto& row : rows) {
     for (const std::string& before : {""s, "a"s, "ab"s, "abc"s}) {
       SCOPED_TRACE(row.name + " behind \"" + before + "\"");
       std::string bytes = before;
-      std::u16string text(before.begin(), before.end());
+      std::string text = before;
       while (bytes.size() < kSize) {
         bytes += row.bytes;
         text += row.text;

@@ -55,12 +55,12 @@ Reading read(const std::vector<std::string_view>& pieces) {
   bool hasBytes = false;
   for (const std::string_view piece : pieces) {
     const State before = state;
-    state = reply.take(piece);
+    state = reply.parse(piece);
     hasBytes = hasBytes || !piece.empty();
     EXPECT_TRUE(before == State::incomplete || state == before) << "An outcome is final.";
     EXPECT_EQ(reply.hasBegun(), hasBytes);
   }
-  const Outcome outcome = outcomeOf(state, reply.takeEnd());
+  const Outcome outcome = outcomeOf(state, reply.parseEnd());
   EXPECT_EQ(*reply.fault != '\0', outcome == Outcome::invalid)
       << "The fault is \"" << reply.fault << '"';
   if (outcome == Outcome::incomplete || outcome == Outcome::invalid)
@@ -149,27 +149,27 @@ TEST(HTTPReply, IgnoresWhatFollowsItsEnd) {
 TEST(HTTPReply, HasNotBegunWithoutAByte) {
   HTTPReply parser;
   EXPECT_FALSE(parser.hasBegun());
-  EXPECT_EQ(parser.take(""), State::incomplete);
+  EXPECT_EQ(parser.parse(""), State::incomplete);
   EXPECT_FALSE(parser.hasBegun());
-  EXPECT_EQ(parser.takeEnd(), State::incomplete);
+  EXPECT_EQ(parser.parseEnd(), State::incomplete);
 }
 
 // Nor is it copied time and again while it grows, if it says its length.
 TEST(HTTPReply, GetsNoMoreRoomThanItHasUseFor) {
   const std::string piece(65536, 'x');
   HTTPReply exact;
-  exact.take(reply("Content-Length: 1000000\r\n", ""));
+  exact.parse(reply("Content-Length: 1000000\r\n", ""));
   for (size_t taken = 0; taken < 1000000; taken += piece.size())
-    exact.take(piece);
+    exact.parse(piece);
   EXPECT_EQ(exact.body, std::string(1000000, 'x'));
   EXPECT_LT(exact.body.capacity(), 1000100u);
 
   HTTPReply claiming;
-  claiming.take(reply("Content-Length: 9223372036854775807\r\n", ""));
+  claiming.parse(reply("Content-Length: 9223372036854775807\r\n", ""));
   const void* start = nullptr;
   size_t moves = 0;
   for (size_t i = 0; i < 64; ++i) {
-    claiming.take(piece);
+    claiming.parse(piece);
     moves += static_cast<size_t>(start != claiming.body.data());
     start = claiming.body.data();
   }
@@ -177,7 +177,7 @@ TEST(HTTPReply, GetsNoMoreRoomThanItHasUseFor) {
   EXPECT_LE(claiming.body.capacity(), 18 * claiming.body.size());
 
   HTTPReply chunky;
-  chunky.take(chunked("7fffffffffffffff\r\nhello"));
+  chunky.parse(chunked("7fffffffffffffff\r\nhello"));
   EXPECT_LE(chunky.body.capacity(), 100u);
 }
 
@@ -291,9 +291,9 @@ TEST(HTTPReply, HasTheCharsetOfItsHeadAndNotOfATrailer) {
   expectRows({
       {reply("Transfer-Encoding: chunked\r\nContent-Type: text/html; charset=utf-8\r\n",
              "2\r\nok\r\n0\r\nContent-Type: text/html; charset=koi8-r\r\n\r\n"),
-       Outcome::complete, "ok", u"utf-8"},
+       Outcome::complete, "ok", "utf-8"},
       {reply("CONTENT-TYPE:text/html;CHARSET=\"Shift_JIS\"\r\nContent-Length: 2\r\n", "ok"),
-       Outcome::complete, "ok", u"Shift_JIS"},
+       Outcome::complete, "ok", "Shift_JIS"},
       {reply("Content-Type: text/html\r\nContent-Length: 2\r\n", "ok"), Outcome::complete, "ok"},
       {reply("X-Content-Type: text/html; charset=utf-8\r\nContent-Length: 2\r\n", "ok"),
        Outcome::complete, "ok"},
@@ -405,11 +405,11 @@ TEST(HTTPReply, UnfoldsHeaderLines) {
   const std::string chunks = "5\r\nhello\r\n0\r\n\r\n";
   expectRows({
       {reply("Content-Type: text/html;\r\n charset=utf-8\r\nContent-Length: 5\r\n", "hello"),
-       Outcome::complete, "hello", u"utf-8"},
+       Outcome::complete, "hello", "utf-8"},
       {reply("Content-Type:\r\n\ttext/html\r\n \t;\r\n  charset=\"utf-8\"\t\r\n"
              "Content-Length: 5\r\n",
              "hello"),
-       Outcome::complete, "hello", u"utf-8"},
+       Outcome::complete, "hello", "utf-8"},
       {reply("Transfer-Encoding:\r\n chunked\r\n", chunks), Outcome::complete, "hello"},
       {reply("Transfer-Encoding: gzip,\r\n chunked\r\n", chunks), Outcome::invalid},
       {reply("Content-Length:\r\n\t5\r\n", "hello"), Outcome::complete, "hello"},
@@ -485,7 +485,7 @@ TEST(HTTPReply, ReadsHeaderLines) {
       {reply(": no name\r\nContent-Length: 2\r\n", "ok"), Outcome::invalid},
       // A line may end in LF alone; a CR elsewhere and a NUL are refused.
       {"HTTP/1.1 200 OK\nContent-Type: text/html; charset=utf-8\nContent-Length: 2\n\nok",
-       Outcome::complete, "ok", u"utf-8"},
+       Outcome::complete, "ok", "utf-8"},
       {"HTTP/1.1 200 OK\r\nContent-Length: 2\n\r\nok", Outcome::complete, "ok"},
       {reply("X: a\rb\r\nContent-Length: 2\r\n", "ok"), Outcome::invalid},
       {reply("X: a\r\r\nContent-Length: 2\r\n", "ok"), Outcome::invalid},
@@ -504,7 +504,7 @@ TEST(HTTPReply, GoesToTheEndOfTheConnectionWhenItDoesNotSayHowLongItIs) {
       {reply("", "hello"), Outcome::completeAtEnd, "hello"},
       {reply("", "\r\n\0\xFF\n"s), Outcome::completeAtEnd, "\r\n\0\xFF\n"s},
       {reply("Content-Type: text/html; charset=utf-8\r\n", "hello"), Outcome::completeAtEnd,
-       "hello", u"utf-8"},
+       "hello", "utf-8"},
       {"HTTP/1.0 404 Not Found\r\nConnection: close\r\n\r\nnothing", Outcome::completeAtEnd,
        "nothing"},
       // But the end of the connection does not end a head.
@@ -562,10 +562,10 @@ TEST(HTTPReply, RefusesWhatNeverEnds) {
   };
   for (const auto& row : rows) {
     HTTPReply parser;
-    State state = parser.take(row.start);
+    State state = parser.parse(row.start);
     size_t size = 0;
     for (; state == State::incomplete && size < 2 * kMostHeadBytes; size += row.repeated.size())
-      state = parser.take(row.repeated);
+      state = parser.parse(row.repeated);
     EXPECT_EQ(state, State::invalid) << "endless " << row.what;
     EXPECT_STRNE(parser.fault, "") << "endless " << row.what;
   }
@@ -595,35 +595,35 @@ TEST(CharsetOfContentType, IsTheFirstCharsetParameter) {
     std::string contentType;
     String charset;
   } rows[] = {
-      {"text/html; charset=utf-8", u"utf-8"},
-      {"text/html;charset=utf-8", u"utf-8"},
-      {"text/html;charset=Windows-1252", u"Windows-1252"},
-      {"text/html; CHARSET=UTF-8", u"UTF-8"},
-      {"text/html; ChArSeT=x", u"x"},
-      {"text/html ;\t charset=utf-8 \t", u"utf-8"},
-      {"text/html; charset = utf-8", u"utf-8"},
-      {"text/html; charset=iso_8859-1:1987", u"iso_8859-1:1987"},
+      {"text/html; charset=utf-8", "utf-8"},
+      {"text/html;charset=utf-8", "utf-8"},
+      {"text/html;charset=Windows-1252", "Windows-1252"},
+      {"text/html; CHARSET=UTF-8", "UTF-8"},
+      {"text/html; ChArSeT=x", "x"},
+      {"text/html ;\t charset=utf-8 \t", "utf-8"},
+      {"text/html; charset = utf-8", "utf-8"},
+      {"text/html; charset=iso_8859-1:1987", "iso_8859-1:1987"},
       // Quoted.
-      {"text/html; charset=\"utf-8\"", u"utf-8"},
-      {"text/html; charset= \"utf-8\" ", u"utf-8"},
-      {"text/html; charset=\"ut\\f-8\"", u"utf-8"},
-      {"text/html; charset=\"a\\\"b\\\\c\"", u"a\"b\\c"},
-      {"text/html; charset=\"a;b\"", u"a;b"},
-      {"text/html; charset=\" utf-8\"", u" utf-8"},
-      {"text/html; charset=\"\"", u""},
-      {"text/html; charset='utf-8'", u"'utf-8'"},  // an apostrophe is no quote
+      {"text/html; charset=\"utf-8\"", "utf-8"},
+      {"text/html; charset= \"utf-8\" ", "utf-8"},
+      {"text/html; charset=\"ut\\f-8\"", "utf-8"},
+      {"text/html; charset=\"a\\\"b\\\\c\"", "a\"b\\c"},
+      {"text/html; charset=\"a;b\"", "a;b"},
+      {"text/html; charset=\" utf-8\"", " utf-8"},
+      {"text/html; charset=\"\"", ""},
+      {"text/html; charset='utf-8'", "'utf-8'"},  // an apostrophe is no quote
       // Among other parameters.
-      {"text/html; charset=utf-8; boundary=x", u"utf-8"},
-      {"text/html; charset=\"utf-8\"; boundary=x", u"utf-8"},
-      {"multipart/mixed; boundary=\"x\"; charset=utf-8; q=1", u"utf-8"},
-      {"text/html;;; ; charset=utf-8;", u"utf-8"},
-      {"text/html; title=\"x; charset=koi8-r\"; charset=utf-8", u"utf-8"},
-      {"text/html; title=\"x\\\"; charset=koi8-r\"; charset=utf-8", u"utf-8"},
+      {"text/html; charset=utf-8; boundary=x", "utf-8"},
+      {"text/html; charset=\"utf-8\"; boundary=x", "utf-8"},
+      {"multipart/mixed; boundary=\"x\"; charset=utf-8; q=1", "utf-8"},
+      {"text/html;;; ; charset=utf-8;", "utf-8"},
+      {"text/html; title=\"x; charset=koi8-r\"; charset=utf-8", "utf-8"},
+      {"text/html; title=\"x\\\"; charset=koi8-r\"; charset=utf-8", "utf-8"},
       {"text/html; title=\"x; charset=koi8-r\"", std::nullopt},
       {"text/html; title=\"x\\\"; charset=koi8-r\"", std::nullopt},
       // The first of several.
-      {"text/html; charset=utf-8; charset=koi8-r", u"utf-8"},
-      {"text/html; charset=\"utf-8\"; Charset=koi8-r", u"utf-8"},
+      {"text/html; charset=utf-8; charset=koi8-r", "utf-8"},
+      {"text/html; charset=\"utf-8\"; Charset=koi8-r", "utf-8"},
       // None.
       {"", std::nullopt},
       {"text/html", std::nullopt},

@@ -9,60 +9,62 @@ namespace quintora {
 
 namespace {
 
-constexpr const char16_t* kDomain = u"com.example.Server";
+constexpr const char* kDomain = "com.example.Server";
 
 TEST(PreferencesContract, AStoredTextIsHandedOutUnitByUnit) {
   PreferencesStore store;
-  store.storeText(kDomain, u"QZQuintoraServerPort", u"8081");
-  store.storeText(kDomain, u"QZCGIConnectionProtocol", u"\u00C4pple \U0001F34F");
+  store.storeText(kDomain, "QZQuintoraServerPort", "8081");
+  store.storeText(kDomain, "QZCGIConnectionProtocol", "\u00C4pple \U0001F34F");
   Preferences preferences(kDomain);
-  EXPECT_EQ(preferences.objectForKey(u"QZQuintoraServerPort"), u"8081");
-  EXPECT_EQ(preferences.objectForKey(u"QZCGIConnectionProtocol"), u"\u00C4pple \U0001F34F");
+  EXPECT_EQ(preferences.objectForKey("QZQuintoraServerPort"), "8081");
+  EXPECT_EQ(preferences.objectForKey("QZCGIConnectionProtocol"), "\u00C4pple \U0001F34F");
 }
 
 TEST(PreferencesContract, AnEmptyTextIsThere) {
   PreferencesStore store;
-  store.storeText(kDomain, u"QZCGIConnectionProtocol", u"");
-  EXPECT_EQ(Preferences(kDomain).objectForKey(u"QZCGIConnectionProtocol"), u"");
+  store.storeText(kDomain, "QZCGIConnectionProtocol", "");
+  EXPECT_EQ(Preferences(kDomain).objectForKey("QZCGIConnectionProtocol"), "");
 }
 
 TEST(PreferencesContract, WhatIsNotSetIsAbsent) {
   PreferencesStore store;
-  store.storeText(kDomain, u"Other", u"8081");
-  store.storeText(u"com.example.Other", u"QZQuintoraServerPort", u"8081");
+  store.storeText(kDomain, "Other", "8081");
+  store.storeText("com.example.Other", "QZQuintoraServerPort", "8081");
   Preferences preferences(kDomain);
-  EXPECT_EQ(preferences.objectForKey(u"QZQuintoraServerPort"), std::nullopt);
-  EXPECT_EQ(preferences.objectForKey(u"other"), std::nullopt);
-  EXPECT_EQ(preferences.objectForKey(u"Othe"), std::nullopt);
+  EXPECT_EQ(preferences.objectForKey("QZQuintoraServerPort"), std::nullopt);
+  EXPECT_EQ(preferences.objectForKey("other"), std::nullopt);
+  EXPECT_EQ(preferences.objectForKey("Othe"), std::nullopt);
   EXPECT_EQ(preferences.objectForKey(std::nullopt), std::nullopt);
 }
 
 TEST(PreferencesContract, AnAbsentDomainHasNothing) {
   PreferencesStore store;
-  store.storeText(kDomain, u"QZQuintoraServerPort", u"8081");
-  EXPECT_EQ(Preferences(std::nullopt).objectForKey(u"QZQuintoraServerPort"), std::nullopt);
+  store.storeText(kDomain, "QZQuintoraServerPort", "8081");
+  EXPECT_EQ(Preferences(std::nullopt).objectForKey("QZQuintoraServerPort"), std::nullopt);
 }
 
 TEST(PreferencesContract, TheSameKeyCanBeReadAgain) {
   PreferencesStore store;
-  store.storeText(kDomain, u"QZQuintoraServerPort", u"8081");
+  store.storeText(kDomain, "QZQuintoraServerPort", "8081");
   Preferences preferences(kDomain);
-  EXPECT_EQ(preferences.objectForKey(u"QZQuintoraServerPort"), u"8081");
-  EXPECT_EQ(preferences.objectForKey(u"QZQuintoraServerPort"), u"8081");
+  EXPECT_EQ(preferences.objectForKey("QZQuintoraServerPort"), "8081");
+  EXPECT_EQ(preferences.objectForKey("QZQuintoraServerPort"), "8081");
 }
 
-TEST(PreferencesContract, WhatIsSetHasAPlaceAndNothingElseHas) {
+TEST(PreferencesContract, WhatIsSetHasASourceAndNothingElseHas) {
   PreferencesStore store;
-  store.storeText(kDomain, u"QZQuintoraServerPort", u"8081");
+  store.storeText(kDomain, "QZQuintoraServerPort", "8081");
   Preferences preferences(kDomain);
-  const String place = preferences.placeOfKey(u"QZQuintoraServerPort");
-  ASSERT_NE(place, std::nullopt);
-  EXPECT_EQ(preferences.placeOfKey(u"Other"), std::nullopt);
-  EXPECT_EQ(preferences.placeOfKey(std::nullopt), std::nullopt);
+  const String source = preferences.sourceOfKey("QZQuintoraServerPort");
+  ASSERT_NE(source, std::nullopt);
+  EXPECT_EQ(preferences.sourceOfKey("Other"), std::nullopt);
+  EXPECT_EQ(preferences.sourceOfKey(std::nullopt), std::nullopt);
   bool isListed = false;
-  for (const Preferences::Place& each : preferences.places()) {
-    isListed = isListed || each.name == place;
-    EXPECT_FALSE(each.isTrouble);
+  using State = Preferences::Source::State;
+  for (const Preferences::Source& each : preferences.sources()) {
+    isListed = isListed || (each.name == source && each.state == State::read);
+    EXPECT_NE(each.state, State::unreadable);
+    EXPECT_NE(each.state, State::notUTF8);
   }
   EXPECT_TRUE(isListed);
 }

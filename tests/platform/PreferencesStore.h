@@ -12,8 +12,7 @@ class PreferencesStore {
   PreferencesStore(const PreferencesStore&) = delete;
   PreferencesStore& operator=(const PreferencesStore&) = delete;
 
-  void storeText(const std::u16string& domain, const std::u16string& key,
-                 const std::u16string& text);
+  void storeText(const std::string& domain, const std::string& key, const std::string& text);
 };
 
 }  // namespace quintora

@@ -4,7 +4,6 @@
 #include <fstream>
 #include <map>
 
-#include "extras/TextEncoding.h"
 #include "tests/platform/PreferencesStore.h"
 
 namespace quintora {
@@ -30,10 +29,10 @@ PreferencesStore::~PreferencesStore() {
   rmdir(folder.c_str());
 }
 
-void PreferencesStore::storeText(const std::u16string& domain, const std::u16string& key,
-                                 const std::u16string& text) {
-  const std::string path = folder + "/" + lossyUTF8Data(domain) + ".conf";
-  files[path] += lossyUTF8Data(key) + " = " + lossyUTF8Data(text) + "\n";
+void PreferencesStore::storeText(const std::string& domain, const std::string& key,
+                                 const std::string& text) {
+  const std::string path = folder + "/" + domain + ".conf";
+  files[path] += key + " = " + text + "\n";
   std::ofstream(path) << files[path];
 }
 

@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "tests/platform/TemporaryFolder.h"
 
 namespace quintora {
@@ -29,7 +31,7 @@ class PreferencesTest : public testing::Test {
   }
 
   static String valueOf(const String& key) {
-    return Preferences(u"com.example.Server").objectForKey(key);
+    return Preferences("com.example.Server").objectForKey(key);
   }
 
   const TemporaryFolder folder;
@@ -44,44 +46,44 @@ TEST_F(PreferencesTest, AFileHasLinesOfKeyAndValue) {
     std::string contents;
     String key, value;
   } rows[] = {
-      {"Key = value\n", u"Key", u"value"},
-      {"Key=value\n", u"Key", u"value"},
-      {"Key = value", u"Key", u"value"},  // the last line needs no end
-      {"A = 1\nKey = value\nB = 2\n", u"Key", u"value"},
-      {"Other = value\n", u"Key", std::nullopt},
-      {"Key = value\n", u"key", std::nullopt},
-      {"Key = value\n", u"Ke", std::nullopt},
-      {"Key = value\n", u"Keys", std::nullopt},
-      {"", u"Key", std::nullopt},
+      {"Key = value\n", "Key", "value"},
+      {"Key=value\n", "Key", "value"},
+      {"Key = value", "Key", "value"},  // the last line needs no end
+      {"A = 1\nKey = value\nB = 2\n", "Key", "value"},
+      {"Other = value\n", "Key", std::nullopt},
+      {"Key = value\n", "key", std::nullopt},
+      {"Key = value\n", "Ke", std::nullopt},
+      {"Key = value\n", "Keys", std::nullopt},
+      {"", "Key", std::nullopt},
       // Blanks around key and value are dropped, those within stay.
-      {"  Key   =   value  \n", u"Key", u"value"},
-      {"\tKey\t=\tvalue\t\n", u"Key", u"value"},
-      {"My Key = a  b\n", u"My Key", u"a  b"},
-      {"Key =  8081:9081, sales:9002 \n", u"Key", u"8081:9081, sales:9002"},
-      {"Key = value\r\nOther = x\r\n", u"Key", u"value"},
-      {"Other = x\r\nKey =\r\n", u"Key", u""},
+      {"  Key   =   value  \n", "Key", "value"},
+      {"\tKey\t=\tvalue\t\n", "Key", "value"},
+      {"My Key = a  b\n", "My Key", "a  b"},
+      {"Key =  8081:9081, sales:9002 \n", "Key", "8081:9081, sales:9002"},
+      {"Key = value\r\nOther = x\r\n", "Key", "value"},
+      {"Other = x\r\nKey =\r\n", "Key", ""},
       // The first "=" ends the key.
-      {"Key = a=b = c\n", u"Key", u"a=b = c"},
-      {"Key == value\n", u"Key", u"= value"},
+      {"Key = a=b = c\n", "Key", "a=b = c"},
+      {"Key == value\n", "Key", "= value"},
       // An empty value is a value.
-      {"Key =\n", u"Key", u""},
-      {"Key = \t \n", u"Key", u""},
-      {"Key=", u"Key", u""},
+      {"Key =\n", "Key", ""},
+      {"Key = \t \n", "Key", ""},
+      {"Key=", "Key", ""},
       // Empty lines and comments are skipped.
-      {"\n\n  \n\t\n\r\nKey = value\n\n", u"Key", u"value"},
-      {"# Key = comment\n#\nKey = value\n#Key = comment\n", u"Key", u"value"},
-      {"# Key = comment\n", u"Key", std::nullopt},
-      {"# without an equals sign\nKey = value\n", u"Key", u"value"},
-      {"Key = # value\n", u"Key", u"# value"},
-      {"Key = a # b\n", u"Key", u"a # b"},
+      {"\n\n  \n\t\n\r\nKey = value\n\n", "Key", "value"},
+      {"# Key = comment\n#\nKey = value\n#Key = comment\n", "Key", "value"},
+      {"# Key = comment\n", "Key", std::nullopt},
+      {"# without an equals sign\nKey = value\n", "Key", "value"},
+      {"Key = # value\n", "Key", "# value"},
+      {"Key = a # b\n", "Key", "a # b"},
       // The last line for a key holds.
-      {"Key = 1\nOther = 2\nKey = 3\n", u"Key", u"3"},
-      {"Key = 1\nKey =\n", u"Key", u""},
+      {"Key = 1\nOther = 2\nKey = 3\n", "Key", "3"},
+      {"Key = 1\nKey =\n", "Key", ""},
       // The text is UTF-8.
       {"Stra\xC3\x9F"
        "e = \xE6\x97\xA5\xF0\x9F\x92\xA9\n",
-       u"Stra\u00DFe", u"\u65E5\U0001F4A9"},
-      {"Key = caf\xC3\xA9\n", u"Key", u"caf\u00E9"},
+       "Stra\u00DFe", "\u65E5\U0001F4A9"},
+      {"Key = caf\xC3\xA9\n", "Key", "caf\u00E9"},
   };
   for (const auto& row : rows) {
     writeFile(home / kFile, row.contents);
@@ -96,13 +98,13 @@ TEST_F(PreferencesTest, ALineWithoutAnEqualsSignCountsAsAbsent) {
   } rows[] = {
       {"Key\n", std::nullopt},
       {"Key value\n", std::nullopt},
-      {"no equals sign\nKey = value\n", u"value"},
-      {"Key = value\nno equals sign\n", u"value"},
-      {"Key = value\nKey\n", u"value"},
+      {"no equals sign\nKey = value\n", "value"},
+      {"Key = value\nno equals sign\n", "value"},
+      {"Key = value\nKey\n", "value"},
   };
   for (const auto& row : rows) {
     writeFile(home / kFile, row.contents);
-    EXPECT_EQ(valueOf(u"Key"), row.value) << testing::PrintToString(row.contents);
+    EXPECT_EQ(valueOf("Key"), row.value) << testing::PrintToString(row.contents);
   }
 }
 
@@ -112,7 +114,7 @@ TEST_F(PreferencesTest, AFileThatIsNotUTF8CountsAsAbsent) {
        {"Key = caf\xE9\n", "Key = value\nOther = \xFF\n", "# \xC3\nKey = value\n",
         "Key = value\n\xED\xA0\x80 = x\n", "Key = value \xE6\x97"}) {
     writeFile(home / kFile, contents);
-    EXPECT_EQ(valueOf(u"Key"), u"from the next folder") << testing::PrintToString(contents);
+    EXPECT_EQ(valueOf("Key"), "from the next folder") << testing::PrintToString(contents);
   }
 }
 
@@ -136,7 +138,7 @@ TEST_F(PreferencesTest, AFileThatCannotBeReadCountsAsAbsent) {
   for (const auto& row : rows) {
     std::filesystem::remove_all(file);
     row.make(file);
-    EXPECT_EQ(valueOf(u"Key"), u"from the next folder") << row.what;
+    EXPECT_EQ(valueOf("Key"), "from the next folder") << row.what;
   }
 }
 
@@ -146,7 +148,7 @@ TEST_F(PreferencesTest, AFileWithoutPermissionCountsAsAbsent) {
   writeFile(home / kFile, "Key = value\n");
   writeFile(first / kFile, "Key = from the next folder\n");
   chmod((home / kFile).c_str(), 0);
-  EXPECT_EQ(valueOf(u"Key"), u"from the next folder");
+  EXPECT_EQ(valueOf("Key"), "from the next folder");
 }
 
 TEST_F(PreferencesTest, ForEachKeyTheFirstFileThatHasItHolds) {
@@ -157,10 +159,10 @@ TEST_F(PreferencesTest, ForEachKeyTheFirstFileThatHasItHolds) {
   const struct {
     String key, value;
   } rows[] = {
-      {u"Second", u"second"}, {u"Everywhere", u"home"}, {u"Empty", u""},         {u"Home", u"home"},
-      {u"First", u"first"},   {u"Both", u"first"},      {u"None", std::nullopt},
+      {"Second", "second"}, {"Everywhere", "home"}, {"Empty", ""},          {"Home", "home"},
+      {"First", "first"},   {"Both", "first"},      {"None", std::nullopt},
   };
-  Preferences preferences(u"com.example.Server");
+  Preferences preferences("com.example.Server");
   for (const auto& row : rows) {
     EXPECT_EQ(preferences.objectForKey(row.key), row.value) << testing::PrintToString(row.key);
     EXPECT_EQ(valueOf(row.key), row.value) << testing::PrintToString(row.key);
@@ -169,29 +171,60 @@ TEST_F(PreferencesTest, ForEachKeyTheFirstFileThatHasItHolds) {
 
 TEST_F(PreferencesTest, TheFileIsNamedAfterTheDomain) {
   writeFile(home / kFile, "Key = value\n");
-  EXPECT_EQ(Preferences(u"com.example.Server").objectForKey(u"Key"), u"value");
-  EXPECT_EQ(Preferences(u"com.example.Serve").objectForKey(u"Key"), std::nullopt);
-  EXPECT_EQ(Preferences(u"Server").objectForKey(u"Key"), std::nullopt);
+  EXPECT_EQ(Preferences("com.example.Server").objectForKey("Key"), "value");
+  EXPECT_EQ(Preferences("com.example.Serve").objectForKey("Key"), std::nullopt);
+  EXPECT_EQ(Preferences("Server").objectForKey("Key"), std::nullopt);
 }
 
 TEST_F(PreferencesTest, AnAbsentKeyHasNoValue) {
   writeFile(home / kFile, "Key = value\n= empty\n");
-  String key = u"";
+  String key = "";
   key.reset();  // what lies in its place may still look like a text
   EXPECT_EQ(valueOf(key), std::nullopt);
 }
 
 TEST_F(PreferencesTest, AMarkOfUTF8IsNoPartOfTheFirstKey) {
   writeFile(home / kFile, "\xEF\xBB\xBFKey = value\n");
-  EXPECT_EQ(valueOf(u"Key"), u"value");
+  EXPECT_EQ(valueOf("Key"), "value");
 }
 
 TEST_F(PreferencesTest, EachFileIsReadOnce) {
   writeFile(home / kFile, "A = 1\nB = 2\n");
-  Preferences preferences(u"com.example.Server");
-  EXPECT_EQ(preferences.objectForKey(u"A"), u"1");
+  Preferences preferences("com.example.Server");
+  EXPECT_EQ(preferences.objectForKey("A"), "1");
   writeFile(home / kFile, "A = 3\nB = 4\n");
-  EXPECT_EQ(preferences.objectForKey(u"B"), u"2");
+  EXPECT_EQ(preferences.objectForKey("B"), "2");
+}
+
+TEST_F(PreferencesTest, TheSourcesAreTheFilesInTheirOrderAndWhatWasFoundThere) {
+  using State = Preferences::Source::State;
+  const path third = folder.path() / "third";
+  writeFile(third / kFile, "Key = third\n");
+  environment.set("XDG_CONFIG_DIRS", first.string() + ":" + second.string() + ":" + third.string() +
+                                         ":" + (folder.path() / "fourth").string());
+  writeFile(first / kFile, "Key = caf\xE9\n");
+  std::filesystem::create_directories(second / kFile);
+  Preferences preferences("com.example.Server");
+  for (const Preferences::Source& source : preferences.sources())
+    EXPECT_EQ(source.state, State::notNeeded) << testing::PrintToString(source.name);
+  EXPECT_EQ(preferences.sourceOfKey("Key"), (third / kFile).string());
+  const std::vector<Preferences::Source> sources = preferences.sources();
+  const struct {
+    std::string name;
+    State state;
+  } rows[] = {
+      {home / kFile, State::absent},
+      {first / kFile, State::notUTF8},
+      {second / kFile, State::unreadable},
+      {third / kFile, State::read},
+      {folder.path() / "fourth" / kFile, State::notNeeded},
+  };
+  ASSERT_EQ(sources.size(), std::size(rows));
+  for (size_t index = 0; index < sources.size(); ++index) {
+    EXPECT_EQ(sources[index].name, rows[index].name);
+    EXPECT_EQ(sources[index].state, rows[index].state) << rows[index].name;
+  }
+  EXPECT_EQ(sources[2].error, EISDIR);
 }
 
 TEST_F(PreferencesTest, NoFileStaysOpen) {
@@ -203,17 +236,17 @@ TEST_F(PreferencesTest, NoFileStaysOpen) {
     return next;
   };
   const int before = nextDescriptor();
-  Preferences preferences(u"com.example.Server");
-  EXPECT_EQ(preferences.objectForKey(u"Other"), std::nullopt);
+  Preferences preferences("com.example.Server");
+  EXPECT_EQ(preferences.objectForKey("Other"), std::nullopt);
   EXPECT_EQ(nextDescriptor(), before);
 }
 
 TEST_F(PreferencesTest, NothingIsReadBeforeItIsNeeded) {
-  Preferences preferences(u"com.example.Server");
+  Preferences preferences("com.example.Server");
   writeFile(home / kFile, "Key = home\n");
-  EXPECT_EQ(preferences.objectForKey(u"Key"), u"home");
+  EXPECT_EQ(preferences.objectForKey("Key"), "home");
   writeFile(first / kFile, "Other = first\n");
-  EXPECT_EQ(preferences.objectForKey(u"Other"), u"first");
+  EXPECT_EQ(preferences.objectForKey("Other"), "first");
 }
 
 TEST_F(PreferencesTest, TheUsersFolderIsInTheHomeFolderUnlessItIsSet) {
@@ -225,13 +258,15 @@ TEST_F(PreferencesTest, TheUsersFolderIsInTheHomeFolderUnlessItIsSet) {
     std::optional<std::string> variable;
     String value;
   } rows[] = {
-      {std::nullopt, u"from .config"},        {"", u"from .config"},
-      {home, u"from the variable"},           {home / "", u"from the variable"},
+      {std::nullopt, "from .config"},
+      {"", "from .config"},
+      {home, "from the variable"},
+      {home / "", "from the variable"},
       {folder.path() / "none", std::nullopt},  // set is set, found or not
   };
   for (const auto& row : rows) {
     environment.set("XDG_CONFIG_HOME", row.variable);
-    EXPECT_EQ(valueOf(u"Key"), row.value) << testing::PrintToString(row.variable);
+    EXPECT_EQ(valueOf("Key"), row.value) << testing::PrintToString(row.variable);
   }
 }
 
@@ -240,7 +275,7 @@ TEST_F(PreferencesTest, WithoutAHomeFolderTheOthersRemain) {
   environment.set("XDG_CONFIG_HOME", std::nullopt);
   for (const std::optional<std::string>& variable : {std::optional<std::string>(), {""}}) {
     environment.set("HOME", variable);
-    EXPECT_EQ(valueOf(u"Key"), u"first");
+    EXPECT_EQ(valueOf("Key"), "first");
   }
 }
 
@@ -252,12 +287,12 @@ TEST_F(PreferencesTest, TheSystemsFoldersAreTakenInTheirOrder) {
     std::string variable;
     String value;
   } rows[] = {
-      {a + ":" + b, u"first"}, {b + ":" + a, u"second"},    {none + ":" + b, u"second"},
-      {b, u"second"},          {"::" + b + ":", u"second"}, {none, std::nullopt},
+      {a + ":" + b, "first"}, {b + ":" + a, "second"},    {none + ":" + b, "second"},
+      {b, "second"},          {"::" + b + ":", "second"}, {none, std::nullopt},
   };
   for (const auto& row : rows) {
     environment.set("XDG_CONFIG_DIRS", row.variable);
-    EXPECT_EQ(valueOf(u"Key"), row.value) << row.variable;
+    EXPECT_EQ(valueOf("Key"), row.value) << row.variable;
   }
 }
 
@@ -271,10 +306,10 @@ TEST_F(PreferencesTest, TheSystemsFolderIsEtcXdgUnlessItIsSet) {
   const path way = (first / kDomain).lexically_relative(usual);
   for (const std::optional<std::string>& variable : {std::optional<std::string>(), {""}}) {
     environment.set("XDG_CONFIG_DIRS", variable);
-    EXPECT_EQ(Preferences(way.u16string()).objectForKey(u"Key"), u"value");
+    EXPECT_EQ(Preferences(way.string()).objectForKey("Key"), "value");
   }
   environment.set("XDG_CONFIG_DIRS", second);
-  EXPECT_EQ(Preferences(way.u16string()).objectForKey(u"Key"), std::nullopt);
+  EXPECT_EQ(Preferences(way.string()).objectForKey("Key"), std::nullopt);
 }
 
 TEST_F(PreferencesTest, FoldersThatAreNotAbsoluteDoNotCount) {
@@ -285,10 +320,10 @@ TEST_F(PreferencesTest, FoldersThatAreNotAbsoluteDoNotCount) {
   std::filesystem::current_path(folder.path());
   environment.set("XDG_CONFIG_DIRS", "relative:./relative:" + second.string());
   environment.set("XDG_CONFIG_HOME", "relative");
-  EXPECT_EQ(valueOf(u"Key"), u"second") << "XDG_CONFIG_HOME and XDG_CONFIG_DIRS";
+  EXPECT_EQ(valueOf("Key"), "second") << "XDG_CONFIG_HOME and XDG_CONFIG_DIRS";
   environment.set("XDG_CONFIG_HOME", std::nullopt);
   environment.set("HOME", ".");
-  EXPECT_EQ(valueOf(u"Key"), u"second") << "HOME";
+  EXPECT_EQ(valueOf("Key"), "second") << "HOME";
   std::filesystem::current_path(before);
 }
 

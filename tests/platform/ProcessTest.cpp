@@ -257,11 +257,100 @@ TEST(WriteStandardOutput, WritesAllBytesToASlowReaderSignalsOrNot) {
         prepareProcess();
         if (hasSignals)
           startFrequentSignal();
-        writeStandardOutput(text);
+        writeStandardOutput({text});
       });
       EXPECT_TRUE(readAll(output.reader(), 1ms) == text);
       EXPECT_EQ(statusOf(child), kExitOfSeven);
     }
+  }
+}
+
+// How standard output takes what is written.
+enum class Taking { asUsual, interrupted, littleAtATime };
+
+void arrange(Taking taking) {
+  if (taking == Taking::interrupted)
+    startFrequentSignal();
+  if (taking != Taking::littleAtATime)
+    return;
+  fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
+#ifdef F_SETPIPE_SZ  // elsewhere a pipe is small enough
+  fcntl(STDOUT_FILENO, F_SETPIPE_SZ, 4096);
+#endif
+}
+
+TEST(WriteStandardOutput, WritesThePartsOneAfterTheOtherHoweverTheyAreTaken) {
+  const std::string large = largeText(200000), other = largeText(70001).substr(1);
+  const std::string page = largeText(4096);
+  const struct {
+    std::string first, second, third;
+  } rows[] = {
+      {"", "", ""},
+      {"first,", "second,", "third"},
+      {"", "second,", "third"},
+      {"first,", "", "third"},
+      {"first,", "second", ""},
+      {"", "", "third"},
+      {"", "second", ""},
+      {"first", "", ""},
+      {std::string("\0\0", 2), std::string("\0", 1), std::string("a\0", 2)},
+      {"Content-type: text/plain\r\n\r\n", large, "\r\n"},
+      {"", large, "\r\n"},
+      {"Content-type: text/plain\r\n\r\n", large, ""},
+      {large, other, large},
+      {large, "", other},
+      // Ends of parts at the ends of what is taken at once, and right beside them.
+      {page, page, page},
+      {page, page.substr(1), page.substr(2)},
+      {page + "x", page + "y", page + "z"},
+      {page.substr(1), "x", page + page},
+      {page.substr(2), "x", page + page},
+  };
+  for (const auto& row : rows) {
+    for (const Taking taking : {Taking::asUsual, Taking::interrupted, Taking::littleAtATime}) {
+      SCOPED_TRACE(std::to_string(row.first.size()) + ", " + std::to_string(row.second.size()) +
+                   " and " + std::to_string(row.third.size()) + " bytes, taken in way " +
+                   std::to_string(static_cast<int>(taking)));
+      Pipe output;
+      ASSERT_TRUE(output.isOpen);
+      const pid_t child = startChild(output, [&] {
+        prepareProcess();
+        arrange(taking);
+        writeStandardOutput({row.first, row.second, row.third});
+      });
+      EXPECT_TRUE(readAll(output.reader(), 1ms) == row.first + row.second + row.third);
+      EXPECT_EQ(statusOf(child), kExitOfSeven);
+    }
+  }
+}
+
+TEST(WriteStandardOutput, WritesFewerPartsThanThree) {
+  const struct {
+    const char* what;
+    std::function<void()> write;
+    std::string written;
+  } rows[] = {
+      {"none", [] { writeStandardOutput({}); }, ""},
+      {"one", [] { writeStandardOutput({"first"}); }, "first"},
+      {"two",
+       [] {
+         writeStandardOutput({"first,", "second"});
+       },
+       "first,second"},
+      {"one after the other",
+       [] {
+         writeStandardOutput({"first,"});
+         writeStandardOutput({"second"});
+       },
+       "first,second"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    Pipe output;
+    ASSERT_TRUE(output.isOpen);
+    const pid_t child = startChild(output, row.write);
+    EXPECT_EQ(readAll(output.reader()), row.written);
+    EXPECT_EQ(statusOf(child), kExitOfSeven);
   }
 }
 
@@ -275,7 +364,7 @@ TEST(WriteStandardOutput, ReturnsWhenTheReaderIsGone) {
       start.closeWriter();
       readAll(start.reader());
       prepareProcess();
-      writeStandardOutput(text);
+      writeStandardOutput({text});
     });
     start.closeReader();
     if (taken == 0)
@@ -297,10 +386,38 @@ TEST(WriteStandardOutput, ReturnsWhenThereIsNoOutput) {
   const pid_t child = startChild(output, [] {
     close(STDOUT_FILENO);
     prepareProcess();
-    writeStandardOutput("hello");
+    writeStandardOutput({"hello"});
   });
   EXPECT_EQ(statusOf(child), kExitOfSeven);
   EXPECT_EQ(readAll(output.reader()), "");
+}
+
+TEST(EndProcess, EndsAtOnceWithStatus0) {
+  Pipe output;
+  ASSERT_TRUE(output.isOpen);
+  const pid_t child = startChild(output, [] {
+    writeStandardOutput({"written"});
+    endProcess();
+  });
+  EXPECT_EQ(readAll(output.reader()), "written");
+  EXPECT_EQ(statusOf(child), 0);
+}
+
+TEST(ExecutionError, SaysWhyAFileCannotBeExecuted) {
+  const TemporaryFolder folder;
+  const std::filesystem::path file = folder.path() / "program.cgi";
+  EXPECT_EQ(executionError(file.c_str()), ENOENT);
+  writeFile(file, "#!/bin/sh\n");
+  EXPECT_EQ(executionError(file.c_str()), EACCES);
+  std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+  EXPECT_EQ(executionError(file.c_str()), 0);
+  EXPECT_EQ(executionError((file / "below").c_str()), ENOTDIR);
+  EXPECT_EQ(executionError(folder.path().c_str()), EISDIR);
+}
+
+TEST(SystemSentence, IsTheSystemsWithoutAFullStop) {
+  EXPECT_EQ(systemSentence(ENOENT), "No such file or directory");
+  EXPECT_EQ(systemSentence(ECONNREFUSED), "Connection refused");
 }
 
 // What a visitor can bring about must not fill a disk, nor leave a request where others read it.

@@ -20,12 +20,12 @@
 namespace quintora {
 
 // Owns a descriptor.
-class Descriptor {
+class OwnedDescriptor {
  public:
-  explicit Descriptor(int number = -1) : number_(number) {}
-  ~Descriptor() { close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
+  explicit OwnedDescriptor(int number = -1) : number_(number) {}
+  ~OwnedDescriptor() { close(); }
+  OwnedDescriptor(const OwnedDescriptor&) = delete;
+  OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
 
   int get() const { return number_; }
   void close() {
@@ -80,7 +80,7 @@ class BoundPort {
   int descriptor() const { return socket_.get(); }
 
  private:
-  const Descriptor socket_;
+  const OwnedDescriptor socket_;
   bool isBound_ = false;
   uint16_t port_ = 0;
 };
@@ -138,7 +138,7 @@ class Connection {
   }
 
  private:
-  Descriptor socket_;
+  OwnedDescriptor socket_;
   std::string received_;
 };
 

@@ -8,7 +8,7 @@
 #include "bridge/RequestState.h"
 #include "bridge/ServerScript.h"
 #include "extras/TextEncoding.h"
-#include "tests/bridge/ScriptedAppleEvents.h"
+#include "tests/support/ScriptedAppleEvents.h"
 
 namespace quintora {
 

@@ -1,4 +1,4 @@
-"""A headless Chromium, driven by Selenium as a person would: it looks at labels, clicks and types."""
+"""A headless Chromium, driven as a person would: Selenium looks at labels, clicks and types."""
 import json
 import os
 import re

@@ -4,8 +4,8 @@ import subprocess
 import unittest
 from urllib.parse import parse_qs, urlencode
 
-from chromium import Chromium
-from demo_site import DemoSite, FirstCommand
+from tests.browser.chromium import Chromium
+from tests.browser.demo_site import DemoSite, FirstCommand
 
 from apple_events import StatementReader
 from quintora_server import decode_body

@@ -9,8 +9,9 @@ import re
 import unittest
 from typing import NamedTuple
 
+from tests.support.messages_page import FROM_THE_SERVER, PAGE, rows_of_page
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-PAGE = "docs/messages.md"
 FOLDERS = "bridge", "extras", "platform"
 
 # What the page shows for a value that differs from case to case.
@@ -78,9 +79,6 @@ NOT_MESSAGES = (
     # The last encoding that is tried, Mac OS Roman, has a character for every byte.
     (r"extras/NSString\+Extras\.cpp", r"ERROR: Unknown text encoding"),
 )
-
-# What the page lists although no source has it: the beginning of a header line of the server's.
-FROM_THE_SERVER = {"Content-Type: text/html"}
 
 # Headings for what a visitor sees without any text of the bridge.
 WITHOUT_TEXT = ("An empty page", "A page that ends too soon", "Wrong letters",
@@ -292,7 +290,7 @@ def messages_of_sources():
             messages.append(text)
         elif not value:
             raise AssertionError(f"{text.file}:{text.line}: may a visitor see {text.form!r}? Then "
-                                 f"it belongs in {PAGE}; else say in this test what it is")
+                                 f"it belongs in docs/{PAGE.name}; else say in this test what it is")
     return {shown for text in messages for shown in expanded(text, values)}
 
 
@@ -310,28 +308,6 @@ def expanded(text, values):
             pieces = [part]
         results = [result + piece for result in results for piece in pieces]
     return results
-
-
-class Row(NamedTuple):
-    text: str
-    cells: list
-
-
-def rows_of_page():
-    """The rows of the page's tables whose first cell is a text. What is common to the texts of a
-    section begins a line above its table: a text that ends with a colon."""
-    rows, prefix = [], ""
-    for line in (ROOT / PAGE).read_text(encoding="utf-8").splitlines():
-        if line.startswith("#"):
-            prefix = ""
-        common = re.match(r"`([^`]+:)` and(, without a blank,)?", line)
-        if common:
-            prefix = common[1] + ("" if common[2] else " ")
-        cells = [cell.strip() for cell in line.strip().strip("|").split(" | ")]
-        text = re.fullmatch(r"`([^`]+)`", cells[0])
-        if line.startswith("|") and text:
-            rows.append(Row(prefix + text[1], cells))
-    return rows
 
 
 class Messages(unittest.TestCase):
@@ -356,7 +332,7 @@ class Messages(unittest.TestCase):
                 self.assertTrue(all(row.cells))
 
     def test_pages_without_a_text_are_explained(self):
-        page = (ROOT / PAGE).read_text(encoding="utf-8")
+        page = PAGE.read_text(encoding="utf-8")
         for heading in WITHOUT_TEXT:
             with self.subTest(heading):
                 self.assertRegex(page, rf"(?m)^## {re.escape(heading)}\n\n\S")

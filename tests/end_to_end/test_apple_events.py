@@ -5,8 +5,8 @@ import socket
 import unittest
 from urllib.parse import urlencode
 
-from harness import (DEFAULT_HEADER, IMPATIENT_BRIDGE, VARIABLES, ApacheTest, example_server, run,
-                     write_preferences)
+from tests.support.harness import (DEFAULT_HEADER, IMPATIENT_BRIDGE, VARIABLES, ApacheTest,
+                                   example_server, run, write_preferences)
 
 # Stands last and is lost in part for the characters beyond ASCII that come before it.
 PADDING = ("padding", "." * 50)

@@ -2,7 +2,7 @@
 import os
 import unittest
 
-from harness import DEFAULT_HEADER, REQUEST_ERROR, VARIABLES, BridgeTest, reply
+from tests.support.harness import DEFAULT_HEADER, REQUEST_ERROR, VARIABLES, BridgeTest, reply
 
 # The server's reply text and the whole output.
 RESPONSES = (

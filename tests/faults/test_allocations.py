@@ -9,8 +9,8 @@ import resource
 import signal
 import unittest
 
-from faults import (ALL, ASKING_BRIDGE, IS_WHOLE, OUT_OF_MEMORY, REQUESTS, FaultTest, Preload,
-                    Request, Run, Site, spread, with_each_request)
+from tests.faults.faults import (ALL, ASKING_BRIDGE, IS_WHOLE, OUT_OF_MEMORY, REQUESTS, FaultTest,
+                                 Preload, Request, Run, Site, spread, with_each_request)
 
 ALLOCATIONS = "malloc", "calloc", "realloc"
 MOST = ALL if IS_WHOLE else 40

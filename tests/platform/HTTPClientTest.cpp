@@ -15,7 +15,7 @@
 
 #include "extras/TextEncoding.h"
 #include "platform/Process.h"
-#include "tests/platform/ScriptedServer.h"
+#include "tests/support/ScriptedServer.h"
 
 namespace quintora {
 

@@ -5,7 +5,7 @@
 #include <map>
 
 #include "extras/TextEncoding.h"
-#include "tests/platform/PreferencesStore.h"
+#include "tests/support/PreferencesStore.h"
 
 namespace quintora {
 

@@ -5,6 +5,7 @@ import re
 import tempfile
 
 from selenium import webdriver
+from selenium.common.exceptions import WebDriverException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.expected_conditions import staleness_of
@@ -76,7 +77,8 @@ class Chromium(webdriver.Chrome):
         self.report()
         page = self.find_element(By.TAG_NAME, "html")
         self.click(tag, text)
-        WebDriverWait(self, PATIENCE, poll_frequency=.01).until(staleness_of(page))
+        # The driver may fail with an error of its own while the one page replaces the other.
+        WebDriverWait(self, PATIENCE, .01, [WebDriverException]).until(staleness_of(page))
 
     def type(self, label, text):
         """Clicks the label and types the text in the place of what stands in its field."""

@@ -52,7 +52,7 @@ TEST(StringMap, TellsApartKeysThatDifferInOneUnitAtAnyPlace) {
   EXPECT_THAT(map.find(text), Pointee(std::optional<std::u16string>(u"itself")));
 }
 
-TEST(StringMap, DoesTheSameAsAnotherMapHoweverManyEntriesThereAre) {
+TEST(StringMapSlow, DoesTheSameAsAnotherMapHoweverManyEntriesThereAre) {
   StringMap map;
   std::map<std::u16string, std::optional<std::u16string>> expected;
   for (size_t i = 0; i < 20000; ++i) {
@@ -68,7 +68,7 @@ TEST(StringMap, DoesTheSameAsAnotherMapHoweverManyEntriesThereAre) {
 }
 
 // So many that some keys agree in all that the table knows of their hashes.
-TEST(StringMap, TellsApartAQuarterOfAMillionKeys) {
+TEST(StringMapSlow, TellsApartAQuarterOfAMillionKeys) {
   constexpr size_t kKeys = 260000;
   StringMap map;
   for (size_t i = 0; i < kKeys; ++i)

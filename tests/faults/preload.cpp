@@ -4,7 +4,7 @@
 //
 //   FAULT_CALLS        names of functions, each with a comma behind it; they are counted together
 //   FAULT_FIRST, _LAST the calls that are meant, counted from 1
-//   FAULT              refuse  memory is not there
+//   FAULT              refuse  memory is not there, for requests of FAULT_VALUE bytes or more
 //                      shorten as many bytes as FAULT_VALUE pass at most
 //                      lose    the connection is gone, and the error FAULT_VALUE tells so
 //                      report  the call is made, and then reports the error FAULT_VALUE
@@ -58,6 +58,10 @@ char faultOf(const char* call) {
   return *std::getenv("FAULT");
 }
 
+bool isRefused(const char* call, size_t size) {
+  return faultOf(call) == 'r' && size >= static_cast<size_t>(number("FAULT_VALUE"));
+}
+
 // Where a call that transfers bytes goes wrong; `made` makes it with a count of at most so many.
 template <typename Made>
 ssize_t transferred(const char* call, int descriptor, Made made) {
@@ -75,21 +79,21 @@ ssize_t transferred(const char* call, int descriptor, Made made) {
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
 EXPORT void* malloc(size_t size) noexcept {
-  if (faultOf("malloc") != 'r')
+  if (!isRefused("malloc", size))
     return __libc_malloc(size);
   errno = ENOMEM;
   return nullptr;
 }
 
 EXPORT void* calloc(size_t count, size_t size) noexcept {
-  if (faultOf("calloc") != 'r')
+  if (!isRefused("calloc", count * size))
     return __libc_calloc(count, size);
   errno = ENOMEM;
   return nullptr;
 }
 
 EXPORT void* realloc(void* block, size_t size) noexcept {
-  if (faultOf("realloc") != 'r')
+  if (!isRefused("realloc", size))
     return __libc_realloc(block, size);
   errno = ENOMEM;
   return nullptr;

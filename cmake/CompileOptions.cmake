@@ -30,13 +30,12 @@ add_compile_definitions(_GLIBCXX_ASSERTIONS)
 target_compile_options(product_options INTERFACE
   $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
 
-# For the programs: see Runtime.cpp. Tests that look at every piece of memory set the property
-# ASKS_FOR_ALL_MEMORY of their programs, which then have hardly any of their own.
+# For the programs.
 add_library(product_link_options INTERFACE)
-set(asks $<OR:$<CONFIG:Sanitize>,$<BOOL:$<TARGET_PROPERTY:ASKS_FOR_ALL_MEMORY>>>)
-target_compile_definitions(product_link_options INTERFACE
-  FIRST_MEMORY_BYTES=$<IF:${asks},16,131072>)
-target_sources(product_link_options INTERFACE ${PROJECT_SOURCE_DIR}/platform/posix/Runtime.cpp)
+if(CMAKE_SYSTEM_NAME STREQUAL Linux)
+  target_sources(product_link_options INTERFACE
+    ${PROJECT_SOURCE_DIR}/platform/linux/WithoutExceptions.cpp)
+endif()
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 if(APPLE)

@@ -12,7 +12,7 @@ foreach(section 1 5 8)
   file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.${section})
   install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
 endforeach()
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
   FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN man EXCLUDE)
 install(FILES packaging/com.quintora.QuintoraServer.conf

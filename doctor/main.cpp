@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "bridge/ChooseConnection.h"
 #include "bridge/FinishResponse.h"
@@ -244,7 +245,7 @@ int examine(const char* path, bool isProbing) {
 int main(int argc, char** argv) {
   using namespace quintora;
   prepareProcess();
-  setOutOfMemoryHandler(endOutOfMemory);
+  std::set_new_handler(endOutOfMemory);
   bool isProbing = false;
   const char* path = nullptr;
   for (int i = 1; i < argc; ++i) {

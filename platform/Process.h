@@ -15,9 +15,8 @@ void prepareProcess();
 // Lets memory that runs out end in a response of this text, which stays where it is, and status 0.
 void answerWhenOutOfMemory(const char* text);
 
-// How endWithoutMemory ends the run. The handler must not return; until one is set the run ends
-// abnormally.
-void setOutOfMemoryHandler(void (*handler)());
+// Ends the run as the new-handler (std::set_new_handler) does, which must not return; without one
+// abnormally. For memory that is not asked for by operator new.
 [[noreturn]] void endWithoutMemory();
 
 // Reads until `count` bytes have come, the input ends or reading fails. Returns how many came;

@@ -15,7 +15,7 @@ install_packages() {
 }
 
 install_debian_packages() {
-  local package missing=() root=()
+  local package missing=() as_root=()
   for package in "$@"; do
     # A package that was removed but not purged is still known, only not as "installed".
     if [[ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" != installed ]]; then
@@ -26,20 +26,32 @@ install_debian_packages() {
     return 0
   fi
   if ((EUID != 0)); then
-    root=(sudo)
+    as_root=(sudo)
   fi
   echo "Installing ${missing[*]}" >&2
-  ${root[@]+"${root[@]}"} apt-get update -qq
-  ${root[@]+"${root[@]}"} env DEBIAN_FRONTEND=noninteractive \
+  ${as_root[@]+"${as_root[@]}"} apt-get update -qq
+  ${as_root[@]+"${as_root[@]}"} env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# has_tool TOOL: whether it can be run. macOS has stubs of the developer tools in /usr/bin, which only
+# open a dialog as long as the tools are not installed.
+has_tool() {
+  command -v "$1" >/dev/null || return 1
+  case "$1" in
+    c++ | clang++ | lipo | otool | python3 | xcrun)
+      ! command -v xcode-select >/dev/null || xcode-select -p >/dev/null 2>&1
+      ;;
+  esac
 }
 
 name_missing_tools() {
   local package missing=()
   for package in "$@"; do
     case "$package" in
-      g++) command -v c++ >/dev/null || missing+=("c++: xcode-select --install") ;;
-      python3) command -v python3 >/dev/null || missing+=("python3: xcode-select --install") ;;
+      g++) has_tool c++ || missing+=("c++: xcode-select --install") ;;
+      clang) has_tool clang++ || missing+=("clang++: xcode-select --install") ;;
+      python3) has_tool python3 || missing+=("python3: xcode-select --install") ;;
       apache2-bin) [[ -x /usr/sbin/httpd ]] || missing+=("/usr/sbin/httpd: comes with macOS") ;;
       ninja-build) command -v ninja >/dev/null || missing+=("ninja: brew install ninja") ;;
       libgtest-dev | libgmock-dev)

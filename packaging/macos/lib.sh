@@ -3,21 +3,47 @@
 # macOS.
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+# shellcheck source=script/lib.sh
+source "$here/../../script/lib.sh"
 # shellcheck disable=SC2034 # for those who source this
 entitlements=$here/Quintora.entitlements
 automation=com.apple.security.automation.apple-events
+# What the package installs, seen from the root of the disk, and what the system records it as.
+# shellcheck disable=SC2034
+{
+  bridge=Library/WebServer/CGI-Executables/Quintora.cgi
+  doctor=usr/local/bin/quintora-doctor
+  receipt=com.quintora.Quintora-CGI.pkg
+}
+
+# The oldest macOS that the x86_64 half of the programs runs on.
+export MINIMUM_SYSTEM=${MINIMUM_SYSTEM:-10.11}
 
 die() {
   printf '%s\n' "$*" >&2
   exit 1
 }
 
+# minimum_for ARCHITECTURE: the oldest macOS for this half; no Mac with arm64 has one before 11.0.
+minimum_for() {
+  case "$1 $MINIMUM_SYSTEM" in
+    arm64\ 10.*) echo 11.0 ;;
+    *) echo "$MINIMUM_SYSTEM" ;;
+  esac
+}
+
+check_minimum_system() {
+  [[ "$MINIMUM_SYSTEM" =~ ^[0-9]+\.[0-9]+$ ]] ||
+    die "MINIMUM_SYSTEM is $MINIMUM_SYSTEM, not a version like 10.13 or 12.0."
+}
+
 # need TOOL...: stops unless all of them are there.
 need() {
   local tool
   for tool; do
-    command -v "$tool" >/dev/null ||
-      die "$tool is missing. It comes with macOS and Xcode: run this on a Mac."
+    has_tool "$tool" ||
+      die "$tool is missing. It comes with macOS and Xcode: run this on a Mac; there," \
+        "xcode-select --install installs what only Xcode has."
   done
 }
 

@@ -14,7 +14,7 @@ TextEncoding textEncodingFromIANACharSetName(const String& name) {
   if (builtIn != kNoTextEncoding)
     return builtIn;
   const Owned<CFStringRef> object(createCFString(name));
-  // An invalid encoding has an identifier, too, which is not 0.
+  // The system's identifiers are never 0, not even that of an invalid encoding.
   return CFStringConvertEncodingToNSStringEncoding(
       CFStringConvertIANACharSetNameToEncoding(object.get()));
 }

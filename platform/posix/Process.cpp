@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "extras/TextEncoding.h"
 #include "platform/posix/Sockets.h"
@@ -34,7 +35,6 @@ constexpr size_t kMostAtOnce = size_t{1} << 30;
   std::abort();
 }
 
-void (*outOfMemoryHandler)() = raiseException;
 const char* outOfMemoryText = "";
 
 // The response is printed at the very end, so nothing of it has been when memory runs out.
@@ -67,13 +67,12 @@ void prepareProcess() {
 
 void answerWhenOutOfMemory(const char* text) {
   outOfMemoryText = text;
-  setOutOfMemoryHandler(answerWithoutMemory);
+  std::set_new_handler(answerWithoutMemory);
 }
 
-void setOutOfMemoryHandler(void (*handler)()) { outOfMemoryHandler = handler; }
-
 void endWithoutMemory() {
-  outOfMemoryHandler();
+  if (const std::new_handler handler = std::get_new_handler())
+    handler();
   raiseException();
 }
 

@@ -1,6 +1,11 @@
-"""The links of the documents lead somewhere: to a file of the tree, and to a heading in it."""
+"""The links of the documents lead somewhere: to a file of the tree, and to a heading in it; those of
+a package to a file that it ships.
+"""
 import pathlib
 import re
+import shutil
+import subprocess
+import tempfile
 import unittest
 from typing import NamedTuple
 
@@ -30,6 +35,21 @@ def links_of(page):
     return [Link(page, target) for target in LINK.findall(text)]
 
 
+def local_links_of(page):
+    return [link for link in links_of(page) if not re.match(r"[a-z]+:", link.target)]
+
+
+def dangling(pages, folder):
+    """The links of the pages to files that are not below folder."""
+    return [(link.page.name, link.target) for page in pages for link in local_links_of(page)
+            if not leads_into(folder.resolve(), link)]
+
+
+def leads_into(folder, link):
+    target = (link.page.parent / link.target.partition("#")[0]).resolve()
+    return target.is_relative_to(folder) and target.exists()
+
+
 def anchors_of(page):
     """The anchors as the usual renderers make them of the headings."""
     anchors, seen = set(), {}
@@ -43,17 +63,12 @@ def anchors_of(page):
 
 class Links(unittest.TestCase):
     def local_links(self):
-        found = [link for page in pages() for link in links_of(page)
-                 if not re.match(r"[a-z]+:", link.target)]
+        found = [link for page in pages() for link in local_links_of(page)]
         self.assertGreater(len(found), 20, "hardly any link was found")
         return found
 
     def test_files_are_there(self):
-        for link in self.local_links():
-            with self.subTest(page=link.page.name, target=link.target):
-                file = link.target.partition("#")[0]
-                target = (link.page.parent / file).resolve()
-                self.assertTrue(target.is_relative_to(ROOT) and target.exists())
+        self.assertEqual([], dangling(pages(), ROOT))
 
     def test_anchors_are_there(self):
         for link in self.local_links():
@@ -69,6 +84,20 @@ class Links(unittest.TestCase):
         for page in pages()[1:]:
             with self.subTest(page.name):
                 self.assertIn(page, linked)
+
+    def test_macos_package_has_what_its_pages_lead_to(self):
+        run = subprocess.run([ROOT / "packaging/macos/package", "--dry-run"], check=True,
+                             stdout=subprocess.PIPE, encoding="utf-8", timeout=60)
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            for line in run.stdout.splitlines():
+                source, target = line.split(" -> /")
+                if (ROOT / source).is_file():  # a text; nothing is built here
+                    (folder / target).parent.mkdir(parents=True, exist_ok=True)
+                    shutil.copy(ROOT / source, folder / target)
+            shipped = list(folder.rglob("*.md"))
+            self.assertGreater(len(shipped), 5, "hardly any page is shipped")
+            self.assertEqual([], dangling(shipped, folder))
 
 
 if __name__ == "__main__":

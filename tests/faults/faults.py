@@ -27,9 +27,6 @@ IS_WHOLE = os.environ.get("QUINTORA_FAULTS") == "all"
 LONGEST_RUN = 10  # seconds: much more than a run takes, and less than the bridge's own time-outs
 PRELOAD = os.environ.get("QUINTORA_FAULTS_LIBRARY") or os.path.join(
     os.path.dirname(BRIDGE), "tests", "libfaults.so")
-# The same, but it asks for every piece of memory, also for those that the other has from its start.
-ASKING_BRIDGE = os.environ.get("QUINTORA_ASKING_BRIDGE") or os.path.join(
-    os.path.dirname(BRIDGE), "tests", "Quintora-asking.cgi")
 OUT_OF_MEMORY = DEFAULT_HEADER + b"Quintora CGI error: Out of memory.\r\n"
 VARIABLES = {"SERVER_SOFTWARE": "Apache/2.4", "QUERY_STRING": "id=7", "REQUEST_METHOD": "GET",
              "HTTP_HOST": "localhost", "HTTP_COOKIE": "theme=dark"}
@@ -160,8 +157,8 @@ class Site:
     A second preferences file, for when the first cannot be read, names a port where nobody listens.
     """
 
-    def __init__(self, stack, request, bridge=BRIDGE):
-        self.request, self.bridge = request, bridge
+    def __init__(self, stack, request):
+        self.request = request
         self.folder = stack.enter_context(open_folder("config", "fallback", "runtime"))
         nobody = stack.enter_context(socket.socket())
         nobody.bind(("127.0.0.1", 0))  # and does not listen
@@ -197,7 +194,7 @@ class Site:
         """One run, by a tracer or without one."""
         try:
             ended = subprocess.run(
-                [*tracer, self.bridge], env={**self.environment, **(environment or {})},
+                [*tracer, BRIDGE], env={**self.environment, **(environment or {})},
                 input=self.request.form, capture_output=True, timeout=LONGEST_RUN, **details)
         except subprocess.TimeoutExpired:
             return Run(HANGS, b"", b"", self.server.arrived())
@@ -255,7 +252,7 @@ def spread(count, most):
     return sorted({1 + round(index * (count - 1) / (most - 1)) for index in range(most)})
 
 
-def with_each_request(*names, bridge=BRIDGE):
+def with_each_request(*names):
     """Lets a test get a site for each of these kinds of request, or for all."""
     def decorated(test):
         @functools.wraps(test)
@@ -263,7 +260,7 @@ def with_each_request(*names, bridge=BRIDGE):
             for name in names or REQUESTS:
                 self.tally = {}
                 with self.subTest(request=name), contextlib.ExitStack() as stack:
-                    test(self, Site(stack, REQUESTS[name], bridge))
+                    test(self, Site(stack, REQUESTS[name]))
                     self.report(name)
         return with_each
     return decorated

@@ -10,8 +10,8 @@ import resource
 import signal
 import unittest
 
-from tests.faults.faults import (ALL, ASKING_BRIDGE, IS_WHOLE, OUT_OF_MEMORY, REQUESTS, FaultTest,
-                                 Preload, Request, Run, Site, spread, with_each_request)
+from tests.faults.faults import (ALL, IS_WHOLE, OUT_OF_MEMORY, FaultTest, Preload, Request, Run, Site,
+                                 spread, with_each_request)
 from tests.support.harness import DEFAULT_HEADER
 
 ALLOCATIONS = "malloc", "calloc", "realloc"
@@ -24,7 +24,7 @@ def limit_memory(size):
     resource.setrlimit(resource.RLIMIT_AS, (size, size))
 
 
-class RefusalTest(FaultTest):
+class Refusals(FaultTest):
     def setUp(self):
         self.preload = Preload(self)
 
@@ -36,36 +36,16 @@ class RefusalTest(FaultTest):
     def numbers(self, site):
         return spread(self.preload.count(site, *ALLOCATIONS), MOST)
 
-
-class Refusals(RefusalTest):
-    @with_each_request(bridge=ASKING_BRIDGE)
+    @with_each_request()
     def test_one_refusal_ends_in_one_whole_response(self, site):
         permitted = {"page", "page for less", "message", "out of memory"}
         for number in self.numbers(site):
             self.judge(site, self.refuse(site, number, number), permitted, number=number)
 
-    @with_each_request(bridge=ASKING_BRIDGE)
+    @with_each_request()
     def test_refusal_of_all_that_follow_ends_in_one_whole_response(self, site):
         for number in self.numbers(site):
             self.judge(site, self.refuse(site, number), {"out of memory"}, number=number)
-
-
-class ShippedProgram(RefusalTest):
-    """It has memory of its own from the start, and asks for more only where that does not do."""
-
-    def test_small_requests_ask_for_no_memory_but_for_the_form(self):
-        with contextlib.ExitStack() as stack:
-            for name, expected in ("GET", 0), ("POST", 1):
-                with self.subTest(name):
-                    site = Site(stack, REQUESTS[name])
-                    self.assertEqual(self.preload.count(site, *ALLOCATIONS), expected)
-
-    @with_each_request("large form", "large reply", "charset of the system's")
-    def test_refusals_end_in_one_whole_response(self, site):
-        permitted = {"page", "page for less", "message", "out of memory"}
-        for number in self.numbers(site):
-            for last in number, 2 ** 40:
-                self.judge(site, self.refuse(site, number, last), permitted, number=number)
 
 
 class SpareBytes(FaultTest):
@@ -100,7 +80,7 @@ class AbnormalEnd(FaultTest):
         out_of_memory = Run(0, OUT_OF_MEMORY, b"", (0, 0))
         preload = Preload(self)
         with contextlib.ExitStack() as stack:
-            site = Site(stack, Request(form=b"a=%zz"), ASKING_BRIDGE)
+            site = Site(stack, Request(form=b"a=%zz"))
             without_form = Run(0, site.page, b"", (1, 1))  # there was no memory to read it into
             self.assertEqual(site.run(), abnormal)
             count = preload.run(site, ALLOCATIONS, "none")[1]

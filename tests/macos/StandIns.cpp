@@ -15,13 +15,14 @@ struct Object {
   CFTypeID type;
   std::u16string text;
   double number;
+  int64_t whole;  // what the system makes of the number
 };
 
 std::map<const void*, long> references;  // of each living object
 std::map<std::pair<std::u16string, std::u16string>, Object> preferences;
 
-const void* create(CFTypeID type, const std::u16string& text, double number = 0) {
-  const Object* const object = new Object{type, text, number};
+const void* create(const Object& copied) {
+  const Object* const object = new Object(copied);
   references[object] = 1;
   return object;
 }
@@ -47,8 +48,6 @@ const Charset kCharsets[] = {
     {u"windows-1252", 0x0500, 12, "WINDOWS-1252"},
     {u"koi8-r", 0x0A02, 0x80000A02, "KOI8-R"},
     {u"shift_jis", 0x0A01, 8, "SHIFT_JIS"},
-    // Real systems have charsets that CoreFoundation knows and that have no identifier.
-    {u"x-without-identifier", 0x0BFF, 0, nullptr},
 };
 
 std::u16string lowercase(std::u16string text) {
@@ -72,14 +71,26 @@ std::optional<std::u16string> converted(const char* charset, std::string bytes) 
 
 }  // namespace
 
+// The system makes the smallest whole number of a real one that is too large, and of NaN.
 void standInStoreNumber(const std::u16string& domain, const std::u16string& key, double number) {
-  preferences[{domain, key}] = {kNumberType, u"", number};
+  const bool isWithin = number >= -0x1p63 && number < 0x1p63;
+  preferences[{domain, key}] = {kNumberType, u"", number,
+                                isWithin ? static_cast<int64_t>(number) : INT64_MIN};
+}
+void standInStoreWhole(const std::u16string& domain, const std::u16string& key, int64_t number) {
+  preferences[{domain, key}] = {kNumberType, u"", static_cast<double>(number), number};
+}
+// Of an unsigned number that is too large it makes a negative one.
+void standInStoreUnsigned(const std::u16string& domain, const std::u16string& key,
+                          uint64_t number) {
+  preferences[{domain, key}] = {kNumberType, u"", static_cast<double>(number),
+                                static_cast<int64_t>(number)};
 }
 void standInStoreDate(const std::u16string& domain, const std::u16string& key) {
-  preferences[{domain, key}] = {kDateType, u"", 0};
+  preferences[{domain, key}] = {kDateType, u"", 0, 0};
 }
 void standInStoreBoolean(const std::u16string& domain, const std::u16string& key) {
-  preferences[{domain, key}] = {kBooleanType, u"", 1};
+  preferences[{domain, key}] = {kBooleanType, u"", 1, 1};
 }
 void standInClearPreferences() { preferences.clear(); }
 
@@ -111,7 +122,7 @@ CFTypeID CFNumberGetTypeID() { return kNumberType; }
 CFStringRef CFStringCreateWithCharacters(CFAllocatorRef, const UniChar* characters, CFIndex count) {
   std::u16string text(static_cast<size_t>(count), u'\0');
   std::copy_n(characters, count, text.begin());
-  return static_cast<CFStringRef>(create(kStringType, text));
+  return static_cast<CFStringRef>(create({kStringType, text, 0, 0}));
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex count,
@@ -123,7 +134,7 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex 
     const std::optional<std::u16string> text =
         converted(charset.converter,
                   std::string(reinterpret_cast<const char*>(bytes), static_cast<size_t>(count)));
-    return text ? static_cast<CFStringRef>(create(kStringType, *text)) : nullptr;
+    return text ? static_cast<CFStringRef>(create({kStringType, *text, 0, 0})) : nullptr;
   }
   ADD_FAILURE() << "decoding in an encoding that is not available";
   return nullptr;
@@ -172,20 +183,25 @@ Boolean CFStringIsEncodingAvailable(CFStringEncoding encoding) {
 }
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
-  EXPECT_EQ(type, kCFNumberSInt64Type);
   const Object& object = living(number);
   EXPECT_EQ(object.type, kNumberType);
-  const int64_t whole = static_cast<int64_t>(object.number);
-  *static_cast<int64_t*>(value) = whole;
-  return static_cast<double>(whole) >= object.number && static_cast<double>(whole) <= object.number;
+  if (type == kCFNumberDoubleType) {
+    *static_cast<double*>(value) = object.number;
+    return true;
+  }
+  EXPECT_EQ(type, kCFNumberSInt64Type);
+  *static_cast<int64_t*>(value) = object.whole;
+  const double whole = static_cast<double>(object.whole);
+  return whole >= object.number && whole <= object.number;
 }
 
 CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applicationID) {
-  const auto stored = preferences.find({textOf(applicationID), textOf(key)});
-  if (stored == preferences.end())
-    return nullptr;
-  const Object& object = stored->second;
-  return create(object.type, object.text, object.number);
+  for (const std::u16string& domain : {textOf(applicationID), std::u16string(kGlobalDomain)}) {
+    const auto stored = preferences.find({domain, textOf(key)});
+    if (stored != preferences.end())
+      return create(stored->second);
+  }
+  return nullptr;
 }
 
 void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef applicationID) {

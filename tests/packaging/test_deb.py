@@ -27,10 +27,11 @@ import urllib.parse
 import urllib.request
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "examples"))
+sys.path[:0] = str(ROOT / "examples"), str(ROOT / "tests/documents")
 
 from demo import example_server  # noqa: E402
 from private_apache import free_port  # noqa: E402
+from test_links import dangling  # noqa: E402
 
 PREFERENCES = "com.quintora.QuintoraServer.conf"
 STAND_INS = {
@@ -235,6 +236,8 @@ class DebTest(unittest.TestCase):
             output("cmake", "--install", str(ROOT / "build/package"), "--prefix", folder)
             installed = {str(path.relative_to(folder))
                          for path in pathlib.Path(folder).rglob("*") if path.is_file()}
+            documents = pathlib.Path(folder, "share/doc/quintora-cgi")
+            self.assertEqual([], dangling(documents.rglob("*.md"), documents))
             bridge = os.path.join(folder, "lib/cgi-bin/Quintora.cgi")
             self.assertEqual(stat.S_IMODE(os.stat(bridge).st_mode), 0o755)
         self.assertEqual(packed, installed)

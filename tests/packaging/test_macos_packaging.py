@@ -11,8 +11,10 @@ import re
 import shutil
 import stat
 import subprocess
+import sys
 import tempfile
 import unittest
+import xml.etree.ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 AUTOMATION = "com.apple.security.automation.apple-events"
@@ -20,8 +22,8 @@ BRIDGE = "/Library/WebServer/CGI-Executables/Quintora.cgi"
 DOCTOR = "/usr/local/bin/quintora-doctor"
 DOCUMENTATION = "/Library/Documentation/Quintora/"
 ORDINARY_TOOLS = ("awk", "cat", "dirname", "echo", "env", "grep", "install", "mkdir", "mktemp",
-                  "python3", "rm", "sort", "xargs")
-TOOLS_OF_MACOS = "codesign", "lipo", "otool", "pkgbuild", "xcrun"
+                  "python3", "rm", "sed", "sort", "xargs")
+TOOLS_OF_MACOS = "codesign", "lipo", "otool", "pkgbuild", "productbuild", "xcrun"
 ALL_KEYS = ("CFBundleIdentifier CFBundleInfoDictionaryVersion CFBundleName "
             "CFBundleShortVersionString CFBundleVersion LSMinimumSystemVersion "
             "NSAppleEventsUsageDescription")
@@ -46,6 +48,10 @@ case "$tool $*" in
     mkdir -p build/macos && cd build/macos && echo x86_64 >Quintora.cgi && echo new >quintora-doctor
     ;;
 esac
+"""
+# As on a Mac: without developer tools there is no folder to print.
+XCODE_SELECT = """#!/bin/sh
+[ "$*" = -p ] && cat "$ANSWERS/developer-folder"
 """
 X86_64_COMMANDS = """Load command 8
       cmd LC_VERSION_MIN_MACOSX
@@ -73,8 +79,8 @@ Load command 9
 """
 FRAMEWORKS = "/System/Library/Frameworks/"
 LIBRARIES = ("/usr/lib/libSystem.B.dylib", "/usr/lib/libc++.1.dylib",
-             FRAMEWORKS + "CoreFoundation.framework/Versions/A/CoreFoundation",
-             FRAMEWORKS + "CoreServices.framework/Versions/A/CoreServices")
+             FRAMEWORKS + "CoreFoundation.framework/Versions/A/CoreFoundation")
+CORE_SERVICES = FRAMEWORKS + "CoreServices.framework/Versions/A/CoreServices"
 SIGNATURE = """Executable=Quintora.cgi
 Identifier=com.quintora.Quintora-CGI
 CodeDirectory v=20500 size=764 flags=0x10000(runtime) hashes=13+7 location=embedded
@@ -94,8 +100,14 @@ def project_version():
 def info_plist(**changes):
     """The property list as the build would write it, without the keys that change to None."""
     plist = plistlib.loads((ROOT / "packaging/macos/Info.plist.in").read_bytes())
-    plist.update({"CFBundleVersion": "1.2.3", "CFBundleShortVersionString": "1.2.3", **changes})
+    plist.update({"CFBundleVersion": "1.2.3", "CFBundleShortVersionString": "1.2.3",
+                  "LSMinimumSystemVersion": "10.11", **changes})
     return plistlib.dumps({key: value for key, value in plist.items() if value is not None})
+
+
+def missing(tool):
+    return (f"{tool} is missing. It comes with macOS and Xcode: run this on a Mac; there, "
+            "xcode-select --install installs what only Xcode has.")
 
 
 class CopyOfTheTree(unittest.TestCase):
@@ -108,14 +120,16 @@ class CopyOfTheTree(unittest.TestCase):
         self.tree = self.folder / "tree"
         for name in "packaging", "docs":
             shutil.copytree(ROOT / name, self.tree / name)
-        for name in "README.md", "CHANGELOG.md":
-            shutil.copy(ROOT / name, self.tree)
+        (self.tree / "script").mkdir()
+        for name in "README.md", "CHANGELOG.md", "CONTRIBUTING.md", "script/lib.sh":
+            shutil.copy(ROOT / name, self.tree / name)
         self.macos = self.tree / "packaging/macos"
         self.tools = self.folder / "tools"
         self.tools.mkdir()
         (self.tools / "bash").symlink_to("/bin/bash")  # on a Mac the old one
         for tool in ORDINARY_TOOLS:
-            (self.tools / tool).symlink_to(shutil.which(tool))
+            (self.tools / tool).symlink_to(
+                sys.executable if tool == "python3" else shutil.which(tool))
         self.calls_file = self.folder / "calls"
         self.answers = self.folder / "answers"
         self.binary = self.folder / "Quintora.cgi"
@@ -145,6 +159,13 @@ class CopyOfTheTree(unittest.TestCase):
         self.answer(processor + "-P",
                     "Contents of (__TEXT,__info_plist) section\n" + plist.decode() * 2)
 
+    def answer_minimum(self, x86_64, arm64):
+        """The programs are for these systems, and say so."""
+        self.answer("x86_64-l", X86_64_COMMANDS.replace("10.11", x86_64))
+        self.answer("arm64-l", ARM64_COMMANDS.replace("minos 11.0", f"minos {arm64}"))
+        for processor in "x86_64", "arm64":
+            self.answer_info_plist(processor, info_plist(LSMinimumSystemVersion=x86_64))
+
     def run_script(self, name, *arguments, **environment):
         return subprocess.run(
             [self.macos / name, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
@@ -170,21 +191,22 @@ class PropertyListTest(unittest.TestCase):
             {AUTOMATION: True},
             plistlib.loads((ROOT / "packaging/macos/Quintora.entitlements").read_bytes()))
 
-    def test_preset_makes_a_universal_binary_for_the_system_that_the_plist_names(self):
+    def test_preset_makes_a_universal_binary_for_the_system_that_verify_expects(self):
         presets = json.loads((ROOT / "CMakePresets.json").read_text())["configurePresets"]
         preset = next(preset for preset in presets if preset["name"] == "macos")
-        plist = plistlib.loads(info_plist())
+        lib = (ROOT / "packaging/macos/lib.sh").read_text()
         self.assertEqual(
             {"CMAKE_OSX_ARCHITECTURES": "x86_64;arm64",
-             "CMAKE_OSX_DEPLOYMENT_TARGET": plist["LSMinimumSystemVersion"]},
+             "CMAKE_OSX_DEPLOYMENT_TARGET": re.search(r"{MINIMUM_SYSTEM:-(.*)}", lib)[1]},
             preset["cacheVariables"])
 
-    def test_build_fills_in_the_version_and_embeds_the_plist_in_each_program(self):
+    def test_build_fills_in_the_versions_and_embeds_the_plist_in_each_program(self):
         with tempfile.TemporaryDirectory() as folder:
             build = pathlib.Path(folder).resolve()
             # Nothing is compiled: the project is only configured, on every system as on a Mac.
             (build / "mac.cmake").write_text("set(APPLE TRUE)\n")
             run = subprocess.run(["cmake", "-G", "Ninja", "-S", ROOT, "-B", build,
+                                  "-DCMAKE_OSX_DEPLOYMENT_TARGET=10.13",
                                   f"-DCMAKE_PROJECT_INCLUDE={build}/mac.cmake"],
                                  capture_output=True, text=True, timeout=120, check=False)
             self.assertEqual(0, run.returncode, run.stderr)
@@ -192,6 +214,7 @@ class PropertyListTest(unittest.TestCase):
             plist = plistlib.loads(written.read_bytes())
             self.assertEqual([project_version()] * 2,
                              [plist["CFBundleVersion"], plist["CFBundleShortVersionString"]])
+            self.assertEqual("10.13", plist["LSMinimumSystemVersion"])
             self.assertNotIn("@", written.read_text())
             for program in BRIDGE, DOCTOR:
                 link = re.search(rf"^build {os.path.basename(program)}: (?:.+\n)+",
@@ -206,8 +229,8 @@ class DryRunTest(CopyOfTheTree):
         shipped = dict(line.split(" -> ") for line in run.stdout.splitlines())
         self.assertEqual((BRIDGE, DOCTOR),
                          (shipped.pop(str(self.binary)), shipped.pop(str(self.doctor))))
-        documents = {"README.md", "CHANGELOG.md"} | {
-            f"docs/{path.name}" for path in (ROOT / "docs").glob("*.md")}
+        documents = {"README.md", "CHANGELOG.md", "CONTRIBUTING.md"} | {
+            f"docs/{path.name}" for path in (ROOT / "docs").glob("*.*")}
         pages = {f"docs/man/{path.name}": f"/usr/local/share/man/man{path.suffix[1:]}/{path.name}"
                  for path in (ROOT / "docs/man").iterdir()}
         self.assertEqual({**{name: DOCUMENTATION + name for name in documents}, **pages}, shipped)
@@ -267,6 +290,7 @@ class PackageTest(CopyOfTheTree):
         super().setUp()
         self.add_stand_ins()
         self.staged = self.tree / "build/macos/package"
+        self.parts = self.tree / "build/macos/package-parts"
         self.package = self.tree / "build/macos/Quintora-1.2.3.pkg"
 
     def test_names_the_tool_that_is_missing(self):
@@ -275,8 +299,16 @@ class PackageTest(CopyOfTheTree):
                 hidden = (self.tools / tool).rename(self.folder / tool)
                 self.assert_stopped(
                     self.run_script("package", self.binary, **CREDENTIALS),
-                    f"{tool} is missing. It comes with macOS and Xcode: run this on a Mac.")
+                    missing(tool))
                 hidden.rename(self.tools / tool)
+
+    def test_takes_the_stubs_of_a_mac_without_developer_tools_for_none(self):
+        xcode_select = self.tools / "xcode-select"
+        xcode_select.write_text(XCODE_SELECT)
+        xcode_select.chmod(0o755)
+        self.assert_stopped(self.run_script("verify", self.binary), missing("lipo"))
+        self.answer("developer-folder", "/Library/Developer/CommandLineTools\n")
+        self.assert_done(self.run_script("verify", self.binary))
 
     def test_without_an_identity_the_signatures_are_ad_hoc_and_have_no_time_stamp(self):
         run = self.run_script("package", self.binary)
@@ -300,9 +332,36 @@ class PackageTest(CopyOfTheTree):
         self.assertEqual(
             [["pkgbuild", "--root", str(self.staged), "--install-location", "/",
               "--ownership", "recommended", "--identifier", "com.quintora.Quintora-CGI.pkg",
-              "--version", "1.2.3", str(self.package)]],
+              "--version", "1.2.3", f"{self.parts}/Quintora-CGI.pkg"]],
             self.calls("pkgbuild"))
-        self.assertIn(f"{self.package} is ready.\n", run.stdout)
+        self.assertEqual(
+            [["productbuild", "--distribution", f"{self.parts}/Distribution.xml",
+              "--package-path", str(self.parts), str(self.package)]],
+            self.calls("productbuild"))
+        self.assertIn(f"{self.package} is ready, for macOS 10.11 and later.\n", run.stdout)
+
+    def test_the_package_is_for_both_processors_and_for_the_minimum_system(self):
+        self.answer_minimum("10.13", "11.0")
+        self.assert_done(self.run_script("package", self.binary, MINIMUM_SYSTEM="10.13"))
+        distribution = xml.etree.ElementTree.parse(self.parts / "Distribution.xml").getroot()
+        self.assertEqual("x86_64,arm64", distribution.find("options").get("hostArchitectures"))
+        self.assertEqual(["10.13"], [version.get("min") for version in distribution.findall(
+            "volume-check/allowed-os-versions/os-version")])
+        component = distribution.find("pkg-ref")
+        self.assertEqual(("1.2.3", "Quintora-CGI.pkg"), (component.get("version"), component.text))
+        self.assertEqual([component.get("id")], [call[8] for call in self.calls("pkgbuild")])
+        choice = distribution.find("choice")
+        self.assertEqual((component.get("id"), choice.get("id")),
+                         (choice.find("pkg-ref").get("id"),
+                          distribution.find("choices-outline/line").get("choice")))
+
+    def test_another_minimum_system_reaches_the_build_and_the_result(self):
+        self.answer_minimum("10.13", "11.0")
+        run = self.run_script("package", MINIMUM_SYSTEM="10.13")
+        self.assert_done(run)
+        self.assertIn(["cmake", "--preset", "macos", "-DCMAKE_OSX_DEPLOYMENT_TARGET=10.13"],
+                      self.calls("cmake"))
+        self.assertIn(f"{self.package} is ready, for macOS 10.13 and later.\n", run.stdout)
 
     def test_stages_what_the_dry_run_names_with_the_modes_of_the_disk(self):
         listed = self.run_script("package", "--dry-run", self.binary).stdout.splitlines()
@@ -326,7 +385,7 @@ class PackageTest(CopyOfTheTree):
         bridge, doctor = f"{self.staged}{BRIDGE}", f"{self.staged}{DOCTOR}"
         self.assertEqual(
             [("--force", bridge), ("--verify", bridge), ("--force", doctor), ("--verify", doctor),
-             ("--root", str(self.package))],
+             ("--root", f"{self.parts}/Quintora-CGI.pkg")],
             [(call[1], call[-1]) for call in self.calls()
              if call[1] in ("--force", "--verify", "--root")])
         self.assertEqual([], self.calls("xcrun"))
@@ -337,11 +396,11 @@ class PackageTest(CopyOfTheTree):
                 self.answer(f"{os.path.basename(program)}-does-not-hold", "")
                 self.assert_stopped(self.run_script("package", self.binary),
                                     f"The signature of {self.staged}{program} does not hold.")
-                self.assertEqual([], self.calls("pkgbuild"))
+                self.assertEqual([], self.calls("pkgbuild") + self.calls("productbuild"))
 
     def test_with_credentials_signs_notarises_and_staples_the_package(self):
         self.assert_done(self.run_script("package", self.binary, **CREDENTIALS))
-        [call] = self.calls("pkgbuild")
+        [call] = self.calls("productbuild")
         self.assertEqual(["--sign", CREDENTIALS["INSTALLER_IDENTITY"], "--timestamp",
                           str(self.package)], call[-4:])
         self.assertEqual(
@@ -361,10 +420,40 @@ class PackageTest(CopyOfTheTree):
     def test_without_a_program_the_preset_builds_both(self):
         self.assert_done(self.run_script("package"))
         self.assertEqual(
-            [["cmake", "--preset", "macos"], ["cmake", "--build", "--preset", "macos"]],
+            [["cmake", "--preset", "macos", "-DCMAKE_OSX_DEPLOYMENT_TARGET=10.11"],
+             ["cmake", "--build", "--preset", "macos"]],
             self.calls("cmake"))
         for program, text in (BRIDGE, "x86_64\n"), (DOCTOR, "new\n"):
             self.assertEqual(text, pathlib.Path(f"{self.staged}{program}").read_text())
+
+
+class MissingToolsTest(CopyOfTheTree):
+    """What script/demo and script/test ask for, on a system without Debian's packages."""
+
+    def setUp(self):
+        super().setUp()
+        self.answers.mkdir()
+        (self.tools / "xcode-select").write_text(XCODE_SELECT)
+        (self.tools / "c++").write_text("#!/bin/sh\necho a dialog opens >&2\n")
+        for tool in "xcode-select", "c++":
+            (self.tools / tool).chmod(0o755)
+
+    def ask_for(self, *packages):
+        return subprocess.run(
+            ["bash", "-c", 'source "$0"; name_missing_tools "$@"', self.tree / "script/lib.sh",
+             *packages], capture_output=True, text=True, timeout=60, check=False,
+            env={"PATH": str(self.tools), "ANSWERS": str(self.answers)})
+
+    def test_a_stub_of_the_compiler_is_no_compiler(self):
+        run = self.ask_for("g++", "python3")
+        self.assertEqual((1, "Please install what is missing and try again:\n"
+                             "  c++: xcode-select --install\n"
+                             "  python3: xcode-select --install\n"), (run.returncode, run.stderr))
+
+    def test_with_the_developer_tools_it_is_one(self):
+        self.answer("developer-folder", "/Applications/Xcode.app/Contents/Developer\n")
+        run = self.ask_for("g++", "python3")
+        self.assertEqual((0, ""), (run.returncode, run.stderr))
 
 
 class VerifyTest(CopyOfTheTree):
@@ -372,13 +461,14 @@ class VerifyTest(CopyOfTheTree):
         super().setUp()
         self.add_stand_ins()
 
-    def verify(self):
-        return self.run_script("verify", self.binary)
+    def verify(self, **environment):
+        return self.run_script("verify", self.binary, **environment)
 
     def test_accepts_what_may_be_shipped(self):
         run = self.verify()
         self.assert_done(run)
-        self.assertEqual(f"{self.binary} is as it should be.\n", run.stdout)
+        self.assertEqual(f"{self.binary} is as it should be, for macOS 10.11 and later.\n",
+                         run.stdout)
         self.assertEqual([["codesign", "--verify", "--strict", "--verbose=2", str(self.binary)]],
                          self.calls("codesign", "--verify"))
 
@@ -391,6 +481,27 @@ class VerifyTest(CopyOfTheTree):
         (self.answers / "entitlements-xml").rename(self.answers / "entitlements")
         self.assert_done(self.verify())
         self.assertEqual(2, len(self.calls("codesign", "--display", "--entitlements", ":-")))
+
+    def test_expects_the_minimum_system_that_is_asked_for(self):
+        for minimum, arm64 in ("10.13", "11.0"), ("11.0", "11.0"), ("12.0", "12.0"):
+            with self.subTest(minimum=minimum):
+                sentence = f"The x86_64 slice is for macOS 10.11, not {minimum}."
+                self.answer_minimum("10.11", arm64)
+                self.assert_stopped(self.verify(MINIMUM_SYSTEM=minimum), sentence)
+                self.answer_minimum(minimum, arm64)
+                run = self.verify(MINIMUM_SYSTEM=minimum)
+                self.assert_done(run)
+                self.assertIn(f"for macOS {minimum} and later", run.stdout)
+                self.answer_minimum(minimum, "13.0")
+                self.assert_stopped(self.verify(MINIMUM_SYSTEM=minimum),
+                                    f"The arm64 slice is for macOS 13.0, not {arm64}.")
+
+    def test_stops_at_a_minimum_system_that_is_no_version(self):
+        for text in "12", "10.13.6", "v10.13", "10.13 ", "ten":
+            with self.subTest(text=text):
+                self.assert_stopped(
+                    self.verify(MINIMUM_SYSTEM=text),
+                    f"MINIMUM_SYSTEM is {text}, not a version like 10.13 or 12.0.")
 
     def test_stops_at_each_fault(self):
         plist = "is no property list with values for"
@@ -411,10 +522,18 @@ class VerifyTest(CopyOfTheTree):
                 ("arm64-L", libraries(*LIBRARIES, "/usr/lib/libobjc.A.dylib"),
                  "The arm64 slice is linked to what the product does without: "
                  "/usr/lib/libobjc.A.dylib."),
+                # Tunnel mode does without it: the product loads it when it is needed.
+                ("x86_64-L", libraries(*LIBRARIES, CORE_SERVICES),
+                 "The x86_64 slice is linked to what the product does without: "
+                 f"{CORE_SERVICES}."),
                 ("arm64-L", "", "The arm64 slice is not linked to libSystem."),
                 ("x86_64-P", "", f"The Info.plist inside the x86_64 slice {plist} {ALL_KEYS}."),
                 ("arm64-P", info_plist(NSAppleEventsUsageDescription=None).decode(),
                  f"The Info.plist inside the arm64 slice {plist} NSAppleEventsUsageDescription."),
+                ("arm64-P", info_plist(LSMinimumSystemVersion="10.13").decode(),
+                 "The Info.plist inside the arm64 slice is for macOS 10.13, not 10.11."),
+                ("x86_64-P", info_plist(LSMinimumSystemVersion="").decode(),
+                 f"The Info.plist inside the x86_64 slice {plist} LSMinimumSystemVersion."),
                 ("signature", SIGNATURE.replace("(runtime)", "(none)"),
                  "The x86_64 slice is not signed for the hardened runtime."),
                 ("signature", SIGNATURE.replace("Timestamp=", "Signed Time="),

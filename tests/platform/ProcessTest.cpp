@@ -12,6 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <functional>
+#include <new>
 #include <thread>
 
 #include "extras/String.h"
@@ -330,6 +331,21 @@ TEST(PrepareProcess, AnAbnormalEndLeavesNeitherOutputNorACoreFile) {
     ASSERT_TRUE(WIFSIGNALED(status)) << "status " << status;
     EXPECT_FALSE(WCOREDUMP(status));
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  }
+}
+
+// What operator new calls, the system's own included, and what has memory of another kind calls.
+TEST(AnswerWhenOutOfMemory, EndsInAWholeResponseAndStatus0) {
+  for (void (*lacking)() : {+[] { std::get_new_handler()(); }, +[] { endWithoutMemory(); }}) {
+    Pipe output;
+    ASSERT_TRUE(output.isOpen);
+    const pid_t child = startChild(output, [=] {
+      prepareProcess();
+      answerWhenOutOfMemory("None left.");
+      lacking();
+    });
+    EXPECT_EQ(readAll(output.reader()), "Content-type: text/plain\r\n\r\nNone left.\r\n");
+    EXPECT_EQ(statusOf(child), 0);
   }
 }
 

@@ -29,6 +29,7 @@ inline CFRange CFRangeMake(CFIndex location, CFIndex length) { return {location,
 extern const CFAllocatorRef kCFAllocatorDefault;
 constexpr CFStringEncoding kCFStringEncodingInvalidId = 0xFFFFFFFFU;
 constexpr CFNumberType kCFNumberSInt64Type = 4;
+constexpr CFNumberType kCFNumberDoubleType = 13;
 
 void CFRelease(CFTypeRef object);
 CFTypeID CFGetTypeID(CFTypeRef object);

@@ -1,11 +1,23 @@
 // Stands in for the system's header where there is no macOS: the Apple Event Manager as far as the
-// product uses it, with the documented signatures.
+// product uses it, with the documented signatures, and some of the names that the system's brings
+// along and that are easily given to something of one's own.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
 
+// Older systems define these without the underscores that newer ones put before them; no namespace
+// keeps a macro out.
+#define check(assertion) static_cast<void>(assertion)
+#define verify(assertion) static_cast<void>(assertion)
+#define require(assertion, exceptionLabel) \
+  do {                                     \
+    if (!(assertion))                      \
+      goto exceptionLabel;                 \
+  } while (false)
+
 extern "C" {
 
+using TextEncoding = UInt32;
 using SInt16 = short;
 using SInt32 = int;
 using OSErr = SInt16;

@@ -1,0 +1,249 @@
+# shellcheck shell=bash
+# The rows of packaging/macos/report; to be sourced by it.
+# shellcheck disable=SC2154 # what the other files set
+
+url=http://localhost/cgi-bin/Quintora.cgi
+bridge_by_www="sudo -u _www env -i $installed_bridge"
+doctor_by_www="sudo -u _www env -i $installed_doctor --probe $installed_bridge"
+# Ports that nobody has: the preferences of all users name the first, those of _www the second.
+port_of_all=47811
+port_of_www=47812
+package=
+
+# Function, and what is expected. They build on each other.
+# shellcheck disable=SC2034 # the report reads it
+rows="
+the_system|to be read
+the_build|no warning; programs for both processors and the oldest system, with signature and property list
+the_tests|all pass, and none is left out but those that a Mac has no place for
+the_demo|a page in tunnel mode
+apache_as_delivered|the module in a comment, the mapping of /cgi-bin/, the Include of other/
+the_installation|programs of root and wheel with mode 755, the man page; folders that were there keep owner and mode
+no_quarantine|no attribute com.apple.quarantine
+apache_at_work|the configuration is accepted; state = running after a restart
+preferences_of_all_users|the sentence names port $port_of_all
+preferences_of_www|/Library/WebServer; the sentence names port $port_of_www
+arguments_are_no_preferences|the sentence names port $port_of_www, not 25
+the_doctor_without_a_server|exit status 1, and a refused connection
+a_page_by_apache|the doctor ends with 0; the page says tunnel mode and port $port_of_www
+an_abnormal_end|500; whether the system writes a report of it is to be read
+an_event_from_apache|error -600: the system's Apache is outside of every session
+responsible_process|to be read
+starts_in_apple_event_mode|to be read
+starts_in_tunnel_mode|to be read
+starts_of_a_program_that_links_CoreServices|to be read
+starts_of_a_program_that_does_not|to be read
+"
+
+# shellcheck disable=SC2034
+by_hand="
+- Open the package in the Finder of a Mac with arm64 and without Rosetta: no question for Rosetta.
+- Run this under each other Xcode: DEVELOPER_DIR=/Applications/Xcode-13.4.1.app packaging/macos/report
+- Install the package on the oldest system that it is for, and ask for a page.
+- With Quintora Server, and an Apache in its session, in Apple-event mode: the first request asks for
+  the permission. Meanwhile log stream --info --predicate 'subsystem == \"com.apple.TCC\"' names the
+  responsible process: the web server; for quintora-doctor --probe in a Terminal, Terminal.
+- The same with the server held by kill -STOP: -1712 after about 60 seconds.
+- Of a notarised package: spctl --assess --type install --verbose and xcrun stapler validate accept it.
+"
+
+# set_for_all KEY VALUE: a preference of all users, unless the present ones could not be saved.
+set_for_all() {
+  if [[ -z "$preferences_are_kept" ]]; then
+    leave_out "the present preferences could not be saved"
+    return 1
+  fi
+  try "sudo defaults write $all_users $1 -string $2"
+}
+
+# wait_until COMMAND: for ten seconds at most.
+wait_until() {
+  local attempt
+  for attempt in 1 2 3 4 5 6 7 8 9 10; do
+    "$@" >/dev/null 2>&1 && return
+    sleep 1
+  done
+  echo "(after $attempt seconds still not so: $*)"
+}
+
+the_system() {
+  try "sw_vers"
+  try "uname -m; sysctl -n machdep.cpu.brand_string"
+  try "csrutil status"
+  try "xcode-select -p; xcodebuild -version; c++ --version; cmake --version"
+  try "httpd -v"
+}
+
+the_build() {
+  keep_packages
+  try "MINIMUM_SYSTEM=$MINIMUM_SYSTEM '$here/package'"
+  agree ended_with 0
+  agree did_not_say 'warning:'
+  agree said 'is as it should be'
+  package=$(sed -n 's/ is ready, .*//p' "$came")
+}
+
+the_tests() {
+  try "'$root/script/test'"
+  agree ended_with 0
+  try "ctest --test-dir '$root/build/release' --show-only"
+  agree did_not_say 'end_to_end_|faults_|uppercase_table|macos:'
+}
+
+the_demo() {
+  try "'$root/script/demo'"
+  agree ended_with 0
+  agree said 'in <b>tunnel</b> mode'
+}
+
+apache_as_delivered() {
+  try "grep -nE 'cgid?_module|CGI-Exec|other/' $disk/etc/apache2/httpd.conf"
+  agree said '^[0-9]+:[[:blank:]]*#LoadModule cgi_module libexec/apache2/mod_cgi.so'
+  agree said '^[0-9]+:[[:blank:]]*ScriptAliasMatch .*/cgi-bin/.*CGI-Executables'
+  agree said '^[0-9]+:[[:blank:]]*Include .*/etc/apache2/other/'
+}
+
+the_installation() {
+  local before
+  if is_installed; then
+    leave_out "something is installed already; the other rows use that"
+    return
+  fi
+  keep_uninstalled
+  # shellcheck disable=SC2086
+  before=$(modes $folders)
+  try "sudo installer -pkg '$package' -target ${disk:-/}"
+  agree ended_with 0
+  try "pkgutil --files $receipt"
+  try "ls -le $installed_bridge $installed_doctor"
+  agree said '^-rwxr-xr-x.* root +wheel .*/Quintora.cgi$'
+  agree said '^-rwxr-xr-x.* root +wheel .*/quintora-doctor$'
+  try "ls -lde $(xargs <<<"$folders")"
+  agree still_true "$before"
+  try "man -w quintora-doctor"
+  agree said 'quintora-doctor[.]1'
+}
+
+# still_true LINES: of modes; they are still true.
+# shellcheck disable=SC2086
+still_true() { ! grep -qvxF "$(modes $folders)" <<<"$1"; }
+
+no_quarantine() {
+  try "xattr -l $installed_bridge $installed_doctor"
+  agree ended_with 0
+  agree did_not_say 'com[.]apple[.]quarantine'
+}
+
+apache_at_work() {
+  keep_apache
+  undo "sudo rm -f $configuration"
+  try "printf '%s\n' 'LoadModule cgi_module libexec/apache2/mod_cgi.so' 'TimeOut 90' |
+    sudo tee $configuration"
+  try "sudo apachectl configtest"
+  agree ended_with 0
+  try "sudo apachectl restart"
+  wait_until apache_is_running
+  try "sudo launchctl print system/org.apache.httpd | grep -E '(state|pid) ='"
+  agree said 'state = running'
+  # The other rows do not depend on which of the two it takes.
+  apache_is_running || try "sudo apachectl start"
+  wait_until curl --silent --output /dev/null http://localhost/
+}
+
+preferences_of_all_users() {
+  keep_preferences root "$all_users" "$all_users.plist" && preferences_are_kept=yes
+  set_for_all QZCGIConnectionProtocol TCP/IP || return
+  set_for_all QZQuintoraServerPort "$port_of_all"
+  try "ls -l $all_users.plist"
+  try "sudo chmod 644 $all_users.plist"
+  try "$bridge_by_www"
+  agree said "port $port_of_all refused"
+}
+
+preferences_of_www() {
+  try "dscl . -read /Users/_www NFSHomeDirectory"
+  agree said ' /Library/WebServer$'
+  keep_folder_of_www
+  if ! keep_preferences _www "$domain" "$library_of_www/Preferences/$domain.plist"; then
+    leave_out "the present preferences could not be saved"
+    return
+  fi
+  try "sudo -H -u _www defaults write $domain QZQuintoraServerPort -string $port_of_www"
+  try "$bridge_by_www"
+  agree said "port $port_of_www refused"
+}
+
+arguments_are_no_preferences() {
+  try "$bridge_by_www -QZQuintoraServerPort 25"
+  agree said "port $port_of_www refused"
+}
+
+the_doctor_without_a_server() {
+  try "$doctor_by_www"
+  agree ended_with 1
+  agree said "port $port_of_www refused"
+}
+
+a_page_by_apache() {
+  start_server "$port_of_www"
+  try "$doctor_by_www"
+  agree ended_with 0
+  try "curl -si $url"
+  agree said 'in <b>tunnel</b> mode'
+  agree said "$port_of_www"
+  stop_server
+}
+
+an_abnormal_end() {
+  keep_crash_reports
+  try "curl -si -d a=%zz $url"
+  agree said '^HTTP/1.1 500'
+  sleep 5 # for the system to write one
+  try "sudo ls $crash_reports | grep -i quintora"
+}
+
+an_event_from_apache() {
+  set_for_all QZCGIConnectionProtocol Apple || return
+  try "curl -si --max-time 90 $url"
+  agree said 'error -600 '
+}
+
+responsible_process() {
+  try "sudo log show --last 2m --info --predicate 'subsystem == \"com.apple.TCC\"' | grep -i quintora"
+}
+
+# time_starts PROGRAM: as the web server's user, without variables, one after the other.
+time_starts() {
+  # shellcheck disable=SC2016 # for the other shell
+  sudo -u _www env -i /bin/bash -c 'TIMEFORMAT="%R seconds for $0 starts"
+    time for ((i = 0; i < $0; i++)); do "$1" >/dev/null 2>&1; done' "${STARTS:-200}" "$1"
+}
+
+starts_in_apple_event_mode() {
+  try "$bridge_by_www"
+  if said 'error -600 '; then
+    try "time_starts $installed_bridge"
+  else
+    leave_out "a server takes these events, or none could be sent"
+  fi
+}
+
+starts_in_tunnel_mode() {
+  set_for_all QZCGIConnectionProtocol TCP/IP || return
+  try "$bridge_by_www"
+  agree said "port $port_of_www refused"
+  try "time_starts $installed_bridge"
+}
+
+# starts_of_program_with FRAMEWORK: it has the framework loaded, and does nothing.
+starts_of_program_with() {
+  local program=$work/$1
+  try "echo 'int main() {}' | c++ -x c++ - -framework $1 -o $program && chmod 755 $program"
+  try "otool -L $program"
+  agree said "/$1[.]framework/"
+  try "$program" # what was never started before, the system examines first
+  try "time_starts $program"
+}
+
+starts_of_a_program_that_links_CoreServices() { starts_of_program_with CoreServices; }
+starts_of_a_program_that_does_not() { starts_of_program_with CoreFoundation; }

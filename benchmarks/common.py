@@ -3,16 +3,19 @@ import collections
 import contextlib
 import os
 import shutil
+import socketserver
 import statistics
 import subprocess
 import sys
 import tempfile
+import threading
 from typing import NamedTuple
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
 sys.path.insert(0, os.path.join(ROOT, "examples"))
 
+from apple_events import ANSWER, Event, pack, receive  # noqa: E402
 from demo import open_folder, write_preferences  # noqa: E402,F401
 
 LONGEST = 600  # seconds for whatever is waited for
@@ -36,10 +39,10 @@ class Build:
             return shutil.copy(os.path.join(folder, *path), place)
 
         self.bridge = copied("Quintora.cgi")
-        (self.floor, self.wide_floor, self.fields_floor, self.printing, self.server,
+        (self.floor, self.checking_floor, self.fields_floor, self.printing, self.server,
          self.fastcgi_echo, self.runner, self.micro) = (
             copied("benchmarks", name)
-            for name in ("floor", "wide_floor", "fields_floor", "printing_cgi", "fast_server",
+            for name in ("floor", "checking_floor", "fields_floor", "printing_cgi", "fast_server",
                          "fastcgi_echo", "run_alternately", "micro_benchmarks"))
 
 
@@ -75,6 +78,29 @@ def bridge_and_server(build, *server_options):
                           QZCGIConnectionProtocol="TCP/IP")
         yield server, {"XDG_CONFIG_HOME": config, "BENCHMARK_PORT": str(server.port),
                        "PATH": "/usr/local/bin:/usr/bin:/bin"}
+
+
+class CountingHandler(socketserver.StreamRequestHandler):
+    """Replies to an Apple event with the number of its statement's bytes."""
+
+    def handle(self):
+        event = receive(self.rfile)
+        count = len(event.parameters[b"----"][1])
+        self.wfile.write(pack(Event(ANSWER, event.return_id, event.transaction_id,
+                                    {b"----": (b"TEXT", b"%d" % count)})))
+
+
+@contextlib.contextmanager
+def counting_application():
+    """The environment in which the bridge finds an application for its Apple events."""
+    with open_folder("config", "apple-events") as folder:
+        config = os.path.join(folder, "config")
+        write_preferences(config, QZCGIConnectionProtocol="AppleEvents")
+        address = os.path.join(folder, "apple-events", "QUIZ")
+        with socketserver.UnixStreamServer(address, CountingHandler) as server:
+            threading.Thread(target=server.serve_forever, daemon=True).start()
+            yield {"XDG_CONFIG_HOME": config, "XDG_RUNTIME_DIR": folder}
+            server.shutdown()
 
 
 @contextlib.contextmanager

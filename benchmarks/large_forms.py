@@ -4,8 +4,8 @@ import subprocess
 import sys
 from urllib.parse import parse_qsl, quote, unquote_plus
 
-from common import (HEADER, LONGEST, MIB, answer_of, bridge_and_server, by_turns, input_file,
-                    require)
+from common import (HEADER, LONGEST, MIB, answer_of, bridge_and_server, by_turns,
+                    counting_application, input_file, require)
 
 WORDS = b"The+quick+brown+fox%2C+it+is+said%2C+jumps+over+the+lazy+dog.%0D%0A"
 ESCAPES = b"".join(b"%%%02X" % byte for byte in range(1, 127))
@@ -108,17 +108,43 @@ def measure_shape(build, make, mib, rounds):
     return sizes, python
 
 
+def measure_by_event(build, mib, rounds):
+    """The form that costs most memory for its size: each of its bytes ends a field, and each field
+    becomes a line of the statement."""
+    sizes = []
+    with counting_application() as environment:
+        def run(form):
+            ours = {**environment, **request(form)}
+            return ours, int(answer_of([build.bridge], ours, form)[len(HEADER):])
+
+        _, statement_of_one = run(b"=")
+        for part in PARTS:
+            form = b"&" * int(part * mib * MIB / 16)
+            ours, count = run(form)
+            lines = len(form) * len('"","",\n')
+            require(count == statement_of_one + lines, f"A statement of {count} bytes is wrong")
+            with input_file(form) as input_name:
+                sample, = by_turns(build, rounds, [[build.bridge]], ours, input_name)
+            sizes.append({"bytes": len(form), **sample._asdict()})
+    return sizes
+
+
 def measure(build, is_quick):
     mib, rounds = (4, 3) if is_quick else (64, 5)
     result = {}
     for shape, make in SHAPES.items():
         check(build, shape, make)
         sizes, python = measure_shape(build, make, mib, rounds)
-        whole = sizes[-1]
         result[shape] = {
-            "sizes": sizes, "python_seconds": python, "ratio": python / whole["seconds"],
-            "growth": growth(sizes), "memory": whole["peak_bytes"] / whole["bytes"]}
-    return result
+            "python_seconds": python, "ratio": python / sizes[-1]["seconds"],
+            **common_figures(sizes)}
+    return {"shapes": result, "by event": common_figures(measure_by_event(build, mib, rounds))}
+
+
+def common_figures(sizes):
+    whole = sizes[-1]
+    return {"sizes": sizes, "growth": growth(sizes),
+            "memory": whole["peak_bytes"] / whole["bytes"]}
 
 
 def growth(sizes):

@@ -1,6 +1,6 @@
-"""Replies of many MiB: the bridge against the C floors, which copy the same bytes."""
+"""Replies of many MiB: the bridge against two C programs that do as little as can be done."""
 from common import HEADER, MIB, answer_of, bridge_and_server, by_turns, require
-from large_forms import PARTS, growth
+from large_forms import PARTS, common_figures
 
 CHECKED_BYTES = 1_000_003
 CHUNK = 64
@@ -25,25 +25,27 @@ def page(charset, size):
 
 
 def check(build, kind, size):
-    """The page's bytes, all of them."""
+    """The page's bytes, all of them, by the bridge and by the floor that knows what they mean."""
     with bridge_and_server(build, *options(kind, size)) as (_, environment):
-        answer = answer_of([build.bridge], environment)
-    require(answer == HEADER + page(KINDS[kind][0], size), f"A reply in {kind} is wrong",
-            answer[:200] + b" ... " + answer[-200:])
+        for program in build.bridge, build.checking_floor:
+            answer = answer_of([program], environment)
+            require(answer == HEADER + page(KINDS[kind][0], size), f"A reply in {kind} is wrong",
+                    answer[:200] + b" ... " + answer[-200:])
 
 
 def measure_kind(build, kind, size, rounds):
-    """The floors do not know of chunks: they copy them with what is around them."""
+    """The C floor does not know of chunks: it copies them with what is around them."""
     sizes = []
     for part in PARTS:
         body = int(part * size)
         with bridge_and_server(build, *options(kind, body)) as (_, environment):
             bridge, *floors = by_turns(
-                build, rounds, [[build.bridge], [build.floor], [build.wide_floor]], environment)
+                build, rounds, [[build.bridge], [build.floor], [build.checking_floor]],
+                environment)
         for floor in floors:
             require(floor.printed_bytes >= body + len(HEADER), f"A floor loses a reply in {kind}")
-        floor, wide = (each._asdict() for each in floors)
-        sizes.append({"bytes": body, "floor": floor, "wide": wide, **bridge._asdict()})
+        floor, checking = (each._asdict() for each in floors)
+        sizes.append({"bytes": body, "floor": floor, "checking": checking, **bridge._asdict()})
     return sizes
 
 
@@ -56,7 +58,7 @@ def measure(build, is_quick):
         sizes = measure_kind(build, kind, size, rounds)
         whole = sizes[-1]
         result[kind] = {
-            "sizes": sizes, "ratio": whole["floor"]["seconds"] / whole["seconds"],
-            "wide_ratio": whole["wide"]["seconds"] / whole["seconds"],
-            "growth": growth(sizes), "memory": whole["peak_bytes"] / whole["bytes"]}
+            "ratio": whole["floor"]["seconds"] / whole["seconds"],
+            "checking_ratio": whole["checking"]["seconds"] / whole["seconds"],
+            **common_figures(sizes)}
     return result

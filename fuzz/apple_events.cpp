@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <optional>
 
 #include "bridge/RequestState.h"
@@ -137,6 +138,21 @@ std::optional<std::string> plainText(std::string_view text) {
   return plain::isUTF8(text) ? std::optional<std::string>(text) : std::nullopt;
 }
 
+// Whole units and pairs in this machine's byte order; absent for anything else.
+std::optional<std::u16string> plainUnits(std::string_view bytes) {
+  std::u16string units(bytes.size() / 2, u'\0');
+  std::memcpy(units.data(), bytes.data(), 2 * units.size());
+  for (size_t i = 0; i < units.size(); ++i) {
+    const bool isPair =
+        (units[i] & 0xFC00) == 0xD800 && i + 1 < units.size() && (units[i + 1] & 0xFC00) == 0xDC00;
+    if (isPair)
+      ++i;
+    else if ((units[i] & 0xF800) == 0xD800)
+      return std::nullopt;
+  }
+  return bytes.size() % 2 == 0 ? std::optional<std::u16string>(units) : std::nullopt;
+}
+
 std::string failed(const char* call, int status) {
   return "Quintora CGI error " + std::to_string(status) + " returned by " + call + "()";
 }
@@ -164,9 +180,12 @@ std::optional<std::string> plainResult(const std::string& event, std::string_vie
     return unsent(errAEReplyNotValid);
   if (!type)
     return failed("AEGetParamPtr", errAEDescNotFound);
-  if (*type != "TEXT")
+  if (*type == "TEXT" || *type == "utf8")
+    return plainText(text);
+  const std::optional<std::u16string> units = *type == "utxt" ? plainUnits(text) : std::nullopt;
+  if (!units)
     return failed("AEGetParamPtr", errAECoercionFail);
-  return plainText(text);
+  return plainText(plain::toUTF8(*units).substr(0, text.size()));
 }
 
 // The event as it must have been sent; its return ID may be any.

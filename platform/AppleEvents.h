@@ -50,7 +50,7 @@ enum : OSErr {
   paramErr = -50,
   cfragNoLibraryErr = -2804,       // this system has no Apple Event Manager, or not all of it
   connectionInvalid = -609,        // nobody listens, or the peer went away without a reply
-  errAECoercionFail = -1700,       // the parameter has another type than the desired one
+  errAECoercionFail = -1700,       // the parameter cannot be had as the desired type
   errAEDescNotFound = -1701,       // no parameter has that keyword
   errAECorruptData = -1702,        // the peer's message is cut off or has an impossible size
   errAENotAEDesc = -1704,          // the descriptor is no Apple event, or no address
@@ -76,7 +76,8 @@ OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode mo
 // The type and the size in bytes of a parameter.
 OSErr AESizeOfParam(const AppleEvent* event, AEKeyword keyword, DescType* type, Size* size);
 
-// Copies at most maximumSize bytes of a parameter and tells its whole size.
+// Copies at most maximumSize bytes of a parameter, as the desired type, and tells its whole size as
+// that type: text in Unicode, which may be longer or shorter in its own type, becomes 'TEXT'.
 OSErr AEGetParamPtr(const AppleEvent* event, AEKeyword keyword, DescType desiredType,
                     DescType* actualType, void* data, Size maximumSize, Size* actualSize);
 

@@ -33,6 +33,7 @@
 #include <string_view>
 #include <utility>
 
+#include "extras/TextEncoding.h"
 #include "platform/posix/Descriptors.h"
 
 #ifndef APPLE_EVENT_DEFAULT_TIMEOUT_MILLISECONDS
@@ -48,6 +49,10 @@ constexpr size_t kMessageHeadBytes = 16;          // class, ID, return ID, trans
 constexpr size_t kParameterHeadBytes = 12;        // keyword, type, size
 constexpr FourCharCode kReplyClass = 0x61657674;  // 'aevt'
 constexpr FourCharCode kReplyID = 0x616E7372;     // 'ansr'
+
+// Types of text that become 'TEXT' for a caller who wants that.
+constexpr DescType kUTF8TextType = 0x75746638;     // 'utf8'
+constexpr DescType kUnicodeTextType = 0x75747874;  // 'utxt', UTF-16, its low byte first
 
 // A parameter within a message's bytes.
 struct Parameter {
@@ -248,6 +253,22 @@ OSStatus receiveMessage(Connection& connection, std::string& message) {
   return isWhole(message) ? static_cast<OSStatus>(noErr) : errAECorruptData;
 }
 
+// Makes the parameter one of the desired type, or leaves it as it is and returns false. What had to
+// be converted is in `converted` then.
+bool coerce(Parameter& parameter, DescType desiredType, std::optional<Data>& converted) {
+  if (desiredType == typeWildCard || desiredType == parameter.type)
+    return true;
+  if (desiredType != typeChar)
+    return false;
+  if (parameter.type == kUnicodeTextType)
+    converted = initWithDataEncoding(Data(parameter.data), kUTF16LittleEndianTextEncoding);
+  if (parameter.type != kUTF8TextType && !converted)
+    return false;
+  parameter = {parameter.keyword, typeChar,
+               converted ? std::string_view(*converted) : parameter.data};
+  return true;
+}
+
 Clock::time_point deadlineAfter(long timeOut) {
   using std::chrono::milliseconds;
   if (timeOut == kNoTimeOut)
@@ -357,10 +378,11 @@ OSErr AEGetParamPtr(const AppleEvent* event, AEKeyword keyword, DescType desired
                     DescType* actualType, void* data, Size maximumSize, Size* actualSize) {
   if (!isEvent(event))
     return errAENotAEDesc;
-  const std::optional<Parameter> parameter = findParameter(event->dataHandle->bytes, keyword);
+  std::optional<Parameter> parameter = findParameter(event->dataHandle->bytes, keyword);
   if (!parameter)
     return errAEDescNotFound;
-  if (desiredType != typeWildCard && desiredType != parameter->type)
+  std::optional<Data> converted;
+  if (!coerce(*parameter, desiredType, converted))
     return errAECoercionFail;
   *actualType = parameter->type;
   *actualSize = static_cast<Size>(parameter->data.size());

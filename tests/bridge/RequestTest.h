@@ -8,7 +8,7 @@
 #include <string>
 
 #include "bridge/RequestState.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace quintora {
 

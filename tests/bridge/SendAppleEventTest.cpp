@@ -7,7 +7,7 @@
 #include "bridge/FinishResponse.h"
 #include "bridge/RequestState.h"
 #include "bridge/ServerScript.h"
-#include "tests/bridge/ScriptedAppleEvents.h"
+#include "tests/support/ScriptedAppleEvents.h"
 
 namespace quintora {
 

@@ -1,7 +1,7 @@
 #include "bridge/SendLocalURL.h"
 
 #include "tests/bridge/RequestTest.h"
-#include "tests/platform/ScriptedServer.h"
+#include "tests/support/ScriptedServer.h"
 
 namespace quintora {
 

@@ -1,177 +1,95 @@
-"""A headless Chromium, driven as a person would: it looks at labels, clicks and types.
-
-The DevTools protocol is spoken over two pipes, as JSON texts that a NUL ends, so that neither a
-port nor a package is needed. Every wait ends after PATIENCE seconds.
-"""
-import base64
-import contextlib
+"""A headless Chromium, driven as a person would: Selenium looks at labels, clicks and types."""
 import json
 import os
-import select
-import shutil
-import signal
-import subprocess
+import re
 import tempfile
-import time
 
-PROGRAM = "chromium"
-PATIENCE = 20  # seconds
+from selenium import webdriver
+from selenium.common.exceptions import WebDriverException
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.by import By
+from selenium.webdriver.support.expected_conditions import staleness_of
+from selenium.webdriver.support.wait import WebDriverWait
+
+PATIENCE = 20  # seconds for a page
 OPTIONS = (
-    "--headless", "--remote-debugging-pipe", "--disable-gpu", "--disable-quic", "--no-first-run",
+    "--headless", "--disable-gpu", "--disable-quic", "--no-first-run",
     "--disable-background-networking", "--disable-component-update", "--disable-sync",
     "--disable-breakpad", "--disable-dev-shm-usage", "--no-proxy-server", "--hide-scrollbars")
-# The program expects its pipes under the numbers 3 and 4.
-WITH_PIPES = 'exec "$@" 3<&"$COMMANDS" 4>&"$REPORTS"'
-# What a page may report that nobody wants to hear.
-COMPLAINTS = {"Log.entryAdded", "Runtime.consoleAPICalled", "Runtime.exceptionThrown",
-              "Network.loadingFailed", "Audits.issueAdded"}
 
 
-class ChromiumError(Exception):
-    """It does not start, does not answer in time, or refuses a command."""
+class Chromium(webdriver.Chrome):
+    """One browser with one empty page and a profile of its own, to the end of a with block."""
 
-
-class Chromium:
-    """One browser with one empty page, from the start of a with block to its end."""
-
-    def __enter__(self):
-        program = shutil.which(PROGRAM)
-        if not program:
-            raise ChromiumError("No Chromium found: install Debian's package chromium.")
-        self.folder = tempfile.mkdtemp(prefix="quintora-chromium-")
-        self.buffer, self.events, self.last_id, self.session = b"", [], 0, None
-        command_end, self.commands = os.pipe()
-        self.reports, report_end = os.pipe()
+    def __init__(self):
+        self._folder = tempfile.TemporaryDirectory(
+            prefix="quintora-chromium-", ignore_cleanup_errors=True)
+        log = os.path.join(self._folder.name, "driver.log")
+        options = webdriver.ChromeOptions()
+        options.binary_location = "/usr/bin/chromium"
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
         # The sandbox does not work for root.
-        rights = ["--no-sandbox"] if os.geteuid() == 0 else []
-        self.process = subprocess.Popen(
-            ["/bin/sh", "-c", WITH_PIPES, "sh", program, *OPTIONS, *rights,
-             f"--user-data-dir={self.folder}/profile", "about:blank"],
-            env={**os.environ, "HOME": self.folder, "COMMANDS": str(command_end),
-                 "REPORTS": str(report_end)},
-            pass_fds=(command_end, report_end), stdin=subprocess.DEVNULL,
-            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True)
-        os.close(command_end)
-        os.close(report_end)
-        try:
-            self._attach()
-        except BaseException:
-            self.__exit__()
-            raise
-        return self
+        for option in (*OPTIONS, *(["--no-sandbox"] if os.geteuid() == 0 else [])):
+            options.add_argument(option)
+        # With the paths named, Selenium does not look for a browser to download.
+        super().__init__(options=options, service=Service(
+            "/usr/bin/chromedriver", service_args=["--verbose"], log_path=log,
+            env={**os.environ, "HOME": self._folder.name, "TMPDIR": self._folder.name}))
+        self._log = open(log, encoding="utf-8")
+        self.set_page_load_timeout(PATIENCE)
+        self.execute_cdp_cmd("Audits.enable", {})
 
-    def __exit__(self, *_):
-        with contextlib.suppress(ChromiumError, OSError):
-            self.session = None
-            self.call("Browser.close")
-        try:
-            self.process.wait(PATIENCE)
-        except subprocess.TimeoutExpired:
-            os.killpg(self.process.pid, signal.SIGKILL)
-            self.process.wait()
-        os.close(self.commands)
-        os.close(self.reports)
-        shutil.rmtree(self.folder, ignore_errors=True)
-
-    def _attach(self):
-        page = next(target for target in self.call("Target.getTargets")["targetInfos"]
-                    if target["type"] == "page")
-        self.session = self.call("Target.attachToTarget", targetId=page["targetId"],
-                                 flatten=True)["sessionId"]
-        for domain in "Page", "Runtime", "Log", "Network", "Audits":
-            self.call(f"{domain}.enable")
-
-    def call(self, method, **parameters):
-        """The result of a command; events that come before it are kept."""
-        self.last_id += 1
-        message = {"id": self.last_id, "method": method, "params": parameters}
-        if self.session:
-            message["sessionId"] = self.session
-        os.write(self.commands, json.dumps(message).encode() + b"\0")
-        deadline = time.monotonic() + PATIENCE
-        while (answer := self._receive(deadline, method)).get("id") != self.last_id:
-            self.events.append(answer)
-        if "error" in answer:
-            raise ChromiumError(f"{method}: {answer['error']}")
-        return answer["result"]
-
-    def _receive(self, deadline, what):
-        while b"\0" not in self.buffer:
-            left = max(deadline - time.monotonic(), 0)
-            if not select.select([self.reports], [], [], left)[0]:
-                raise ChromiumError(f"No answer to {what} within {PATIENCE} seconds.")
-            data = os.read(self.reports, 1 << 20)
-            if not data:
-                raise ChromiumError(f"Chromium ended before it answered {what}.")
-            self.buffer += data
-        message, _, self.buffer = self.buffer.partition(b"\0")
-        return json.loads(message)
-
-    @contextlib.contextmanager
-    def next_page(self):
-        """Whatever the block does must lead to another page; ends when that is loaded."""
-        self.events.clear()
-        yield
-        deadline = time.monotonic() + PATIENCE
-        while not any(event.get("method") == "Page.loadEventFired" for event in self.events):
-            self.events.append(self._receive(deadline, "a click"))
+    def quit(self):
+        super().quit()
+        self._log.close()
+        self._folder.cleanup()
 
     def open(self, url):
-        with self.next_page():
-            self.call("Page.navigate", url=url)
+        self.report()
+        self.get(url)
 
-    def complaints(self):
-        """What the browser had to say about the page since it was asked for."""
-        self.evaluate("0")  # events that are under way come before this answer
-        return [event for event in self.events if event.get("method") in COMPLAINTS]
+    def report(self):
+        """What happened since this was last asked.
 
-    def responses(self):
-        """Path and query, status and type of all that was loaded for the page over HTTP."""
-        found = [event["params"]["response"] for event in self.events
-                 if event.get("method") == "Network.responseReceived"]
+        Path and query, status and type of all that was loaded over HTTP; and all complaints.
+        """
+        complaints = self.get_log("browser")
+        events = [json.loads(entry["message"])["message"] for entry in self.get_log("performance")]
+        complaints += [event for event in events if event["method"] == "Network.loadingFailed"]
+        # The driver hands on no issues that the browser finds with a page, it only logs them.
+        complaints += re.findall(r"Audits\.issueAdded .*?\n}\n", self._log.read(), re.DOTALL)
+        found = [event["params"]["response"] for event in events
+                 if event["method"] == "Network.responseReceived"]
         return [("/" + answer["url"].split("/", 3)[3], answer["status"], answer["mimeType"])
-                for answer in found if answer["url"].startswith("http:")]
+                for answer in found if answer["url"].startswith("http:")], complaints
 
     def evaluate(self, expression):
         """The value of a JavaScript expression; works on pages whose own scripts are disabled."""
-        answer = self.call("Runtime.evaluate", expression=expression, returnByValue=True)
-        if "exceptionDetails" in answer:
-            raise ChromiumError(f"{expression}: {answer['exceptionDetails']}")
-        return answer["result"].get("value")
+        return self.execute_script(f"return {expression}")
 
     def click(self, tag, text):
-        """Clicks in the middle of the one element with this tag and this text."""
-        spot = self.evaluate("""(([element, ...others]) => {
-          if (!element || others.length) return null;
-          element.scrollIntoView({block: "center", behavior: "instant"});
-          const box = element.getBoundingClientRect();
-          return [box.left + box.width / 2, box.top + box.height / 2];
-        })([...document.querySelectorAll(%s)].filter(found => found.textContent.trim() === %s))"""
-                             % (json.dumps(tag), json.dumps(text)))
-        if not spot:
-            raise ChromiumError(f"There is not one {tag} with the text {text}.")
-        for kind in "mousePressed", "mouseReleased":
-            self.call("Input.dispatchMouseEvent", type=kind, x=spot[0], y=spot[1], button="left",
-                      clickCount=1)
+        """Clicks the one element with this tag and this text."""
+        element, = self.find_elements(By.XPATH, f"//{tag}[normalize-space() = '{text}']")
+        element.click()
+
+    def follow(self, tag, text):
+        """Clicks what leads to another page; ends when that is loaded."""
+        self.report()
+        page = self.find_element(By.TAG_NAME, "html")
+        self.click(tag, text)
+        # The driver may fail with an error of its own while the one page replaces the other.
+        WebDriverWait(self, PATIENCE, .01, [WebDriverException]).until(staleness_of(page))
 
     def type(self, label, text):
         """Clicks the label and types the text in the place of what stands in its field."""
         self.click("label", label)
-        self.press("a", 65, modifiers=2, commands=["selectAll"])
-        self.call("Input.insertText", text=text)
-
-    def press(self, key, code, **details):
-        for kind in "rawKeyDown", "keyUp":
-            self.call("Input.dispatchKeyEvent", type=kind, key=key, windowsVirtualKeyCode=code,
-                      **(details if kind == "rawKeyDown" else {}))
+        field = self.switch_to.active_element
+        field.clear()
+        field.send_keys(text)
 
     def show_as(self, width, height, scheme="light"):
         """Sets the size of the window and the colours that its user prefers."""
-        self.call("Emulation.setDeviceMetricsOverride", width=width, height=height,
-                  deviceScaleFactor=1, mobile=False)
-        self.call("Emulation.setEmulatedMedia",
-                  features=[{"name": "prefers-color-scheme", "value": scheme}])
-
-    def screenshot(self, **details):
-        """What the window shows, as the bytes of a PNG file."""
-        return base64.b64decode(self.call("Page.captureScreenshot", **details)["data"])
+        self.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+            "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+        self.execute_cdp_cmd("Emulation.setEmulatedMedia", {
+            "features": [{"name": "prefers-color-scheme", "value": scheme}]})

@@ -6,13 +6,9 @@ import re
 import shutil
 import signal
 import subprocess
-import sys
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
-                                "end_to_end"))
-
-from harness import (BRIDGE, ROOT, SANITIZERS, PrivateApache, example_server,  # noqa: E402
-                     open_folder, write_preferences)
+from tests.support.harness import (BRIDGE, ROOT, SANITIZERS, PrivateApache, example_server,
+                                   open_folder, write_preferences)
 
 
 class FirstCommand:

@@ -1,10 +1,9 @@
-#!/usr/bin/env python3
 """Writes a picture of the demo's form and of its answer, side by side, for the documentation."""
 import base64
 import sys
 
-from chromium import Chromium
-from demo_site import DemoSite
+from tests.browser.chromium import Chromium
+from tests.browser.demo_site import DemoSite
 
 WIDTH, HEIGHT = 620, 1020
 BOTH = """<!DOCTYPE html><title>Form and answer</title>
@@ -18,19 +17,15 @@ def main():
     with DemoSite() as site, Chromium() as browser:
         browser.show_as(WIDTH, HEIGHT)
         browser.open(site.url())
-        pictures.append(browser.screenshot())
-        with browser.next_page():
-            browser.click("button", "Send by POST")
-        pictures.append(browser.screenshot())
+        pictures.append(browser.get_screenshot_as_base64())
+        browser.follow("button", "Send by POST")
+        pictures.append(browser.get_screenshot_as_base64())
         # The browser itself puts them together.
         browser.show_as(2 * WIDTH + 20, HEIGHT)
-        browser.open("about:blank")
-        images = "".join(f'<img src="data:image/png;base64,{base64.b64encode(picture).decode()}">'
-                         for picture in pictures)
-        frame = browser.call("Page.getFrameTree")["frameTree"]["frame"]["id"]
-        with browser.next_page():
-            browser.call("Page.setDocumentContent", frameId=frame, html=BOTH + images)
-        picture = browser.screenshot()
+        page = BOTH + "".join(
+            f'<img src="data:image/png;base64,{picture}">' for picture in pictures)
+        browser.open(f"data:text/html;base64,{base64.b64encode(page.encode()).decode()}")
+        picture = browser.get_screenshot_as_png()
     with open(sys.argv[1], "wb") as file:
         file.write(picture)
 

@@ -4,8 +4,8 @@ import subprocess
 import unittest
 from urllib.parse import parse_qs, urlencode
 
-from chromium import Chromium
-from demo_site import DemoSite, FirstCommand
+from tests.browser.chromium import Chromium
+from tests.browser.demo_site import DemoSite, FirstCommand
 
 from apple_events import StatementReader
 from quintora_server import decode_body
@@ -76,16 +76,12 @@ class BrowserTest(unittest.TestCase):
         self.browser.open(self.site.url())
         self.check_page("/form.html", "/cgi-bin/Quintora.cgi?style")
 
-    def press(self, button):
-        with self.browser.next_page():
-            self.browser.click("button", button)
-
     def check_page(self, *paths):
         """All that the page needs came, nothing else did, and the browser finds no fault."""
+        responses, complaints = self.browser.report()
         types = ["text/html", "text/css"]
-        self.assertEqual(self.browser.responses(),
-                         [(path, 200, kind) for path, kind in zip(paths, types)])
-        self.assertEqual(self.browser.complaints(), [])
+        self.assertEqual(responses, [(path, 200, kind) for path, kind in zip(paths, types)])
+        self.assertEqual(complaints, [])
 
     def shown(self, section):
         return [tuple(pair) for pair in self.browser.evaluate(PAIRS % section)]
@@ -107,7 +103,7 @@ class BrowserTest(unittest.TestCase):
         self.browser.type("Name", name)
         self.browser.type("Note", note)
         self.browser.click("label", "Sunday")
-        self.press("Send by POST")
+        self.browser.follow("button", "Send by POST")
         self.check_page("/cgi-bin/Quintora.cgi?from=form", "/cgi-bin/Quintora.cgi?style")
 
     def check_fields(self, mode, name=NAME, note=NOTE):
@@ -125,7 +121,7 @@ class BrowserTest(unittest.TestCase):
     def ask(self):
         self.open_form()
         self.browser.type("Search for", SEARCH)
-        self.press("Ask by GET")
+        self.browser.follow("button", "Ask by GET")
 
     def check_query(self):
         query = self.browser.evaluate("location.search")
@@ -179,8 +175,7 @@ class RoundTrip(BrowserTest):
     def test_answer_leads_back_to_the_form(self):
         self.site.choose("TCP/IP")
         self.send_form()
-        with self.browser.next_page():
-            self.browser.click("a", "To the form")
+        self.browser.follow("a", "To the form")
         self.check_page("/form.html", "/cgi-bin/Quintora.cgi?style")
 
 
@@ -198,7 +193,7 @@ class Newcomer(BrowserTest):
 class WithoutScripts(BrowserTest):
     @in_each_mode
     def test_both_forms_work(self, mode):
-        self.browser.call("Emulation.setScriptExecutionDisabled", value=True)
+        self.browser.execute_cdp_cmd("Emulation.setScriptExecutionDisabled", {"value": True})
         self.browser.open("data:text/html,<title>no</title><script>document.title='yes'</script>")
         self.assertEqual(self.browser.evaluate("document.title"), "no")
         self.send_form()
@@ -252,7 +247,7 @@ class Looks(BrowserTest):
 
     def named(self, *roles):
         """Role and name of each of these controls, as a screen reader gets them."""
-        nodes = self.browser.call("Accessibility.getFullAXTree")["nodes"]
+        nodes = self.browser.execute_cdp_cmd("Accessibility.getFullAXTree", {})["nodes"]
         return [(node["role"]["value"], node["name"]["value"]) for node in nodes
                 if not node["ignored"] and node["role"]["value"] in roles]
 

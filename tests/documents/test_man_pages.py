@@ -1,11 +1,10 @@
-#!/usr/bin/env python3
 """The man pages against docs/: the same messages, and the same table of file names and ports."""
 import pathlib
 import re
 import shlex
 import unittest
 
-from test_messages import FROM_THE_SERVER, rows_of_page
+from tests.support.messages_page import FROM_THE_SERVER, rows_of_page
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BRIDGE = (ROOT / "docs/man/Quintora.cgi.8").read_text(encoding="utf-8")

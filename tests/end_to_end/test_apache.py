@@ -3,8 +3,8 @@ import os
 import unittest
 from urllib.parse import urlencode
 
-from harness import (ApacheTest, ScriptedServer, decode_body, example_server, reply,
-                     write_preferences)
+from tests.support.harness import (ApacheTest, ScriptedServer, decode_body, example_server, reply,
+                                   write_preferences)
 
 FORM = {"name": 'Zoë "Zed" Müller', "sum": "1 + 1 = 2", "note": "100 % & {more}\r\n😀", "": "x"}
 

@@ -2,11 +2,17 @@
 import contextlib
 import os
 import socket
+import socketserver
+import sys
+import tempfile
+import threading
 import unittest
 from urllib.parse import urlencode
 
-from harness import (DEFAULT_HEADER, IMPATIENT_BRIDGE, VARIABLES, ApacheTest, example_server, run,
-                     write_preferences)
+from tests.support.harness import (DEFAULT_HEADER, IMPATIENT_BRIDGE, VARIABLES, ApacheTest,
+                                   BridgeTest, example_server, run, write_preferences)
+
+from apple_events import ANSWER, Event, pack, receive
 
 # Stands last and is lost in part for the characters beyond ASCII that come before it.
 PADDING = ("padding", "." * 50)
@@ -99,6 +105,58 @@ class AppleEventMode(ApacheTest):
         self.addCleanup(os.unlink, os.path.join(folder, "QUIZ"))
         result = run(self.environment)
         self.assertEqual(result.stdout, DEFAULT_HEADER + NOT_RUNNING.encode())
+
+
+class Replies(BridgeTest):
+    """What the bridge prints for the parameter of a reply."""
+
+    def printed(self, kind, data):
+        """The output for a parameter of this type."""
+        class Handler(socketserver.StreamRequestHandler):
+            def handle(self):
+                event = receive(self.rfile)
+                self.wfile.write(pack(Event(ANSWER, event.return_id, event.transaction_id,
+                                            {b"----": (kind, data)})))
+
+        self.prefer(QZCGIConnectionProtocol="AppleEvents")
+        with tempfile.TemporaryDirectory() as folder:
+            os.mkdir(os.path.join(folder, "apple-events"))
+            path = os.path.join(folder, "apple-events", "QUIZ")
+            with socketserver.UnixStreamServer(path, Handler) as server:
+                thread = threading.Thread(target=server.handle_request)
+                thread.start()
+                output = self.run_bridge({"XDG_RUNTIME_DIR": folder}).stdout
+                thread.join()
+        return output
+
+    def test_text_is_utf_8_up_to_its_first_nul(self):
+        for text in "page\r\n", "Grüße 😀\r\n", "", "\ufeffmark\r\n":
+            for behind in b"", b"\0", b"\0more\xff":
+                with self.subTest(text=text, behind=behind):
+                    self.assertEqual(self.printed(b"TEXT", text.encode() + behind),
+                                     DEFAULT_HEADER + text.encode())
+
+    def test_text_that_is_not_utf_8_is_null(self):
+        for text in b"caf\xe9", b"\xc3", b"Content-type: text/html\r\n\r\n\xff", b"\xed\xa0\xbd":
+            with self.subTest(text=text):
+                self.assertEqual(self.printed(b"TEXT", text), DEFAULT_HEADER + b"(null)\r\n")
+
+    def test_text_of_the_other_types_is_taken_as_well(self):
+        header = "Content-type: text/html\r\n\r\n"
+        for text in "page", "Gruß 😀", header + "<p>ü":
+            with self.subTest(text=text):
+                expected = (text if text.startswith(header)
+                            else DEFAULT_HEADER.decode() + text).encode() + b"\r\n"
+                self.assertEqual(self.printed(b"utf8", text.encode()), expected)
+                units = text.encode("utf-16-le" if sys.byteorder == "little" else "utf-16-be")
+                self.assertEqual(self.printed(b"utxt", units), expected)
+
+    def test_what_is_no_text_gives_a_message(self):
+        for kind, data in (b"long", b"\0\0\0\7"), (b"utxt", b"odd"):
+            with self.subTest(kind=kind):
+                self.assertEqual(
+                    self.printed(kind, data), DEFAULT_HEADER +
+                    b"Quintora CGI error -1700 returned by AEGetParamPtr()\r\n")
 
 
 class SilentServer(ApacheTest):

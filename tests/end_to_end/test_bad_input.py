@@ -6,9 +6,9 @@ import subprocess
 import sys
 import unittest
 
-from harness import (BRIDGE, DEFAULT_HEADER, MIB, PREFERENCES, REQUEST_ERROR, SANITIZERS,
-                     BridgeTest, fast_only, has_bridge, is_sanitizer_build, limit_memory,
-                     not_sanitized, reply, run)
+from tests.support.harness import (BRIDGE, DEFAULT_HEADER, MIB, PREFERENCES, REQUEST_ERROR,
+                                   SANITIZERS, BridgeTest, fast_only, has_bridge,
+                                   is_sanitizer_build, limit_memory, not_sanitized, reply, run)
 
 PAGE = DEFAULT_HEADER + b"page\r\n"
 

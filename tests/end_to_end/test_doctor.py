@@ -6,8 +6,9 @@ import shutil
 import subprocess
 import unittest
 
-from harness import (BRIDGE, DEFAULT_HEADER, ROOT, SANITIZERS, BridgeTest, example_server,
-                     is_sanitizer_build, open_folder, reply, write_preferences)
+from tests.support.harness import (BRIDGE, DEFAULT_HEADER, ROOT, SANITIZERS, BridgeTest,
+                                   example_server, is_sanitizer_build, open_folder, reply,
+                                   write_preferences)
 
 DOCTOR = os.path.abspath(os.environ.get("QUINTORA_DOCTOR")
                          or os.path.join(ROOT, "build", "release", "quintora-doctor"))

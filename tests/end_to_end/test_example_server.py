@@ -9,7 +9,7 @@ import subprocess
 import sys
 import unittest
 
-from harness import ROOT, example_server, open_folder
+from tests.support.harness import ROOT, example_server, open_folder
 
 from apple_events import ANSWER, RUN, Event, StatementReader, pack, receive, run_event
 from pages import LONGEST_RAW

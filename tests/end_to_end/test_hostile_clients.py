@@ -20,8 +20,9 @@ from concurrent.futures import ThreadPoolExecutor
 from typing import NamedTuple
 from urllib.parse import quote, urlencode
 
-from harness import (DEFAULT_HEADER, LONGEST_RUN, MIB, VARIABLES, ApacheTest, BridgeTest,
-                     decode_body, limit_memory, not_sanitized, reply, write_preferences)
+from tests.support.harness import (DEFAULT_HEADER, LONGEST_RUN, MIB, VARIABLES, ApacheTest,
+                                   BridgeTest, decode_body, limit_memory, not_sanitized, reply,
+                                   write_preferences)
 
 GATEWAY = b"/cgi-bin/Gateway.cgi"
 KEYS = {f"ApacheTunnel_{name}" for name in (*VARIABLES, "CLIPATH", "CLICOMMAND")}

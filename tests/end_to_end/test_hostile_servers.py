@@ -14,8 +14,8 @@ import threading
 import time
 import unittest
 
-from harness import (DEFAULT_HEADER, MIB, REQUEST_ERROR, BridgeTest, fast_only,
-                     is_sanitizer_build, limit_memory, not_sanitized, reply)
+from tests.support.harness import (DEFAULT_HEADER, MIB, REQUEST_ERROR, BridgeTest, fast_only,
+                                   is_sanitizer_build, limit_memory, not_sanitized, reply)
 
 PAGE = DEFAULT_HEADER + b"page\r\n"
 EMPTY_BODY = REQUEST_ERROR + b"(null)\r\n"

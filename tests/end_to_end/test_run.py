@@ -2,7 +2,7 @@
 import os
 import unittest
 
-from harness import DEFAULT_HEADER, REQUEST_ERROR, VARIABLES, BridgeTest, reply
+from tests.support.harness import DEFAULT_HEADER, REQUEST_ERROR, VARIABLES, BridgeTest, reply
 
 # The server's reply text and the whole output.
 RESPONSES = (
@@ -277,10 +277,11 @@ class Capture(BridgeTest):
                 self.assertEqual(self.fields(body), fields)
 
     def test_form_field_replaces_a_variable_of_the_same_key(self):
-        self.post(b"ApacheTunnel_QUERY_STRING=x&ApacheTunnel_CLIPATH=y&ApacheTunnel_own=z")
-        variables = self.server.request.variables
-        self.assertEqual((variables["QUERY_STRING"], variables["CLIPATH"], variables["own"]),
-                         ("x", "y", "z"))
+        self.post(b"ApacheTunnel_QUERY_STRING=w&ApacheTunnel_CLIPATH=x"
+                  b"&ApacheTunnel_CLICOMMAND=y&ApacheTunnel_own=z")
+        self.assertEqual(self.server.request.variables, dict.fromkeys(VARIABLES, "") | {
+            "REQUEST_METHOD": "POST", "QUERY_STRING": "w", "CLIPATH": "x", "CLICOMMAND": "y",
+            "own": "z"})
         self.assertEqual(self.server.request.body.count(b"&"), 20)
 
     def test_as_much_is_read_as_content_length_says(self):

@@ -126,7 +126,7 @@ TEST(StringMap, ReplacesWhereTheNextKeyWouldMakeItGrow) {
   }
 }
 
-TEST(StringMap, DoesTheSameAsAnotherMapHoweverManyEntriesThereAre) {
+TEST(StringMapSlow, DoesTheSameAsAnotherMapHoweverManyEntriesThereAre) {
   StringMap map;
   std::map<std::string, std::string> expected;
   for (size_t i = 0; i < 20000; ++i) {
@@ -148,7 +148,7 @@ TEST(StringMap, DoesTheSameAsAnotherMapHoweverManyEntriesThereAre) {
 }
 
 // So many that some keys agree in all that the table knows of their hashes.
-TEST(StringMap, TellsApartAQuarterOfAMillionKeys) {
+TEST(StringMapSlow, TellsApartAQuarterOfAMillionKeys) {
   constexpr size_t kKeys = 260000;
   StringMap map;
   for (size_t i = 0; i < kKeys; ++i)

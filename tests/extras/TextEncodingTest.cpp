@@ -153,7 +153,7 @@ TEST(UTF8, KeepsZeroBytesAndAMark) {
   EXPECT_EQ(decodeUTF8("\xEF\xBB\xBFx"), "\uFEFFx");
 }
 
-TEST(UTF8, CarriesEveryCharacterBothWays) {
+TEST(UTF8Slow, CarriesEveryCharacterBothWays) {
   std::vector<char32_t> wrong;
   std::string text;
   std::u16string unitsOfText;

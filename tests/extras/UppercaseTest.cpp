@@ -25,7 +25,7 @@ void append(std::u16string& text, char32_t character) {
 }
 
 // What the Unicode Character Database says, read from its own files.
-class UppercaseDatabase : public testing::Test {
+class UppercaseDatabaseSlow : public testing::Test {
  protected:
   using Fields = std::vector<std::string>;
 
@@ -89,7 +89,7 @@ class UppercaseDatabase : public testing::Test {
   std::map<char32_t, std::string> full_;
 };
 
-TEST_F(UppercaseDatabase, HasEverySimpleMapping) {
+TEST_F(UppercaseDatabaseSlow, HasEverySimpleMapping) {
   std::vector<char32_t> wrong;
   for (char32_t character = 0; character <= 0x10FFFF; ++character) {
     if (simpleUppercase(character) != simpleOf(character))
@@ -99,7 +99,7 @@ TEST_F(UppercaseDatabase, HasEverySimpleMapping) {
 }
 
 // The search that ignores case relies on it.
-TEST(SimpleUppercase, KeepsTheNumberOfUnits) {
+TEST(SimpleUppercaseSlow, KeepsTheNumberOfUnits) {
   std::vector<char32_t> wrong;
   for (char32_t character = 0; character <= 0x10FFFF; ++character) {
     if ((simpleUppercase(character) >= 0x10000) != (character >= 0x10000))
@@ -108,7 +108,7 @@ TEST(SimpleUppercase, KeepsTheNumberOfUnits) {
   EXPECT_THAT(wrong, IsEmpty());
 }
 
-TEST_F(UppercaseDatabase, HasEveryUnconditionalFullMapping) {
+TEST_F(UppercaseDatabaseSlow, HasEveryUnconditionalFullMapping) {
   std::vector<char32_t> wrong;
   for (char32_t character = 0; character <= 0x10FFFF; ++character) {
     std::string text = "|";

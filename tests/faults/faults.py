@@ -7,7 +7,6 @@ import contextlib
 import errno
 import functools
 import os
-import pathlib
 import re
 import socket
 import subprocess
@@ -17,13 +16,11 @@ import threading
 import unittest
 from typing import NamedTuple
 
-TESTS = pathlib.Path(__file__).resolve().parents[1]
-sys.path += [str(TESTS / "end_to_end"), str(TESTS / "documents")]
+from tests.support.harness import (BRIDGE, DEFAULT_HEADER, PREFERENCES, open_folder, reply,
+                                   write_preferences)
+from tests.support.messages_page import rows_of_page
 
-from harness import (BRIDGE, DEFAULT_HEADER, PREFERENCES, open_folder, reply,  # noqa: E402
-                     write_preferences)
-from apple_events import ANSWER, Event, pack, receive  # noqa: E402
-from test_messages import rows_of_page  # noqa: E402
+from apple_events import ANSWER, Event, pack, receive
 
 ALL = sys.maxsize  # as many as there are
 IS_WHOLE = os.environ.get("QUINTORA_FAULTS") == "all"

@@ -5,12 +5,14 @@ it does without that memory. What has to end abnormally still does. The shortene
 requests of a run, spread evenly.
 """
 import contextlib
+import functools
 import resource
 import signal
 import unittest
 
-from faults import (ALL, IS_WHOLE, OUT_OF_MEMORY, FaultTest, Preload, Request, Run, Site, spread,
-                    with_each_request)
+from tests.faults.faults import (ALL, IS_WHOLE, OUT_OF_MEMORY, FaultTest, Preload, Request, Run, Site,
+                                 spread, with_each_request)
+from tests.support.harness import DEFAULT_HEADER
 
 ALLOCATIONS = "malloc", "calloc", "realloc"
 MOST = ALL if IS_WHOLE else 40
@@ -46,20 +48,28 @@ class Refusals(FaultTest):
             self.judge(site, self.refuse(site, number), {"out of memory"}, number=number)
 
 
-class FormBuffer(FaultTest):
-    """What is asked for is known to the byte, also where the form is shorter than it says."""
+class SpareBytes(FaultTest):
+    """The buffers of the form and of an Apple event's reply are 100 bytes larger than their text."""
 
-    def test_form_has_a_buffer_with_100_bytes_to_spare(self):
-        preload = Preload(self)
+    def test_form_has_100(self):
+        claimed = 50 * MIB  # more than the rest of the run asks for at once
         with contextlib.ExitStack() as stack:
-            site = Site(stack, REQUESTS["POST"])
-            site.environment["CONTENT_LENGTH"] = str(10 * MIB)
-            for size, refused, verdict in ((10 * MIB + 100, 1, "page for less"),
-                                           (10 * MIB + 101, 0, "page")):
-                with self.subTest(size=size):
-                    run, count = preload.run(site, ALLOCATIONS, "refuse", size)
-                    self.assertEqual(count, refused)
-                    self.assertEqual(site.verdict(run), verdict, run)
+            site = Site(stack, Request(form=b"name=Ann"))
+            site.environment["CONTENT_LENGTH"] = str(claimed)
+            run = functools.partial(Preload(self).run, site, ["malloc"], "refuse")
+            self.assertEqual(site.verdict(run(value=claimed + 101)[0]), "page")
+            self.assertEqual(site.verdict(run(value=claimed + 100)[0]), "page for less")
+
+    def test_reply_has_100(self):
+        # The message around it is one of 4 MiB, for which no more is asked for at once.
+        page = b"p" * (4 * MIB - 28)
+        message = b"Quintora CGI error: Out of memory (reply needed %d bytes\r\n" % len(page)
+        with contextlib.ExitStack() as stack:
+            site = Site(stack, Request(page=page, by_apple_event=True))
+            run = functools.partial(Preload(self).run, site, ALLOCATIONS, "refuse")
+            self.assertEqual(run(value=len(page) + 100)[0].stdout, DEFAULT_HEADER + message)
+            # What is made of the text may need more.
+            self.assertIn(site.verdict(run(value=len(page) + 101)[0]), {"page", "out of memory"})
 
 
 class AbnormalEnd(FaultTest):

@@ -17,8 +17,8 @@ import time
 import unittest
 from typing import NamedTuple
 
-from faults import (ALL, BRIDGE, IS_WHOLE, LONGEST_RUN, REQUESTS, FaultTest, Preload, Run,
-                    spread, with_each_request)
+from tests.faults.faults import (ALL, BRIDGE, IS_WHOLE, LONGEST_RUN, REQUESTS, FaultTest, Preload,
+                                 Run, spread, with_each_request)
 
 STRACE = shutil.which("strace")
 

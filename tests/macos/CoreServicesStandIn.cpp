@@ -2,7 +2,7 @@
 // system's types and lead to the scripted Apple Event Manager that is linked into this library.
 #include <CoreServices/CoreServices.h>
 
-#include "tests/bridge/ScriptedAppleEvents.h"
+#include "tests/support/ScriptedAppleEvents.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include "platform/Charsets.h"
 #include "platform/Preferences.h"
 #include "tests/macos/StandIns.h"
-#include "tests/platform/PreferencesStore.h"
+#include "tests/support/PreferencesStore.h"
 
 namespace quintora {
 

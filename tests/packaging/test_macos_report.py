@@ -14,8 +14,8 @@ import sys
 import time
 import unittest
 
-from test_macos_packaging import (BRIDGE, DOCTOR, DOCUMENTATION, ORDINARY_TOOLS, CopyOfTheTree,
-                                  info_plist)
+from tests.packaging.test_macos_packaging import (BRIDGE, DOCTOR, DOCUMENTATION, ORDINARY_TOOLS,
+                                                  CopyOfTheTree, info_plist)
 
 DOMAIN = "com.quintora.QuintoraServer"
 ALL_USERS = f"Library/Preferences/{DOMAIN}.plist"

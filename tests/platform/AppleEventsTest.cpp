@@ -387,13 +387,89 @@ TEST_F(AppleEventsTest, AParameterIsCopiedUpToTheMaximumAndItsWholeSizeTold) {
   EXPECT_EQ(size, 6);
 }
 
-TEST_F(AppleEventsTest, AnotherTypeIsNotConverted) {
-  startPeer([](const std::string& event) { return replyTo(event, "----long" + sized(number(7))); });
+// UTF-16 in the byte order of this machine.
+std::string bytesOf(const std::u16string& text) {
+  return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof text[0]};
+}
+
+TEST_F(AppleEventsTest, UnicodeTextIsConvertedToText) {
+  const struct {
+    const char* type;
+    std::string bytes, text;
+  } rows[] = {
+      {"utf8", "caf\xC3\xA9", "caf\xC3\xA9"},
+      {"utf8", "not UTF-8: \xFF", "not UTF-8: \xFF"},  // the same bytes, whatever they are
+      {"utf8", "", ""},
+      {"utxt", bytesOf(u"caf\u00E9 \u20AC \U0001F600"),
+       "caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80"},
+      {"utxt", bytesOf({u'a', u'\0', u'b'}), std::string("a\0b", 3)},
+      {"utxt", "", ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    startPeer([&row](const std::string& event) {
+      return replyTo(event, "----" + std::string(row.type) + sized(row.bytes));
+    });
+    ASSERT_EQ(sendText("x"), noErr);
+    DescType type = 0;
+    Size size = 0;
+    EXPECT_EQ(AESizeOfParam(&reply_, keyDirectObject, &type, &size), noErr);
+    EXPECT_EQ(number(type), row.type);
+    EXPECT_EQ(size, static_cast<Size>(row.bytes.size()));
+    std::string text(100, '-');
+    EXPECT_EQ(AEGetParamPtr(&reply_, keyDirectObject, typeChar, &type, &text[0], 100, &size),
+              noErr);
+    EXPECT_EQ(type, typeChar);
+    EXPECT_EQ(size, static_cast<Size>(row.text.size()));
+    EXPECT_EQ(text, row.text + std::string(100 - row.text.size(), '-'));
+    EXPECT_EQ(AEGetParamPtr(&reply_, keyDirectObject, typeWildCard, &type, &text[0], 100, &size),
+              noErr);
+    EXPECT_EQ(number(type), row.type);
+    EXPECT_EQ(text.substr(0, static_cast<size_t>(size)), row.bytes);
+    AEDisposeDesc(&reply_);
+    endPeer();
+  }
+}
+
+TEST_F(AppleEventsTest, ConvertedTextIsCopiedUpToTheMaximumAndItsWholeSizeTold) {
+  startPeer([](const std::string& event) {
+    return replyTo(event, "----utxt" + sized(bytesOf(u"\u20AC\u20AC")));
+  });
+  ASSERT_EQ(sendText("x"), noErr);
+  DescType type = 0;
+  Size size = 0;
+  char buffer[8] = "-------";
+  EXPECT_EQ(AEGetParamPtr(&reply_, keyDirectObject, typeChar, &type, buffer, 4, &size), noErr);
+  EXPECT_STREQ(buffer, "\xE2\x82\xAC\xE2---");
+  EXPECT_EQ(size, 6);
+}
+
+TEST_F(AppleEventsTest, WhatIsNoTextIsNotConverted) {
+  const std::string parameters[] = {
+      "----long" + sized(number(7)), "----utxt" + sized("odd"),
+      "----utxt" + sized(bytesOf({0xD83D})),          // half of a pair
+      "----utxt" + sized(bytesOf({0xDE00, 0xD83D})),  // the wrong way round
+  };
+  for (const std::string& parameter : parameters) {
+    SCOPED_TRACE(parameter);
+    startPeer([&](const std::string& event) { return replyTo(event, parameter); });
+    ASSERT_EQ(sendText("x"), noErr);
+    DescType type = 0;
+    Size size = 0;
+    char buffer[8];
+    EXPECT_EQ(AEGetParamPtr(&reply_, keyDirectObject, typeChar, &type, buffer, 8, &size), -1700);
+    AEDisposeDesc(&reply_);
+    endPeer();
+  }
+}
+
+TEST_F(AppleEventsTest, TextIsConvertedToNoOtherType) {
+  startPeer([](const std::string& event) { return replyTo(event, textParameter("text")); });
   ASSERT_EQ(sendText("x"), noErr);
   DescType type = 0;
   Size size = 0;
   char buffer[8];
-  EXPECT_EQ(AEGetParamPtr(&reply_, keyDirectObject, typeChar, &type, buffer, 8, &size), -1700);
+  EXPECT_EQ(AEGetParamPtr(&reply_, keyDirectObject, 0x75746638, &type, buffer, 8, &size), -1700);
 }
 
 TEST_F(AppleEventsTest, ALaterParameterReplacesAnEarlierOneOfTheSameKeyword) {

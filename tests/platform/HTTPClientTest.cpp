@@ -14,7 +14,7 @@
 #include <memory>
 
 #include "platform/Process.h"
-#include "tests/platform/ScriptedServer.h"
+#include "tests/support/ScriptedServer.h"
 
 namespace quintora {
 
@@ -166,6 +166,8 @@ class HTTPClient : public testing::Test {
   void SetUp() override { prepareProcess(); }
 };
 
+using HTTPClientSlow = HTTPClient;
+
 TEST_F(HTTPClient, SendsTheRequestLineHostTheHeadersInOrderAndTheBody) {
   const Data bodies[] = {"", "a=b&c=%2B", Data("\0\r\n\xFF\x80", 5), largeBody(300000)};
   for (const Data& body : bodies) {
@@ -281,7 +283,7 @@ TEST_F(HTTPClient, TakesAReplyThatTheEndOfTheConnectionEnds) {
   expectSuccess(send(postTo(server.port(), "x")), "to the end");
 }
 
-TEST_F(HTTPClient, TakesAReplyThatComesBeforeItsBodyIsRead) {
+TEST_F(HTTPClientSlow, TakesAReplyThatComesBeforeItsBodyIsRead) {
   const Data body = largeBody(32 * kMegabyte);
   const Data large = largeBody(16 * kMegabyte);
   const struct {
@@ -669,22 +671,27 @@ TEST_F(HTTPClient, SaysThatThereIsNoSuchPort) {
 }
 
 // What the system has passed on by the deadline must not start a second interval.
-TEST_F(HTTPClient, GivesUpAfterOneTimeoutHoweverLargeTheRequest) {
-  for (const size_t size : {size_t{100}, size_t{40'000}, size_t{100'000}, size_t{1'000'000}}) {
-    SCOPED_TRACE(size);
-    std::promise<void> hasReturned;
-    const Data body(size, 'x');
-    ScriptedServer server(
-        afterRequest(requestSize(body), [&](Connection&) { hasReturned.get_future().wait(); }));
-    const auto start = steady_clock::now();
-    expectFailure(send(postTo(server.port(), body, 1000ms)), server.port());
-    EXPECT_GE(elapsedSince(start), 1000ms);
-    EXPECT_LT(elapsedSince(start), 1700ms);
-    hasReturned.set_value();
-  }
+void expectToGiveUpAfterOneTimeout(size_t size) {
+  SCOPED_TRACE(size);
+  std::promise<void> hasReturned;
+  const Data body(size, 'x');
+  ScriptedServer server(
+      afterRequest(requestSize(body), [&](Connection&) { hasReturned.get_future().wait(); }));
+  const auto start = steady_clock::now();
+  expectFailure(send(postTo(server.port(), body, 1000ms)), server.port());
+  EXPECT_GE(elapsedSince(start), 1000ms);
+  EXPECT_LT(elapsedSince(start), 1700ms);
+  hasReturned.set_value();
 }
 
-TEST_F(HTTPClient, GivesUpAfterTheTimeoutWithoutAByte) {
+// All of them wait at the same time.
+TEST_F(HTTPClientSlow, GivesUpAfterOneTimeoutHoweverLargeTheRequest) {
+  std::vector<std::future<void>> exchanges;
+  for (const size_t size : {size_t{100}, size_t{40'000}, size_t{100'000}, size_t{1'000'000}})
+    exchanges.push_back(std::async(std::launch::async, expectToGiveUpAfterOneTimeout, size));
+}
+
+TEST_F(HTTPClientSlow, GivesUpAfterTheTimeoutWithoutAByte) {
   const Data small = "x", large(32 * kMegabyte, 'x');
   const auto stay = [](Connection& c) { c.receiveUntilClosed(); };
   std::promise<void> hasReturned;
@@ -766,7 +773,7 @@ TEST_F(HTTPClient, GivesUpAfterTheTimeoutWhenNobodyTakesTheConnection) {
 }
 
 // The first is what the administrator wants to know of.
-TEST_F(HTTPClient, SaysThatIPv4RefusedThoughIPv6FailsToo) {
+TEST_F(HTTPClientSlow, SaysThatIPv4RefusedThoughIPv6FailsToo) {
   if (!hasIPv6Loopback())
     GTEST_SKIP() << "This machine has no IPv6 loopback.";
   const BusyPort busy("::1", portOfBoth());
@@ -778,7 +785,7 @@ TEST_F(HTTPClient, SaysThatIPv4RefusedThoughIPv6FailsToo) {
             "127.0.0.1 port " + std::to_string(busy.port()) + " refused the connection.");
 }
 
-TEST_F(HTTPClient, WaitsLongerThanTheTimeoutWhileBytesCome) {
+TEST_F(HTTPClientSlow, WaitsLongerThanTheTimeoutWhileBytesCome) {
   ScriptedServer server(afterRequest(requestSize("x"), [](Connection& connection) {
     connection.send("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n");
     for (const char byte : std::string("hello, world")) {
@@ -812,12 +819,12 @@ void expectToWaitForASlowTaker(size_t bodySize, size_t pieceSize) {
   EXPECT_GE(elapsedSince(start), 1s);
 }
 
-TEST_F(HTTPClient, WaitsLongerThanTheTimeoutWhileBytesAreTaken) {
+TEST_F(HTTPClientSlow, WaitsLongerThanTheTimeoutWhileBytesAreTaken) {
   expectToWaitForASlowTaker(24 * kMegabyte, kMegabyte);
 }
 
 // The system may take all of the body at once, and still the server takes it piece by piece.
-TEST_F(HTTPClient, WaitsLongerThanTheTimeoutWhileBytesThatTheSystemHoldsAreTaken) {
+TEST_F(HTTPClientSlow, WaitsLongerThanTheTimeoutWhileBytesThatTheSystemHoldsAreTaken) {
   expectToWaitForASlowTaker(kMegabyte + kMegabyte / 2, kMegabyte / 16);
 }
 

@@ -522,7 +522,7 @@ std::string replyWithHeadOf(size_t size, const std::string& headerLines, const s
   return reply("X: " + std::string(size - others, 'x') + "\r\n" + headerLines, rest);
 }
 
-TEST(HTTPReply, HasAHeadOfAtMost256KiB) {
+TEST(HTTPReplySlow, HasAHeadOfAtMost256KiB) {
   const std::string byLength = "Content-Length: 2\r\n";
   const std::string byChunks = "Transfer-Encoding: chunked\r\n";
   ASSERT_EQ(replyWithHeadOf(kMostHeadBytes, byLength, "ok").size(), kMostHeadBytes + 2);
@@ -535,7 +535,7 @@ TEST(HTTPReply, HasAHeadOfAtMost256KiB) {
   });
 }
 
-TEST(HTTPReply, CountsManyHeaderLinesLikeOneLongOne) {
+TEST(HTTPReplySlow, CountsManyHeaderLinesLikeOneLongOne) {
   std::string lines;
   while (lines.size() < kMostHeadBytes)
     lines += "X: y\r\n z\r\n";
@@ -571,7 +571,7 @@ TEST(HTTPReply, RefusesWhatNeverEnds) {
   }
 }
 
-TEST(HTTPReply, HasNoLimitForItsBodyNorForTheNumberOfChunks) {
+TEST(HTTPReplySlow, HasNoLimitForItsBodyNorForTheNumberOfChunks) {
   const std::string large(3 * kMostHeadBytes, '\n');
   std::string chunks, body;
   for (int number = 0; number < 100000; ++number) {

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/Preferences.h"
-#include "tests/platform/PreferencesStore.h"
+#include "tests/support/PreferencesStore.h"
 
 namespace quintora {
 

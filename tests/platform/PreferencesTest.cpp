@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace quintora {
 

@@ -16,7 +16,7 @@
 #include <thread>
 
 #include "extras/String.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace quintora {
 

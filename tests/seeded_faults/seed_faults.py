@@ -18,7 +18,7 @@ import sys
 import threading
 import time
 
-from faults import faults_in, in_random_order, read_judgements
+from tests.seeded_faults.faults import faults_in, in_random_order, read_judgements
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 JUDGED = pathlib.Path(__file__).with_name("judged.txt")

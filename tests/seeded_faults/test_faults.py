@@ -1,7 +1,7 @@
 """Which faults are seeded, and how those that change nothing are remembered."""
 import unittest
 
-from faults import faults_in, in_random_order, read_judgements
+from tests.seeded_faults.faults import faults_in, in_random_order, read_judgements
 
 # Lines, and what the seeded faults make of them.
 LINES = {

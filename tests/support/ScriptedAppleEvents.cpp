@@ -1,4 +1,4 @@
-#include "tests/bridge/ScriptedAppleEvents.h"
+#include "tests/support/ScriptedAppleEvents.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,5 +1,5 @@
 #include "platform/macos/CoreFoundation.h"
-#include "tests/platform/PreferencesStore.h"
+#include "tests/support/PreferencesStore.h"
 
 namespace quintora {
 

@@ -1,4 +1,4 @@
-"""What the end-to-end tests share: the built bridge, run as a web server would, and its partners.
+"""What the tests of the built program share: the bridge, run as a web server would, its partners.
 
 The bridge under test is named by the environment variable QUINTORA_BRIDGE, else it is the release
 build. No test depends on the machine's own configuration: each run gets a whole environment of

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <map>
 
-#include "tests/platform/PreferencesStore.h"
+#include "tests/support/PreferencesStore.h"
 
 namespace quintora {
 

@@ -1,6 +1,7 @@
 // Charsets by CoreFoundation, for all that is not built in.
 #include "platform/Charsets.h"
 
+#include "platform/charsets/BuiltInCharsets.h"
 #include "platform/charsets/CharsetNames.h"
 #include "platform/macos/CoreFoundation.h"
 
@@ -20,8 +21,8 @@ TextEncoding textEncodingFromIANACharSetName(const String& name) {
 }
 
 String decodeData(std::string_view bytes, TextEncoding encoding) {
-  if (isBuiltInTextEncoding(encoding))
-    return initWithDataEncoding(bytes, encoding);
+  if (isBuiltInCharset(encoding))
+    return decodedByOurselves(bytes, encoding);
   const CFStringEncoding systemEncoding = CFStringConvertNSStringEncodingToEncoding(encoding);
   if (!CFStringIsEncodingAvailable(systemEncoding))
     return std::nullopt;

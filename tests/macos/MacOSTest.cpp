@@ -54,8 +54,7 @@ TEST_F(MacOS, ACharsetWithoutAnIdentifierHasTheIdentifier0) {
 }
 
 TEST_F(MacOS, CharsetsHaveTheSystemsNumbers) {
-  EXPECT_EQ(textEncodingFromIANACharSetName(u"windows-1252"), 12u);
-  EXPECT_EQ(textEncodingFromIANACharSetName(u"koi8-r"), 0x80000A02u);
+  EXPECT_EQ(textEncodingFromIANACharSetName(u"ibm437"), 0x80000400u);
 }
 
 // Looks after each test whether what the product was given has been released.

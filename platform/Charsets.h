@@ -15,4 +15,8 @@ TextEncoding textEncodingFromIANACharSetName(const String& name);
 // that nobody knows. A UTF-8 byte-order mark at the start is no part of the text.
 String decodeData(std::string_view bytes, TextEncoding encoding);
 
+// How many of the bytes, from the first on, decodeData can decode: all, or those before the
+// sequence that does not fit. For a person who looks for it: takes as long as dozens of decodings.
+size_t fittingBytes(std::string_view bytes, TextEncoding encoding);
+
 }  // namespace quintora

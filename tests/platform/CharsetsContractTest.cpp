@@ -175,6 +175,45 @@ TEST(CharsetsContract, ASequenceThatIsNotWholeOrStandsForNothingMakesTheTextAbse
   expectTexts(rows);
 }
 
+TEST(CharsetsContract, AByteThatDoesNotFitIsFoundWhereItStands) {
+  const struct {
+    const char16_t* charset;
+    std::string fits, doesNot;
+  } rows[] = {
+      {u"utf-8", "caf\xC3\xA9 ", "\xE9 and more"},
+      {u"utf-8", "\xEF\xBB\xBF", "\xFF"},
+      {u"utf-8", "", "\xEF\xBB"},
+      {u"utf-8", "\xF0\x9F\x98\x80", "\xF0\x9F\x98"},
+      {u"utf-16",
+       "\xFF\xFE"
+       "a" +
+           std::string(1, '\0'),
+       "\x01\xD8"
+       "b" +
+           std::string(1, '\0')},
+      {u"utf-16be", std::string(1, '\0') + "a", std::string(1, '\0')},
+      {u"iso-8859-3", "\xA1", "\xA5\xA1"},
+      {u"shift_jis", "\x93\xFA", "\x93\x20 \x93\xFA"},
+      {u"iso-2022-jp", "\x1B$BF|", "F"},
+      {u"iso-2022-jp", "a\x1B$BF|\x1B(B", "\x1B(Q"},
+      {u"gb18030", "\x94\x39\xDA\x33", "\x94\x39\xDA"},
+      {u"big5", "\x88\x62\x88\x62", "\x88"},
+      {u"no-such-charset", "", "a"},
+  };
+  for (const auto& row : rows) {
+    const TextEncoding encoding = textEncodingFromIANACharSetName(row.charset);
+    for (const size_t times : {1u, 2u, 1000u}) {
+      std::string bytes;
+      for (size_t time = 0; time < times; ++time)
+        bytes += row.fits;
+      SCOPED_TRACE(::testing::PrintToString(row.charset) + ::testing::PrintToString(row.doesNot));
+      EXPECT_EQ(fittingBytes(bytes, encoding), bytes.size());
+      EXPECT_EQ(fittingBytes(bytes + row.doesNot, encoding), bytes.size());
+    }
+  }
+  EXPECT_EQ(fittingBytes("", textEncodingFromIANACharSetName(u"utf-8")), 0u);
+}
+
 TEST(CharsetsContract, AnUnknownNameHasAnIdentifierThatIsNot0AndDecodesNothing) {
   const String names[] = {
       u"",
@@ -198,6 +237,7 @@ TEST(CharsetsContract, AnUnknownNameHasAnIdentifierThatIsNot0AndDecodesNothing) 
     const TextEncoding encoding = textEncodingFromIANACharSetName(name);
     EXPECT_NE(encoding, kNoTextEncoding);
     EXPECT_EQ(decodeData("text", encoding), std::nullopt);
+    EXPECT_EQ(decodeData("", encoding), std::nullopt);  // which tells it from a known one
   }
 }
 

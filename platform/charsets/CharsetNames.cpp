@@ -12,7 +12,7 @@ namespace {
 // Without a pointer, of which each would be one to relocate at every start.
 struct Charset {
   TextEncoding encoding;
-  char names[232];  // lower-case, a blank behind each
+  char names[136];  // lower-case, a blank behind each
 };
 
 // The labels of the WHATWG Encoding Standard, which are those of the web, and the IANA registry's
@@ -21,11 +21,13 @@ struct Charset {
 constexpr Charset kCharsets[] = {
     {kUTF8TextEncoding,
      "utf-8 utf8 csutf8 unicode-1-1-utf-8 unicode11utf8 unicode20utf8 x-unicode20utf8 "},
-    // Of US-ASCII, too: pages that claim it have been of ISO 8859-1 since there are browsers.
     {kISOLatin1TextEncoding,
      "iso-8859-1 iso8859-1 iso88591 iso_8859-1 iso_8859-1:1987 iso-ir-100 latin1 l1 ibm819 cp819 "
-     "csisolatin1 us-ascii ascii iso-ir-6 ansi_x3.4-1968 ansi_x3.4-1986 iso_646.irv:1991 iso646-us "
-     "us ibm367 cp367 csascii "},
+     "csisolatin1 "},
+    // Pages that claim US-ASCII have been of ISO 8859-1 since there are browsers.
+    {kISOLatin1TextEncoding,
+     "us-ascii ascii iso-ir-6 ansi_x3.4-1968 ansi_x3.4-1986 iso_646.irv:1991 iso646-us us ibm367 "
+     "cp367 csascii "},
     {kWindowsLatin1TextEncoding, "windows-1252 cp1252 x-cp1252 cswindows1252 "},
     {kISOLatin9TextEncoding,
      "iso-8859-15 iso8859-15 iso885915 iso_8859-15 latin-9 l9 csisolatin9 csiso885915 "},
@@ -55,15 +57,17 @@ constexpr Charset kCharsets[] = {
     // The direction of the letters (-e, -i) changes none of them.
     {kISOLatinArabicTextEncoding,
      "iso-8859-6 iso8859-6 iso88596 iso_8859-6 iso_8859-6:1987 iso-ir-127 ecma-114 asmo-708 arabic "
-     "csisolatinarabic iso-8859-6-e iso_8859-6-e csiso88596e iso-8859-6-i iso_8859-6-i "
-     "csiso88596i "},
+     "csisolatinarabic "},
+    {kISOLatinArabicTextEncoding,
+     "iso-8859-6-e iso_8859-6-e csiso88596e iso-8859-6-i iso_8859-6-i csiso88596i "},
     {kISOLatinGreekTextEncoding,
      "iso-8859-7 iso8859-7 iso88597 iso_8859-7 iso_8859-7:1987 iso-ir-126 ecma-118 elot_928 greek "
      "greek8 sun_eu_greek csisolatingreek "},
     {kISOLatinHebrewTextEncoding,
      "iso-8859-8 iso8859-8 iso88598 iso_8859-8 iso_8859-8:1988 iso-ir-138 hebrew visual "
-     "csisolatinhebrew iso-8859-8-e iso_8859-8-e csiso88598e iso-8859-8-i iso_8859-8-i csiso88598i "
-     "logical "},
+     "csisolatinhebrew "},
+    {kISOLatinHebrewTextEncoding,
+     "iso-8859-8-e iso_8859-8-e csiso88598e iso-8859-8-i iso_8859-8-i csiso88598i logical "},
     {kISOLatin5TextEncoding,
      "iso-8859-9 iso8859-9 iso88599 iso_8859-9 iso_8859-9:1989 iso-ir-148 latin5 l5 csisolatin5 "},
     {kISOLatin6TextEncoding,

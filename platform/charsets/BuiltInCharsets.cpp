@@ -18,7 +18,7 @@ char* putPiece(char* to, const Piece& piece) {
 }
 
 // Between two blocks at most so many pieces are read, of two characters at most.
-constexpr int kPiecesAtOnce = 8;
+constexpr ptrdiff_t kPiecesAtOnce = 8;
 static_assert(kPiecesAtOnce * 2 * 4 <= BlockWriter<char>::kMostAtOnce);
 
 // `next` makes a piece of the front of some bytes, and nothing of those that do not fit.
@@ -29,7 +29,7 @@ std::optional<Data> decodedBy(Next next, std::string_view bytes) {
   BlockWriter<char> writer(text);
   while (!bytes.empty()) {
     char* to = writer.place();
-    for (int i = 0; i < kPiecesAtOnce && !bytes.empty(); ++i) {
+    for (ptrdiff_t i = 0; i < kPiecesAtOnce && !bytes.empty(); ++i) {
       const Piece piece = next(bytes);
       if (piece.bytes == 0)
         return std::nullopt;
@@ -54,7 +54,7 @@ std::optional<Data> decodedBeyondASCII(Next next, std::string_view bytes) {
 }
 
 std::optional<Data> decodedBySingleBytes(std::string_view bytes, TextEncoding encoding) {
-  const auto charset =
+  const auto* const charset =
       std::find_if(std::begin(kSingleByteCharsets), std::end(kSingleByteCharsets),
                    [=](const SingleByteCharset& known) { return known.encoding == encoding; });
   if (charset == std::end(kSingleByteCharsets))

@@ -110,7 +110,7 @@ bool isAmong(std::string_view name, std::string_view names) {
 }  // namespace
 
 TextEncoding builtInTextEncoding(std::string_view name) {
-  const auto charset =
+  const auto* const charset =
       std::find_if(std::begin(kCharsets), std::end(kCharsets),
                    [name](const Charset& known) { return isAmong(name, known.names); });
   return charset == std::end(kCharsets) ? kNoTextEncoding : charset->encoding;

@@ -23,10 +23,8 @@ char32_t characterOfJISX0208(size_t place) {
 }
 
 Piece jisX0212Piece(std::string_view bytes) {
-  const size_t place = placeInSquare(byteAt(bytes, 1), byteAt(bytes, 2));
-  if (place < kRow || place - kRow >= kJISX0212Size)
-    return {};
-  return pieceOf(3, kJISX0212[place - kRow]);
+  const size_t place = placeInSquare(byteAt(bytes, 1) - 1, byteAt(bytes, 2));
+  return place < kJISX0212Size ? pieceOf(3, kJISX0212[place]) : Piece();
 }
 
 }  // namespace
@@ -65,9 +63,8 @@ Piece ISO2022JPDecoder::next(std::string_view bytes) {
     set_ = Set::kASCII;  // each line begins anew
   if (set_ != Set::kKanji)
     return single(byte);
-  // The same square as in EUC-JP, with bytes from 21 on.
-  const unsigned trail = byteAt(bytes, 1);
-  return byte < 0x80 && trail < 0x80 ? squarePiece(kJISX0208, byte + 0x80, trail + 0x80) : Piece();
+  // The same square as in EUC-JP, with bytes from 21 to 7E.
+  return squarePiece(kJISX0208, byte + 0x80, byteAt(bytes, 1) + 0x80);
 }
 
 Piece ISO2022JPDecoder::escape(std::string_view bytes) {

@@ -104,6 +104,8 @@ TEST(CharsetsContract, JapaneseCharsetsHaveMicrosoftsCharacters) {
       {u"iso-2022-jp", "\x1B$BF|K\\\x1B(B a", u"\u65E5\u672C a"},
       {u"iso-2022-jp", "\x1B$@F|\x1B(J\\~\x1B(I1", u"\u65E5\u00A5\u203E\uFF71"},
       {u"iso-2022-jp", "\x1B$BF|\na", u"\u65E5\na"},  // a line begins anew
+      {u"iso-2022-jp", "\x1B(I1\ra", u"\uFF71\ra"},
+      {u"iso-2022-jp", "\x1B(J\n\\", u"\n\u00A5"},  // but not with another backslash
       {u"iso-2022-jp", "\x1B(B\x1B$B\x1B(Ba", u"a"},
   });
 }

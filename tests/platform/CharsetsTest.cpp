@@ -228,6 +228,13 @@ TEST(Charsets, AByteThatDoesNotFitTheLibrarysCharsetMakesTheTextAbsent) {
         << row.name << " " << testing::PrintToString(row.bytes);
 }
 
+TEST(Charsets, FourByteCodesWithoutACharacterAreNoText) {
+  for (const char* const code : {"\x84\x31\xA5\x30", "\x85\x30\x81\x30", "\x8F\x39\xFE\x39",
+                                 "\xE3\x32\x9A\x36", "\xFE\x39\xFE\x39"})
+    EXPECT_EQ(decodedToUTF8(code, kGB18030TextEncoding), std::nullopt)
+        << testing::PrintToString(code);
+}
+
 // How many of all the sequences of so many bytes, from one that is not ASCII on, are one character.
 size_t characters(const std::string& name, size_t length, const std::string& before = "") {
   const TextEncoding encoding = encodingOf(name);

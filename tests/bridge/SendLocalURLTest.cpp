@@ -44,7 +44,11 @@ TEST(ResultOfResponse, LooksForDataThenForACharset) {
       {"\xFF\xFE\x41\0"sv, u"utf-16", kAbsent, u"A"},
       {"a\0b"sv, u"us-ascii", kAbsent, std::u16string(u"a\0b", 3)},
       {"caf\xE9"sv, u"utf-8", kAbsent, u""},
-      {"caf\xE9"sv, u"us-ascii", kAbsent, u""},
+      {"caf\xE9"sv, u"us-ascii", kAbsent, u"caf\u00E9"},
+      {"\xEF\xBB\xBF"
+       "caf\xC3\xA9"sv,
+       u"utf-8", kAbsent, u"caf\u00E9"},
+      {"a\xA5"sv, u"iso-8859-3", kAbsent, u""},
       {"\xFE\xFF\0A"sv, u"utf-8", kAbsent, u""},
       {"plain ASCII"sv, u"no-such-charset", kAbsent, u""},
       {"plain ASCII"sv, u"", kAbsent, u""},

@@ -19,7 +19,10 @@ class Piece {
   Piece(std::string_view text) : text_(text) {}
   Piece(const std::string& text) : text_(text) {}
   Piece(const String& text) : text_(text ? std::string_view(*text) : "(null)") {}
-  template <typename Integer, typename = std::enable_if_t<std::is_integral_v<Integer>>>
+  Piece(std::nullptr_t) = delete;
+  template <typename Integer, typename = std::enable_if_t<std::is_integral_v<Integer> &&
+                                                          !std::is_same_v<Integer, bool> &&
+                                                          !std::is_same_v<Integer, char>>>
   Piece(Integer number)
       : isNumber_(true), isNegative_(number < 0), number_(static_cast<uint64_t>(number)) {}
 
@@ -43,9 +46,9 @@ template <size_t Values>
 struct Message {
   std::string_view texts[Values + 1];
 
-  template <typename... Value>
+  // Takes as many arguments as there are values.
+  template <typename... Value, typename = std::enable_if_t<sizeof...(Value) == Values>>
   std::string operator()(const Value&... values) const {
-    static_assert(sizeof...(Value) == Values, "one argument for each value of the message");
     size_t next = 0;
     std::string text(texts[next]);
     (..., (Piece(values).appendTo(text), text += texts[++next]));

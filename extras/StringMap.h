@@ -22,8 +22,8 @@ class StringMap {
   StringMap() = default;
   StringMap(std::initializer_list<value_type> entries);
 
-  // Sets the key to the value, in place of an earlier one. What earlier calls returned is no longer
-  // good.
+  // Sets the key to the value, in place of an earlier one. Views that earlier calls returned are no
+  // longer valid, so the arguments must not be such views.
   void insert_or_assign(std::string_view key, std::string_view value);
 
   // The value of the key, good until the map is changed; absent when the key is not set.

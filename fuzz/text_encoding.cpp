@@ -1,6 +1,7 @@
 // Bytes in any charset: a line with the charset's name, then the bytes. What is decoded is what the
 // encoding's definition says, and becomes the same bytes again.
 #include <algorithm>
+#include <iterator>
 
 #include "bridge/SendLocalURL.h"
 #include "extras/NSString+Extras.h"
@@ -8,6 +9,7 @@
 #include "extras/UTF16.h"
 #include "fuzz/Fuzz.h"
 #include "fuzz/PlainText.h"
+#include "platform/charsets/BuiltInCharsets.h"
 // For its numbered names, which would grow with every input.
 #include "platform/elsewhere/Charsets.cpp"
 
@@ -65,9 +67,13 @@ void checkMacOSRoman(std::string_view bytes) {
 }
 
 void checkDefinitions(std::string_view bytes) {
-  const auto is = [bytes](TextEncoding encoding, const String& expected) {
+  // A reply begins behind its byte-order mark.
+  const bool isMarked = bytes.substr(0, 3) == "\xEF\xBB\xBF";
+  const auto is = [=](TextEncoding encoding, const String& expected) {
+    const bool hasMark = isMarked && encoding == kUTF8TextEncoding;
     return initWithDataEncoding(Data(bytes), encoding) == expected &&
-           decodeData(Data(bytes), encoding) == expected;
+           decodeData(Data(bytes), encoding) ==
+               (hasMark && expected ? String(expected->substr(3)) : expected);
   };
   require(is(kASCIITextEncoding, plainASCII(bytes)), "US-ASCII");
   require(is(kUTF8TextEncoding, textOf(plain::fromUTF8(bytes))), "UTF-8");
@@ -105,6 +111,47 @@ void checkTextOf(const std::u16string& units) {
           "what was escaped can be read");
 }
 
+// Sequence by sequence, each of which is the shortest that has a text by itself; absent where there
+// is none.
+std::optional<Data> plainlyDecoded(std::string_view bytes, TextEncoding encoding) {
+  Data text;
+  while (!bytes.empty()) {
+    std::optional<Data> piece;
+    size_t length = 0;
+    while (!piece && length < std::min<size_t>(bytes.size(), 4))
+      piece = decodedToUTF8(bytes.substr(0, ++length), encoding);
+    if (!piece)
+      return std::nullopt;
+    text += *piece;
+    bytes.remove_prefix(length);
+  }
+  return text;
+}
+
+// What every charset of one or more bytes to a character has in common.
+void checkTables(std::string_view bytes, TextEncoding encoding) {
+  const std::optional<Data> text = decodedToUTF8(bytes, encoding);
+  require(!text || plain::isUTF8(*text), "what is decoded is UTF-8");
+  require(!text || text->size() <= 3 * bytes.size(), "a text has thrice its bytes at most");
+  if (encoding != kISO2022JPTextEncoding)
+    require(text == plainlyDecoded(bytes, encoding), "a sequence means the same anywhere");
+  const size_t fitting = fittingBytes(bytes, encoding);
+  require(text.has_value() == (fitting == bytes.size()), "what is absent has a byte that is wrong");
+  require(decodedToUTF8(bytes.substr(0, fitting), encoding).has_value(), "before it all is well");
+  for (size_t more = fitting + 1; more <= bytes.size(); ++more)
+    require(!decodedToUTF8(bytes.substr(0, more), encoding), "and nothing is, beyond it");
+}
+
+// By one decoder or another, whatever the name.
+void checkSomeTables(std::string_view bytes) {
+  constexpr TextEncoding kEncodings[] = {kShiftJISTextEncoding,      kEUCJPTextEncoding,
+                                         kISO2022JPTextEncoding,     kEUCKRTextEncoding,
+                                         kWindowsKoreanTextEncoding, kGB18030TextEncoding,
+                                         kGB2312TextEncoding,        kBig5TextEncoding,
+                                         kWindowsGreekTextEncoding,  kISOLatinHebrewTextEncoding};
+  checkTables(bytes.substr(0, 64), kEncodings[bytes.size() % std::size(kEncodings)]);
+}
+
 // The system's converter, asked at once. It is asked for UTF-16, since to UTF-8 it lets characters
 // beyond Unicode pass.
 std::optional<std::u16string> converted(const std::string& name, std::string bytes) {
@@ -128,11 +175,40 @@ std::optional<std::u16string> converted(const std::string& name, std::string byt
   return text;
 }
 
+// Any case of its letters, and nothing else, is the same name.
+void checkLabel(std::string_view name, TextEncoding encoding) {
+  std::string other(name);
+  for (char& c : other)
+    c = c >= 'a' && c <= 'z'   ? static_cast<char>(c - 'a' + 'A')
+        : c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a')
+                               : c;
+  require(textEncodingFromIANACharSetName(plainLatin1(other)) == encoding, "in any case");
+  for (const std::string& wrong : {other + " ", " " + other, other + "/", other + "\n"})
+    require(textEncodingFromIANACharSetName(plainLatin1(wrong)) == kUnknownTextEncoding,
+            "and without anything around it");
+}
+
+// Of the ISO 8859 charsets all converters have one table. Those of the library make one character
+// of a letter and its diacritic in none of them.
+void checkAgainstTheLibrary(std::string_view name, std::string_view bytes, const String& text) {
+  if (name.substr(0, 9) != "iso-8859-" || name.find_first_not_of("0123456789", 9) != name.npos)
+    return;
+  const std::optional<std::u16string> expected = converted(std::string(name), std::string(bytes));
+  require(text == String(expected), "ISO 8859 is what the library has");
+}
+
 void checkNamed(std::string_view name, std::string_view bytes) {
   const TextEncoding encoding = textEncodingFromIANACharSetName(plainLatin1(name));
   const String text = decodeData(Data(bytes), encoding);
   require(textOfReply(Data(bytes), encoding) == (text ? text : String("")), "a reply has a text");
-  if (isBuiltInTextEncoding(encoding) || encoding == kUnknownTextEncoding)
+  if (isBuiltInCharset(encoding)) {
+    checkLabel(name, encoding);
+    if (!isBuiltInTextEncoding(encoding))
+      checkTables(bytes.substr(0, 64), encoding);
+    checkAgainstTheLibrary(name, bytes, text);
+    return;
+  }
+  if (encoding == kUnknownTextEncoding)
     return;
   const std::optional<std::u16string> expected = converted(std::string(name), std::string(bytes));
   require(text.has_value() == expected.has_value(), "what is valid is the converter's affair");
@@ -147,6 +223,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
   const std::string_view data = input.substr(std::min(name.size() + 1, input.size()));
   checkDefinitions(data);
   checkUnknown(data);
+  checkSomeTables(data);
   checkTextOf(plain::fromLatin1(data));
   std::u16string units;
   for (size_t i = 0; i + 1 < data.size(); i += 2)

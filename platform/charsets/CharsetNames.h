@@ -1,4 +1,4 @@
-// The charset names whose encodings extras/TextEncoding.h decodes, the same on every system.
+// The charset names whose encodings are decoded by the program itself, the same on every system.
 #pragma once
 
 #include "extras/TextEncoding.h"

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/Process.h"
+#include "platform/charsets/BuiltInCharsets.h"
 #include "platform/charsets/CharsetNames.h"
 
 namespace quintora {
@@ -16,8 +17,8 @@ namespace quintora {
 namespace {
 
 // iconv has names and no numbers, so names are numbered as they are first asked for. The range is
-// one that the built-in identifiers do not use.
-constexpr TextEncoding kFirstNumber = 0x80000000;
+// one that the built-in identifiers do not use: they have 32 bits.
+constexpr TextEncoding kFirstNumber = 0x100000000;
 std::vector<std::string> numberedNames;
 
 // What the C library calls an unknown charset may be one for which it had no memory. The volatile
@@ -106,8 +107,8 @@ TextEncoding textEncodingFromIANACharSetName(const String& name) {
 }
 
 String decodeData(Data bytes, TextEncoding encoding) {
-  if (isBuiltInTextEncoding(encoding))
-    return initWithDataEncoding(std::move(bytes), encoding);
+  if (isBuiltInCharset(encoding))
+    return decodedByOurselves(std::move(bytes), encoding);
   const TextEncoding number = encoding - kFirstNumber;
   if (encoding < kFirstNumber || number >= numberedNames.size())
     return std::nullopt;

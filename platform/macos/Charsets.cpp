@@ -1,6 +1,7 @@
 // Charsets by CoreFoundation, for all that is not built in.
 #include "platform/Charsets.h"
 
+#include "platform/charsets/BuiltInCharsets.h"
 #include "platform/charsets/CharsetNames.h"
 #include "platform/macos/CoreFoundation.h"
 
@@ -19,8 +20,8 @@ TextEncoding textEncodingFromIANACharSetName(const String& name) {
 }
 
 String decodeData(Data bytes, TextEncoding encoding) {
-  if (isBuiltInTextEncoding(encoding))
-    return initWithDataEncoding(std::move(bytes), encoding);
+  if (isBuiltInCharset(encoding))
+    return decodedByOurselves(std::move(bytes), encoding);
   const CFStringEncoding systemEncoding = CFStringConvertNSStringEncodingToEncoding(encoding);
   if (!CFStringIsEncodingAvailable(systemEncoding))
     return std::nullopt;

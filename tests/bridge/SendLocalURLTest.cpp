@@ -44,7 +44,11 @@ TEST(ResultOfResponse, LooksForDataThenForACharset) {
       {"\xFF\xFE\x41\0"sv, "utf-16", kAbsent, "A"},
       {"a\0b"sv, "us-ascii", kAbsent, std::string("a\0b", 3)},
       {"caf\xE9"sv, "utf-8", kAbsent, ""},
-      {"caf\xE9"sv, "us-ascii", kAbsent, ""},
+      {"caf\xE9"sv, "us-ascii", kAbsent, "caf\u00E9"},
+      {"\xEF\xBB\xBF"
+       "caf\xC3\xA9"sv,
+       "utf-8", kAbsent, "caf\u00E9"},
+      {"a\xA5"sv, "iso-8859-3", kAbsent, ""},
       {"\xFE\xFF\0A"sv, "utf-8", kAbsent, ""},
       {"plain ASCII"sv, "no-such-charset", kAbsent, ""},
       {"plain ASCII"sv, "", kAbsent, ""},

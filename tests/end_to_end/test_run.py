@@ -23,6 +23,9 @@ RESPONSES = (
      DEFAULT_HEADER + b"content-type: text/html\r\n\r\nHello\r\n"),
     (b" Content-type: text/html\r\n\r\nHello",
      DEFAULT_HEADER + b" Content-type: text/html\r\n\r\nHello\r\n"),
+    # A byte-order mark before it is no part of the text.
+    (b"\xef\xbb\xbfContent-type: text/html\r\n\r\nHello",
+     b"Content-type: text/html\r\n\r\nHello\r\n"),
     # Final line end: CR LF is there once.
     (b"Hello\r\n", DEFAULT_HEADER + b"Hello\r\n"),
     (b"Hello\n", DEFAULT_HEADER + b"Hello\n\r\n"),
@@ -50,7 +53,10 @@ CHARSETS = (
     # Bytes that do not fit, or a name that no table knows: no text.
     ("text/html; charset=utf-8", b"caf\xe9", ""),
     ("text/html; charset=utf-8", b"\xc3", ""),
-    ("text/html; charset=us-ascii", b"caf\xe9", ""),
+    ("text/html; charset=us-ascii", b"caf\xe9", "café\r\n"),
+    ("text/html; charset=utf-8", b"a\xef\xbb\xbfb", "a\ufeffb\r\n"),
+    ("text/html; charset=x-sjis", b"\\\x87\x40", "\\①\r\n"),
+    ("text/html; charset=iso-8859-3", b"caf\xa5", ""),
     ("text/html; charset=no-such-charset", b"Hello", ""),
     ('text/html; charset="utf-8//TRANSLIT"', b"Hello", ""),
     # No charset: never decoded, not even plain ASCII.

@@ -94,8 +94,7 @@ TEST_F(MacOS, TheOnlySourceIsTheDomainTogetherWithTheGlobalOne) {
 }
 
 TEST_F(MacOS, CharsetsHaveTheSystemsNumbers) {
-  EXPECT_EQ(textEncodingFromIANACharSetName("windows-1252"), 12u);
-  EXPECT_EQ(textEncodingFromIANACharSetName("koi8-r"), 0x80000A02u);
+  EXPECT_EQ(textEncodingFromIANACharSetName("ibm437"), 0x80000400u);
   EXPECT_EQ(textEncodingFromIANACharSetName("x-unknown"), 0xFFFFFFFFu);
 }
 

@@ -53,9 +53,7 @@ struct Charset {
   const char* converter;
 };
 const Charset kCharsets[] = {
-    {u"windows-1252", 0x0500, 12, "WINDOWS-1252"},
-    {u"koi8-r", 0x0A02, 0x80000A02, "KOI8-R"},
-    {u"shift_jis", 0x0A01, 8, "SHIFT_JIS"},
+    {u"ibm437", 0x0400, 0x80000400, "IBM437"},
 };
 
 std::u16string lowercase(std::u16string text) {

@@ -13,13 +13,21 @@ struct Row {
   String text;
 };
 
+template <typename Rows>
+void expectTexts(const Rows& rows) {
+  for (const Row& row : rows) {
+    SCOPED_TRACE(::testing::PrintToString(row.charset) + " " + ::testing::PrintToString(row.bytes));
+    EXPECT_EQ(decodeData(row.bytes, textEncodingFromIANACharSetName(row.charset)), row.text);
+  }
+}
+
+void expectTexts(std::initializer_list<Row> rows) { expectTexts<std::initializer_list<Row>>(rows); }
+
 TEST(CharsetsContract, TextIsDecodedStrictlyByTheNameOfItsCharset) {
   const Row rows[] = {
       // Built in, so the same to the last byte on every system.
       {"utf-8", "caf\xC3\xA9", "caf\u00E9"},
       {"UTF-8", "caf\xE9", std::nullopt},
-      {"us-ascii", "cafe", "cafe"},
-      {"US-ASCII", "caf\xE9", std::nullopt},
       {"iso-8859-1", "caf\xE9", "caf\u00E9"},
       {"macintosh", "caf\x8E", "caf\u00E9"},
       {"X-Mac-Roman", "\xDB", "\u20AC"},
@@ -28,19 +36,184 @@ TEST(CharsetsContract, TextIsDecodedStrictlyByTheNameOfItsCharset) {
       {"utf-16le", "\x41\x01", "\u0141"},
       {"utf-16be", "\x01\x41", "\u0141"},
       {"utf-16be", "\xD8\x01", std::nullopt},
-      // The system's.
       {"windows-1252", "\x80 caf\xE9", "\u20AC caf\u00E9"},
       {"Windows-1252", "", ""},
+      {"iso-8859-2", "\xB1\x80", "\u0105\u0080"},
+      {"iso-8859-3", "\xA5", std::nullopt},
+      {"iso-8859-15", "\xA4\xE9", "\u20AC\u00E9"},
       {"koi8-r", "\xC1\xC2", "\u0430\u0431"},
-      {"KOI8-R", "\xC1\xC2", "\u0430\u0431"},
-      {"shift_jis", "\x82\xA0z", "\u3042z"},
-      {"shift_jis", "z\x82", std::nullopt},
-      {"shift_jis", "\x82\xFF", std::nullopt},
+      {"KOI8-R", "\xF0\xD2\xC9\xD7\xC5\xD4", "\u041F\u0440\u0438\u0432\u0435\u0442"},
+      {"x-mac-cyrillic", "\xFF", "\u20AC"},
+      // The system's.
+      {"ibm437", "\x9B", "\u00A2"},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(::testing::PrintToString(row.charset) + " " + row.bytes);
-    EXPECT_EQ(decodeData(row.bytes, textEncodingFromIANACharSetName(row.charset)), row.text);
+  expectTexts(rows);
+}
+
+TEST(CharsetsContract, AReplysByteOrderMarkIsNoPartOfItsText) {
+  expectTexts({
+      {"utf-8",
+       "\xEF\xBB\xBF"
+       "Content-type: text/html",
+       "Content-type: text/html"},
+      {"utf-8", "\xEF\xBB\xBF", ""},
+      {"utf-8",
+       "\xEF\xBB\xBF\xEF\xBB\xBF"
+       "a",
+       "\uFEFFa"},
+      {"utf-8",
+       "a\xEF\xBB\xBF"
+       "b",
+       "a\uFEFFb"},
+      {"utf-8", "\xEF\xBB", std::nullopt},
+      {"iso-8859-1", "\xEF\xBB\xBF", "\u00EF\u00BB\u00BF"},
+  });
+}
+
+TEST(CharsetsContract, ASCIIGoesOnAsISO88591) {
+  expectTexts({
+      {"us-ascii", "cafe\x7F", "cafe\u007F"},
+      {"US-ASCII", "caf\xE9\x80\xFF", "caf\u00E9\u0080\u00FF"},
+      {"ascii", "\xA0", "\u00A0"},
+  });
+}
+
+TEST(CharsetsContract, AByteOfAWindowsCharsetWithoutACharacterIsTheOneWithItsNumber) {
+  expectTexts({
+      {"windows-1250", "\x81", "\u0081"},
+      {"windows-1251", "\x98", "\u0098"},
+      {"windows-1252", "caf\xE9\x81\x8D\x8F\x90\x9D", "caf\u00E9\u0081\u008D\u008F\u0090\u009D"},
+      {"windows-1253", "\xAA\xD2\xFF", "\u00AA\u00D2\u00FF"},
+      {"windows-1255", "\xD9\xCA", "\u00D9\u05BA"},
+      {"windows-1257", "\xA1\xA5", "\u00A1\u00A5"},
+      {"windows-874", "\x81\xDB\xFF", "\u0081\u00DB\u00FF"},
+      {"iso-8859-7", "\xFF", std::nullopt},  // of Windows only
+  });
+}
+
+TEST(CharsetsContract, JapaneseCharsetsHaveMicrosoftsCharacters) {
+  expectTexts({
+      {"shift_jis", "\x82\xA0z", "\u3042z"},
+      {"Shift_JIS", "\\~\x87\x40\xED\x40\xFA\x40", "\\~\u2460\u7E8A\u2170"},
+      {"x-sjis", "\x81\x60\x81\x7C\x81\x7E", "\uFF5E\uFF0D\u00D7"},
+      {"sjis", "\xB1\xDF\x80", "\uFF71\uFF9F\u0080"},
+      {"sjis", "\xF0\x40\xF9\xFC", "\uE000\uE757"},
+      {"euc-jp", "\xC6\xFC\xCB\xDC", "\u65E5\u672C"},
+      {"euc-jp", "\xAD\xA1\xA1\xC1\xF9\xA1", "\u2460\uFF5E\u7E8A"},
+      {"euc-jp", "\x8E\xB1\x8F\xB0\xA1\x8D", "\uFF71\u4E02\u008D"},
+      {"iso-2022-jp", "\x1B$BF|K\\\x1B(B a", "\u65E5\u672C a"},
+      {"iso-2022-jp", "\x1B$@F|\x1B(J\\~\x1B(I1", "\u65E5\u00A5\u203E\uFF71"},
+      {"iso-2022-jp", "\x1B$BF|\na", "\u65E5\na"},  // a line begins anew
+      {"iso-2022-jp", "\x1B(I1\ra", "\uFF71\ra"},
+      {"iso-2022-jp", "\x1B(J\n\\", "\n\u00A5"},  // but not with another backslash
+      {"iso-2022-jp", "\x1B(B\x1B$B\x1B(Ba", "a"},
+  });
+}
+
+TEST(CharsetsContract, ChineseAndKoreanCharsetsHaveTheirExtensions) {
+  expectTexts({
+      {"euc-kr", "\xC7\xD1\xB1\xDB\x81", "\uD55C\uAE00\u0081"},
+      {"ks_c_5601-1987", "\xC7\xD1\x81\x41\xC6\x52\xA1\xA1", "\uD55C\uAC02\uD7A3\u3000"},
+      {"windows-949", "\xA0\xFE\xA1\x41", "\uC8A4\uC8A5"},
+      {"gb2312", "\xC8\xD5\x80\x81\x40", "\u65E5\u20AC\u4E02"},
+      {"gbk", "\xA1\xA4\xA1\xAA", "\u00B7\u2014"},
+      {"gb_2312-80", "\xA1\xA4\xA1\xAA\xB0\xA1", "\u30FB\u2015\u554A"},
+      {"gb18030", "\x81\x30\x81\x30\x84\x31\xA4\x39", "\u0080\uFFFF"},
+      {"gb18030", "\x84\x31\xA4\x37\x90\x30\x81\x30", "\uFFFD\U00010000"},
+      {"gb18030", "\xE3\x32\x9A\x35", "\U0010FFFF"},
+      {"big5", "\xA4\xE9\xA5\xBB", "\u65E5\u672C"},
+      {"big5-hkscs", "\x87\x40\x88\x62\x88\xA5", "\u43F0\u00CA\u0304\u00EA\u030C"},
+      {"big5", "\xFE\xFE\x87\x45", "\u79D4\U00027267"},
+  });
+}
+
+TEST(CharsetsContract, ASequenceThatIsNotWholeOrStandsForNothingMakesTheTextAbsent) {
+  const Row rows[] = {
+      {"shift_jis", "z\x82", {}},
+      {"shift_jis", "\x82\xFFz", {}},
+      {"shift_jis", "\x93\x20z", {}},
+      {"shift_jis", "\xA0", {}},
+      {"shift_jis", "\xFDz", {}},
+      {"shift_jis", "\x85\x40", {}},
+      {"euc-jp", "\xC6", {}},
+      {"euc-jp", "a\xC6\xFC\xFF z", {}},
+      {"euc-jp", "\x8E\xE0", {}},
+      {"euc-jp", "\x8F\xB0", {}},
+      {"euc-jp", "\x8F\xA1\xA1", {}},
+      {"euc-jp", "\x8F\xB0\x40", {}},
+      {"euc-jp", "\xA0", {}},
+      {"euc-jp", "\xC6 z", {}},
+      {"iso-2022-jp", "\x1B$BF|K\x1B(B", {}},
+      {"iso-2022-jp", "\x1B$BF|K", {}},
+      {"iso-2022-jp", "a\x80z", {}},
+      {"iso-2022-jp", "a\x1B$", {}},
+      {"iso-2022-jp", "\x1B(Z", {}},
+      {"iso-2022-jp", "\x0E", {}},
+      {"iso-2022-jp", "\x1B$BF\xFC", {}},
+      {"iso-2022-jp", "\x1B(I`", {}},
+      {"euc-kr", "\xC7\x20", {}},
+      {"euc-kr", "\xC7", {}},
+      {"euc-kr", "\xA0", {}},
+      {"windows-949", "\x80", {}},
+      {"windows-949", "\x81\x5B", {}},
+      {"windows-949", "\xC6\x53", {}},
+      {"windows-949", "\xC9\xA1", {}},
+      {"windows-949", "\xFF\x41", {}},
+      {"gbk", "\x81", {}},
+      {"gbk", "\x81\x7F", {}},
+      {"gb18030", "\x94\x39\xDA", {}},
+      {"gb18030", "a\xFFz", {}},
+      {"gb18030", "\x84\x31\xA5\x30", {}},
+      {"gb18030", "\xE3\x32\x9A\x36", {}},
+      {"gb18030", "\x81\x30\x81", {}},
+      {"gb18030", "\x81\x30\x80\x30", {}},
+      {"big5", "\xA4", {}},
+      {"big5", "\xA4\x7F", {}},
+      {"big5", "\x86\x40", {}},
+      {"big5-hkscs", "\x88\x66\xFF", {}},
+      {"big5", "\x87\x66", {}},
+      {"big5", "\xFFz", {}},
+  };
+  expectTexts(rows);
+}
+
+TEST(CharsetsContract, AByteThatDoesNotFitIsFoundWhereItStands) {
+  const struct {
+    const char* charset;
+    std::string fits, doesNot;
+  } rows[] = {
+      {"utf-8", "caf\xC3\xA9 ", "\xE9 and more"},
+      {"utf-8", "\xEF\xBB\xBF", "\xFF"},
+      {"utf-8", "", "\xEF\xBB"},
+      {"utf-8", "\xF0\x9F\x98\x80", "\xF0\x9F\x98"},
+      {"utf-16",
+       "\xFF\xFE"
+       "a" +
+           std::string(1, '\0'),
+       "\x01\xD8"
+       "b" +
+           std::string(1, '\0')},
+      {"utf-16be", std::string(1, '\0') + "a", std::string(1, '\0')},
+      {"iso-8859-3", "\xA1", "\xA5\xA1"},
+      {"shift_jis", "\x93\xFA", "\x93\x20 \x93\xFA"},
+      {"iso-2022-jp", "\x1B$BF|", "F"},
+      {"iso-2022-jp", "a\x1B$BF|\x1B(B", "\x1B(Q"},
+      {"gb18030", "\x94\x39\xDA\x33", "\x94\x39\xDA"},
+      {"big5", "\x88\x62\x88\x62", "\x88"},
+      {"no-such-charset", "", "a"},
+  };
+  for (const auto& row : rows) {
+    const TextEncoding encoding = textEncodingFromIANACharSetName(row.charset);
+    for (const size_t times : {1u, 2u, 1000u}) {
+      std::string bytes;
+      for (size_t time = 0; time < times; ++time)
+        bytes += row.fits;
+      SCOPED_TRACE(::testing::PrintToString(row.charset) + ::testing::PrintToString(row.doesNot));
+      EXPECT_EQ(fittingBytes(bytes, encoding), bytes.size());
+      EXPECT_EQ(fittingBytes(bytes + row.doesNot, encoding), bytes.size());
+    }
   }
+  EXPECT_EQ(fittingBytes("", textEncodingFromIANACharSetName("utf-8")), 0u);
 }
 
 TEST(CharsetsContract, AnUnknownNameHasAnIdentifierThatIsNot0AndDecodesNothing) {
@@ -66,6 +239,7 @@ TEST(CharsetsContract, AnUnknownNameHasAnIdentifierThatIsNot0AndDecodesNothing) 
     const TextEncoding encoding = textEncodingFromIANACharSetName(name);
     EXPECT_NE(encoding, kNoTextEncoding);
     EXPECT_EQ(decodeData("text", encoding), std::nullopt);
+    EXPECT_EQ(decodeData("", encoding), std::nullopt);  // which tells it from a known one
   }
 }
 

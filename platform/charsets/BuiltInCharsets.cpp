@@ -1,0 +1,106 @@
+#include "platform/charsets/BuiltInCharsets.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "extras/Characters.h"
+#include "platform/charsets/Decoders.h"
+
+namespace quintora {
+
+namespace {
+
+char* putSequence(char* to, const Sequence& sequence) {
+  if (sequence.character != kNothing)
+    to = putUTF8(to, sequence.character);
+  return sequence.combining == kNothing ? to : putUTF8(to, sequence.combining);
+}
+
+// `next` reads the sequence at the front of some bytes. The text is filled by way of a block that
+// stays in the processor's cache.
+template <typename Next>
+std::optional<Data> decodedBy(Next next, std::string_view bytes) {
+  constexpr ptrdiff_t kLongestText = 8;  // of a sequence: two characters
+  char block[4096];
+  Data text;
+  text.reserve(bytes.size());  // much of most texts is markup; for more, a string makes room
+  while (!bytes.empty()) {
+    char* to = block;
+    while (!bytes.empty() && std::end(block) - to >= kLongestText) {
+      const Sequence sequence = next(bytes);
+      if (sequence.bytes == 0)
+        return std::nullopt;
+      to = putSequence(to, sequence);
+      bytes.remove_prefix(sequence.bytes);
+    }
+    text.append(block, to);
+  }
+  return text;
+}
+
+// By a decoder that starts with a byte that is not ASCII.
+template <typename Next>
+std::optional<Data> decodedBeyondASCII(Next next, std::string_view bytes) {
+  return decodedBy(
+      [next](std::string_view rest) {
+        const unsigned byte = byteAt(rest, 0);
+        return byte < 0x80 ? Sequence{1, byte} : next(rest);
+      },
+      bytes);
+}
+
+std::optional<Data> decodedBySingleBytes(std::string_view bytes, TextEncoding encoding) {
+  const auto* const charset =
+      std::find_if(std::begin(kSingleByteCharsets), std::end(kSingleByteCharsets),
+                   [=](const SingleByteCharset& known) { return known.encoding == encoding; });
+  if (charset == std::end(kSingleByteCharsets))
+    return std::nullopt;
+  return decodedBeyondASCII(
+      [charset](std::string_view rest) {
+        return sequenceOf(1, charset->characters[byteAt(rest, 0) - 0x80]);
+      },
+      bytes);
+}
+
+}  // namespace
+
+bool isBuiltInCharset(TextEncoding encoding) {
+  // Every one of them can decode the empty text, and no other identifier can.
+  return decodedByOurselves({}, encoding).has_value();
+}
+
+String decodedByOurselves(Data bytes, TextEncoding encoding) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (encoding == kUTF8TextEncoding && bytes.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0)
+    bytes.erase(0, kByteOrderMark.size());
+  return isBuiltInTextEncoding(encoding) ? initWithDataEncoding(std::move(bytes), encoding)
+                                         : decodedToUTF8(bytes, encoding);
+}
+
+std::optional<Data> decodedToUTF8(std::string_view bytes, TextEncoding encoding) {
+  switch (encoding) {
+    case kEUCJPTextEncoding:
+      return decodedBeyondASCII(eucJPSequence, bytes);
+    case kShiftJISTextEncoding:
+      return decodedBeyondASCII(shiftJISSequence, bytes);
+    case kISO2022JPTextEncoding:
+      return decodedBy([decoder = ISO2022JPDecoder()](
+                           std::string_view rest) mutable { return decoder.next(rest); },
+                       bytes);
+    case kEUCKRTextEncoding:
+      return decodedBeyondASCII(eucKRSequence, bytes);
+    case kWindowsKoreanTextEncoding:
+      return decodedBeyondASCII(windowsKoreanSequence, bytes);
+    case kGB2312TextEncoding:
+      return decodedBeyondASCII(gb2312Sequence, bytes);
+    case kGB18030TextEncoding:
+      return decodedBeyondASCII(gb18030Sequence, bytes);
+    case kBig5TextEncoding:
+      return decodedBeyondASCII(big5Sequence, bytes);
+    default:
+      return decodedBySingleBytes(bytes, encoding);
+  }
+}
+
+}  // namespace quintora

@@ -61,7 +61,7 @@ uint64_t sipHash(const uint64_t (&key)[2], std::string_view bytes) {
     state.take(word);
   }
   word = 0;
-  bytes.copy(reinterpret_cast<char*>(&word), bytes.size());  // of an empty text there may be none
+  bytes.copy(reinterpret_cast<char*>(&word), bytes.size());  // not memcpy: there may be no data
   state.take(word | size << 56);
   return state.finished();
 }

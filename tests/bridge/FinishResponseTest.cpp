@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <utility>
+
 namespace quintora {
 
 namespace {
@@ -45,6 +47,52 @@ TEST(FinishResponse, EndsLinesAndAddsTheDefaultHeader) {
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.response));
     EXPECT_EQ(FinishResponse(row.response).whole(), row.expected);
+  }
+}
+
+TEST(FinishResponse, IsWrittenInThreePartsOfWhichTheTextIsNotCopied) {
+  const std::string page(1 << 20, 'x');
+  const struct {
+    std::string response, header, lineEnd;
+  } rows[] = {
+      {page, "Content-type: text/plain\r\n\r\n", "\r\n"},
+      {page + "\r\n", "Content-type: text/plain\r\n\r\n", ""},
+      {"Content-type: text/html\r\n\r\n" + page, "", "\r\n"},
+      {"Content-type: text/html\r\n\r\n" + page + "\r\n", "", ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.response.substr(0, 20));
+    String response = row.response;
+    const void* const bytes = response->data();
+    const FinishedResponse finished = FinishResponse(std::move(response));
+    EXPECT_EQ(finished.header, row.header);
+    EXPECT_TRUE(finished.text == row.response);
+    EXPECT_EQ(finished.text.data(), bytes);
+    EXPECT_EQ(finished.lineEnd, row.lineEnd);
+  }
+}
+
+TEST(CutAtNUL, LeavesNothingFromTheFirstNULOn) {
+  const std::string header = "Content-type: text/plain\r\n\r\n";
+  using namespace std::string_literals;
+  const struct {
+    std::string response, printed;
+  } rows[] = {
+      {"a\0b"s, header + "a"},
+      {"a\0b\0c"s, header + "a"},
+      {"\0a"s, header},
+      {"a\0"s, header + "a"},
+      {"a\r\n\0b"s, header + "a\r\n"},
+      {"Content-type: text/html\r\n\r\na\0b"s, "Content-type: text/html\r\n\r\na"},
+      {"Content-type:\0"s, "Content-type:"},
+      {"a", header + "a\r\n"},
+      {"", header},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.response));
+    FinishedResponse response = FinishResponse(row.response);
+    cutAtNUL(response);
+    EXPECT_EQ(response.whole(), row.printed);
   }
 }
 

@@ -295,6 +295,19 @@ TEST_F(RequestCaptureTest, LetsAFieldReplaceAVariableOfTheSameKey) {
   EXPECT_EQ(postParameters, (Dictionary{{{"ApacheTunnel_QUERY_STRING", "mine"}, {"query", "1"}}}));
 }
 
+TEST_F(RequestCaptureTest, LetsAFieldReplaceThePathAndTheNameOfTheBridge) {
+  beginTunnelMode();
+  CaptureRequest("/cgi-bin/Gateway.cgi", "Gateway.cgi");
+  EXPECT_EQ(postParameters->find("ApacheTunnel_CLIPATH"), "/cgi-bin/Gateway.cgi");
+  EXPECT_EQ(postParameters->find("ApacheTunnel_CLICOMMAND"), "Gateway.cgi");
+  EXPECT_EQ(postParameters->size(), 20u);
+  setBody("ApacheTunnel_CLIPATH=mine&ApacheTunnel_CLICOMMAND=mine.cgi");
+  CaptureRequest("/cgi-bin/Gateway.cgi", "Gateway.cgi");
+  EXPECT_EQ(postParameters->find("ApacheTunnel_CLIPATH"), "mine");
+  EXPECT_EQ(postParameters->find("ApacheTunnel_CLICOMMAND"), "mine.cgi");
+  EXPECT_EQ(postParameters->size(), 20u);
+}
+
 TEST_F(RequestCaptureTest, LeavesTheVariablesOfAppleEventsAsTheyAre) {
   beginAppleEventMode();
   environmentVariables->push_back("\"QUERY_STRING\",\"id=7\"");

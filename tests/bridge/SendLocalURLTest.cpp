@@ -64,6 +64,17 @@ TEST(ResultOfResponse, LooksForDataThenForACharset) {
   }
 }
 
+TEST(ResultOfResponse, DoesNotCopyAReplyInUTF8) {
+  HTTPResponse response;
+  response.data = std::string(1 << 20, 'x') + "caf\u00E9";
+  response.textEncodingName = "utf-8";
+  const void* const bytes = response.data->data();
+  const String result = resultOfResponse(std::move(response));
+  ASSERT_NE(result, kAbsent);
+  EXPECT_TRUE(*result == std::string(1 << 20, 'x') + "caf\u00E9");
+  EXPECT_EQ(result->data(), bytes);
+}
+
 TEST(TextOfReply, FindsTheEncodingOutForIdentifierZeroOnly) {
   const struct {
     std::string_view body;

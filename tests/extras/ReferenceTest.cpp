@@ -279,65 +279,20 @@ Units lastComponent(Units path) {
 // Random texts and positions.
 
 // What texts are made of: characters of one to four bytes and halves of pairs, few of each kind, so
-// that what is searched for is found. Pieces of units, so that halves come to stand side by side.
-const std::vector<Units> kPieces = {u"a",
-                                    u"b",
-                                    u"A",
-                                    u"B",
-                                    u"s",
-                                    u"S",
-                                    u"aa",
-                                    u"ab",
-                                    u"I",  // letters
-                                    u"0",
-                                    u"7",
-                                    u"2",
-                                    u"-",
-                                    u"+",
-                                    u" ",
-                                    u"\n",
-                                    u"/",
-                                    u"&",
-                                    u"%",
-                                    u"\"",
-                                    u"=",
-                                    Units(1, u'\0'),
-                                    u"%2B",
-                                    u"%C3%A9",
-                                    u"%e2%82%ac",
-                                    u"%F0%9F%98%80",
-                                    u"%C3",
-                                    u"%ED%A0%BD",
-                                    u"9223372036854775807",
-                                    u"\u00E9",
-                                    u"\u00C9",
-                                    u"\u00DF",
-                                    u"\u00B5",
-                                    u"\u0131",
-                                    u"\u0149",
-                                    u"\u0250",
-                                    u"\u00A0",
-                                    u"\u039C",
-                                    u"\u023A",
-                                    u"\u20AC",
-                                    u"\u2C65",
-                                    u"\u2C6F",
-                                    u"\uFB03",
-                                    u"\u2003",
-                                    u"\u3000",
-                                    u"\uD7FF",
-                                    u"\uE000",
-                                    u"\U0001F600",
-                                    u"\U0001F601",
-                                    u"\U00010428",
-                                    u"\U00010400",
-                                    u"\U0010FFFF",
-                                    u"\xD83D",
-                                    u"\xD801",
-                                    u"\xDBFF",
-                                    u"\xDE00",
-                                    u"\xDC28",
-                                    u"\xDC00"};
+// that what is searched for is found. Two halves that come to stand side by side are a pair.
+const std::vector<Units> kPieces = {
+    // clang-format off
+    u"a", u"b", u"A", u"B", u"s", u"S", u"I", u"aa", u"ab", u"0", u"7", u"2", u"-", u"+", u" ",
+    u"\n", u"/", u"&", u"%", u"\"", u"=", Units(1, u'\0'), u"9223372036854775807",
+    u"%2B", u"%C3%A9", u"%e2%82%ac", u"%F0%9F%98%80", u"%C3", u"%ED%A0%BD",
+    u"\u00A0", u"\u00B5", u"\u00C9", u"\u00DF", u"\u00E9", u"\u0131", u"\u0149", u"\u023A",
+    u"\u0250", u"\u039C", u"\u2003", u"\u20AC", u"\u2C65", u"\u2C6F", u"\u3000", u"\uD7FF",
+    u"\uE000", u"\uFB03",
+    u"\U0001F600", u"\U0001F601", u"\U00010428", u"\U00010400", u"\U0010FFFF",
+    u"\xD83D", u"\xD801", u"\xDBFF", u"\xDE00", u"\xDC28", u"\xDC00",
+    // clang-format on
+};
+constexpr size_t kPairsAndHalves = 11;  // at the end of them
 
 class Source {
  public:
@@ -346,9 +301,9 @@ class Source {
 
   Units units(size_t mostPieces) {
     Units text;
-    // Of few kinds of pieces in each text, of which one at least has half of a pair.
+    // Of few kinds of pieces in each text, of which one at least is a pair or half of one.
     const size_t kinds[] = {below(kPieces.size()), below(kPieces.size()), below(kPieces.size()),
-                            kPieces.size() - 1 - below(11)};
+                            kPieces.size() - 1 - below(kPairsAndHalves)};
     for (size_t count = below(mostPieces + 1); count > 0; --count)
       text += kPieces[kinds[below(4)]];
     return text;

@@ -20,10 +20,10 @@ UNSEEN = {"kNoMemoryForForm"}
 WITHOUT_TEXT = ("An empty page", "A page that ends too soon", "Wrong letters",
                 "A form without its fields", "The web server's own error page")
 SENTENCE = re.compile(r'"[^"\n]*[A-Za-z]+:? [A-Za-z]+ [A-Za-z]+[^"\n]*"')
-# Texts that no visitor sees: the last encoding that is tried before the first of them has a character
-# for every byte, and the second names a source of preferences to the administrator.
 # The tables themselves, and names of charsets.
 WITHOUT_SENTENCES = "Messages.h", "CharsetNames.cpp"
+# The last encoding that is tried before the first has a character for every byte; the second names a
+# source of preferences to the administrator.
 UNSEEN_TEXTS = {'"ERROR: Unknown text encoding"', '" or the global domain"'}
 
 

@@ -20,8 +20,8 @@ from typing import NamedTuple
 TESTS = pathlib.Path(__file__).resolve().parents[1]
 sys.path += [str(TESTS / "end_to_end"), str(TESTS / "documents")]
 
-from harness import (BRIDGE, DEFAULT_HEADER, PREFERENCES, open_folder, reply,  # noqa: E402
-                     write_preferences)
+from harness import (BRIDGE, DEFAULT_HEADER, PREFERENCES, has_bridge, open_folder,  # noqa: E402
+                     reply, write_preferences)
 from apple_events import ANSWER, Event, pack, receive  # noqa: E402
 from test_messages import rows_of_page  # noqa: E402
 
@@ -33,9 +33,22 @@ PRELOAD = os.environ.get("QUINTORA_FAULTS_LIBRARY") or os.path.join(
 # The same, but it asks for every piece of memory, also for those that the other has from its start.
 ASKING_BRIDGE = os.environ.get("QUINTORA_ASKING_BRIDGE") or os.path.join(
     os.path.dirname(BRIDGE), "tests", "Quintora-asking.cgi")
+# Prints what its C library, which is the bridge's, says of each error; Python may have another one.
+REASONS = os.environ.get("QUINTORA_REASONS") or os.path.join(
+    os.path.dirname(BRIDGE), "tests", "reasons")
 OUT_OF_MEMORY = DEFAULT_HEADER + b"Quintora CGI error: Out of memory.\r\n"
 VARIABLES = {"SERVER_SOFTWARE": "Apache/2.4", "QUERY_STRING": "id=7", "REQUEST_METHOD": "GET",
              "HTTP_HOST": "localhost", "HTTP_COOKIE": "theme=dark"}
+
+
+preloadable = unittest.skipUnless(has_bridge(b"/ld-linux"), "a static program loads no library")
+
+
+@functools.cache
+def reasons():
+    """The C library's words by the error's number."""
+    lines = subprocess.run([REASONS], stdout=subprocess.PIPE, text=True, check=True).stdout
+    return dict(enumerate(lines.splitlines()))
 
 
 class Request(NamedTuple):
@@ -136,12 +149,12 @@ def answer_event(stream, request):
 def messages(port):
     """A pattern for every response of docs/messages.md that tells of a fault of the system's; the
     others tell of what the server or the administrator did."""
-    reasons = "|".join(re.escape(os.strerror(number)) for number in errno.errorcode)
+    words = "|".join(re.escape(reasons()[number]) for number in errno.errorcode)
     texts = []
     told = re.compile(r"CGI tunnel request error:(?!\(null\)|The reply)|Quintora CGI error")
     for row in rows_of_page():
         if told.match(row.text):
-            text = re.escape(row.text).replace("8080", port).replace("REASON", f"({reasons})")
+            text = re.escape(row.text).replace("8080", port).replace("REASON", f"({words})")
             text = text.replace(re.escape("127.0.0.1"), r"(127\.0\.0\.1|::1)")
             texts.append(re.sub(r"\bN\b", "-?[0-9]+", text))
     return re.compile((re.escape(DEFAULT_HEADER.decode()) + f"({'|'.join(texts)})\r\n").encode())

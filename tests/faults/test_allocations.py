@@ -2,7 +2,8 @@
 
 Each time the run must end in one whole response: the short one that says so, or the usual one where
 it does without that memory. What has to end abnormally still does. The shortened form tries 40
-requests of a run, spread evenly.
+requests of a run, spread evenly. A static program shows it by its limits of memory, and by the
+system calls that test_system_calls.py refuses.
 """
 import contextlib
 import resource
@@ -10,7 +11,7 @@ import signal
 import unittest
 
 from faults import (ALL, ASKING_BRIDGE, IS_WHOLE, OUT_OF_MEMORY, REQUESTS, FaultTest, Preload,
-                    Request, Run, Site, spread, with_each_request)
+                    Request, Run, Site, preloadable, spread, with_each_request)
 
 ALLOCATIONS = "malloc", "calloc", "realloc"
 MOST = ALL if IS_WHOLE else 40
@@ -35,6 +36,7 @@ class RefusalTest(FaultTest):
         return spread(self.preload.count(site, *ALLOCATIONS), MOST)
 
 
+@preloadable
 class Refusals(RefusalTest):
     @with_each_request(bridge=ASKING_BRIDGE)
     def test_one_refusal_ends_in_one_whole_response(self, site):
@@ -48,6 +50,7 @@ class Refusals(RefusalTest):
             self.judge(site, self.refuse(site, number), {"out of memory"}, number=number)
 
 
+@preloadable
 class ShippedProgram(RefusalTest):
     """It has memory of its own from the start, and asks for more only where that does not do."""
 
@@ -66,6 +69,7 @@ class ShippedProgram(RefusalTest):
                 self.judge(site, self.refuse(site, number, last), permitted, number=number)
 
 
+@preloadable
 class AbnormalEnd(FaultTest):
     """A request that cannot be forwarded ends by an exception that nobody catches."""
 

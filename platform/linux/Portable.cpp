@@ -16,7 +16,7 @@
 // The program's first bytes, as they lie in memory; the linker knows where. The list of its parts
 // follows them.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl*): its name in every program
-extern "C" const ElfW(Ehdr) __ehdr_start;
+extern const ElfW(Ehdr) __ehdr_start;
 
 namespace {
 

@@ -46,6 +46,7 @@ WITHOUT_MESSAGES = (
     "extras/TextEncoding.cpp",         # the letters of Mac OS Roman
     "extras/UppercaseTable.cpp",       # letters
     "platform/charsets/CharsetNames.cpp",       # names of charsets
+    "platform/linux/Portable.cpp",     # a format for numbers
     "platform/macos/AppleEvents.cpp",  # a library and its functions
     "platform/macos/Preferences.cpp",  # places of preferences, for the administrator
     "platform/elsewhere/Preferences.cpp",  # likewise, and names of variables

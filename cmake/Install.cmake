@@ -27,7 +27,9 @@ configure_file(packaging/apache/quintora-cgi.conf.in ${apache_rules} @ONLY)
 install(FILES ${apache_rules} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT Elsewhere)
 install(FILES ${apache_rules} DESTINATION /etc/apache2/conf-available
   COMPONENT Debian EXCLUDE_FROM_ALL)
-install(FILES packaging/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+if(PORTABLE)  # with the licenses of what is linked into these programs
+  install(FILES packaging/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endif()
 install(FILES packaging/debian/changelog
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Debian EXCLUDE_FROM_ALL)
 install(FILES packaging/debian/lintian-overrides RENAME quintora-cgi

@@ -205,7 +205,7 @@ def main():
             (request.method, request.outcome.partition(":")[0]) for request in requests).items()):
         print(f"{method:5} {outcome:18} {count:6}")
     for name, site, early in zip(("one", "two"), sites, before):
-        print(f"arrived at site {name}: {site.arrived.total():6}, {early} of them before the failure")
+        print(f"site {name}: {site.arrived.total()} arrived, {early} of them before the failure")
     for sentence in found[:10]:
         print(f"not so: {sentence}", file=sys.stderr)
     return 1 if found else 0

@@ -38,12 +38,13 @@ class Build:
         def copied(*path):
             return shutil.copy(os.path.join(folder, *path), place)
 
-        self.bridge = copied("Quintora.cgi")
-        (self.floor, self.checking_floor, self.fields_floor, self.printing, self.server,
-         self.fastcgi_echo, self.runner, self.micro) = (
+        self.bridge, self.dynamic_bridge = copied("portable.cgi"), copied("dynamic.cgi")
+        (self.floor, self.static_floor, self.checking_floor, self.fields_floor, self.printing,
+         self.static_printing, self.server, self.fastcgi_echo, self.runner, self.micro) = (
             copied("benchmarks", name)
-            for name in ("floor", "checking_floor", "fields_floor", "printing_cgi", "fast_server",
-                         "fastcgi_echo", "run_alternately", "micro_benchmarks"))
+            for name in ("floor", "static_floor", "checking_floor", "fields_floor", "printing_cgi",
+                         "static_printing_cgi", "fast_server", "fastcgi_echo", "run_alternately",
+                         "micro_benchmarks"))
 
 
 class Server(NamedTuple):

@@ -27,8 +27,9 @@ VARIABLES = {
 FIELDS = {"name": "Zoë Müller", "street": "Main Street 17 & Garden", "city": "Zürich",
           "note": "A few lines,\r\nas somebody types them:\r\n1 + 1 = 2; 100 %", "empty": ""}
 FORM = urlencode(FIELDS).encode()
-NAMES = ("bridge", "C floor", "printing program", "cgi-fcgi", "shell and curl", "Perl", "Python")
-CHEAP = NAMES[:4]
+NAMES = ("bridge", "dynamic bridge", "C floor", "static C floor", "printing program",
+         "static printing program", "/bin/true", "cgi-fcgi", "shell and curl", "Perl", "Python")
+CHEAP = NAMES[:8]
 STRACE = "/usr/bin/strace"
 
 
@@ -63,10 +64,20 @@ def peers(build, fastcgi_port):
     def script(name):
         return [os.path.join(HERE, "peers", name)]
 
+    def is_floors(answer, *_):
+        return answer == HEADER + b"name=Ann"
+
+    def is_printed(answer, *_):
+        return answer == HEADER + b"printed\n"
+
     return dict(zip(NAMES, (
         Peer([build.bridge], is_form_answer),
-        Peer([build.floor], lambda answer, *_: answer == HEADER + b"name=Ann"),
-        Peer([build.printing], lambda answer, *_: answer == HEADER + b"printed\n"),
+        Peer([build.dynamic_bridge], is_form_answer),
+        Peer([build.floor], is_floors),
+        Peer([build.static_floor], is_floors),
+        Peer([build.printing], is_printed),
+        Peer([build.static_printing], is_printed),
+        Peer(["/bin/true"], lambda answer, *_: answer == b""),
         Peer(["/usr/bin/cgi-fcgi", "-bind", "-connect", f"127.0.0.1:{fastcgi_port}"],
              is_list_answer),
         Peer(script("client.sh"), is_form_answer),
@@ -181,7 +192,7 @@ def measure_peaks(peers_by_name, environment, rounds):
 def measure_counts(peers_by_name, environment):
     environment = {**environment, **VARIABLES, "REQUEST_METHOD": "GET"}
     result = {}
-    for name in "bridge", "C floor", "cgi-fcgi":
+    for name in "bridge", "dynamic bridge", "C floor", "static C floor", "/bin/true", "cgi-fcgi":
         command = peers_by_name[name].command
         counts = {instructions(command, environment) for _ in range(2)}
         result[name] = {"instructions": min(counts), "is_repeatable": len(counts) == 1,

@@ -27,8 +27,14 @@ configure_file(packaging/apache/quintora-cgi.conf.in ${apache_rules} @ONLY)
 install(FILES ${apache_rules} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT Elsewhere)
 install(FILES ${apache_rules} DESTINATION /etc/apache2/conf-available
   COMPONENT Debian EXCLUDE_FROM_ALL)
-install(FILES packaging/debian/changelog packaging/debian/copyright
+if(PORTABLE)  # with the licenses of what is linked into these programs
+  install(FILES packaging/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endif()
+install(FILES packaging/debian/changelog
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Debian EXCLUDE_FROM_ALL)
+install(FILES packaging/debian/lintian-overrides RENAME quintora-cgi
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides
+  COMPONENT Debian EXCLUDE_FROM_ALL)
 
 set(CPACK_PACKAGE_NAME quintora-cgi)
 set(CPACK_PACKAGE_VENDOR "the authors of Quintora.cgi")
@@ -50,7 +56,13 @@ set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/packaging/debian/cpack.cmake
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION web)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+if(PORTABLE)  # a static program needs no package
+  set(debian_name_of_x86_64 amd64)
+  set(debian_name_of_aarch64 arm64)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${debian_name_of_${CMAKE_SYSTEM_PROCESSOR}})
+else()
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+endif()
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "apache2 | httpd-cgi")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
   ${PROJECT_SOURCE_DIR}/packaging/debian/conffiles ${PROJECT_SOURCE_DIR}/packaging/debian/postrm)

@@ -83,17 +83,18 @@ class PrivateApache:
     server's user cannot go. environment reaches the copies as part of their CGI environment. The
     files in document_root, if given, are served as they are and must be readable for that user.
     runs_as names the modules for Apache's own processes and for those of CGI programs, directives
-    say how many there are, and whatever else.
+    say how many there are, and whatever else. A port that is given must be free.
     """
 
     def __init__(self, bridge, names=("Quintora.cgi",), environment=None, document_root=None,
-                 runs_as=("mpm_prefork", "cgi"), directives=FEW_PROCESSES):
+                 runs_as=("mpm_prefork", "cgi"), directives=FEW_PROCESSES, port=None):
         self.bridge = bridge
         self.names = names
         self.environment = environment or {}
         self.document_root = document_root
         self.modules = *runs_as, *MODULES
         self.directives = directives
+        self.fixed_port = port
         self.process = self.folder = self.port = None
 
     def __enter__(self):
@@ -144,7 +145,7 @@ class PrivateApache:
 
     def _start(self, program, modules):
         """One attempt; False when somebody else took the port first."""
-        self.port = free_port()
+        self.port = self.fixed_port or free_port()
         configuration = os.path.join(self.folder, "apache.conf")
         with open(configuration, "w", encoding="utf-8") as file:
             file.write(self._configuration(modules))

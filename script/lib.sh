@@ -67,3 +67,39 @@ name_missing_tools() {
   printf '  %s\n' "${missing[@]}" >&2
   return 1
 }
+
+# install_portable_tools PRESET
+#
+# Sees to it that the presets portable and portable-arm64 have what they build with, on Debian.
+install_portable_tools() {
+  local processor
+  processor=$(uname -m)
+  install_packages cmake ninja-build clang lld llvm libc++-14-dev musl-dev
+  if [[ "$1" == portable-arm64 && "$processor" != aarch64 ]]; then
+    install_packages libgcc-12-dev-arm64-cross qemu-user-static
+    unpack_foreign_package musl-dev arm64 build/aarch64-linux-musl
+  else
+    install_packages libgcc-12-dev
+  fi
+}
+
+# unpack_foreign_package PKG ARCHITECTURE FOLDER
+#
+# Unpacks a package of Debian's for another processor, with lists of its own: apt, for this machine,
+# keeps knowing this one's processor only. Nothing is done where the folder is there.
+unpack_foreign_package() {
+  if [[ -d "$3" ]]; then
+    return
+  fi
+  local work apt
+  mkdir -p "${3%/*}"
+  work=$(mktemp -d "$PWD/$3.XXXXXX")
+  mkdir -p "$work/lists/partial" "$work/archives/partial"
+  apt=(apt-get -qq -o "APT::Architecture=$2" -o "APT::Architectures=$2"
+    -o "Dir::State::Lists=$work/lists" -o "Dir::Cache=$work" -o APT::Sandbox::User=)
+  "${apt[@]}" update
+  (cd "$work" && "${apt[@]}" download "$1")
+  dpkg-deb --extract "$work/$1"_*.deb "$work/root"
+  mv "$work/root" "$3"
+  rm -r "$work"
+}

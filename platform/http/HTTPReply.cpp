@@ -89,11 +89,13 @@ void HTTPReply::fail(const char* what) {
 }
 
 // A string by itself only doubles its room, and copies all of a long body time and again. Not all
-// that is still to come gets some at once: a length that is only claimed must not cost memory.
+// that is still to come gets some at once: a length that is only claimed must not cost memory. But
+// the room at least doubles, which not every library sees to: chunks may be of one byte each.
 void HTTPReply::makeRoom(size_t count) {
   const uint64_t filled = body.size() + count;
   if (filled > body.capacity())
-    body.reserve(body.size() + std::min(remaining_, kRoomAhead * filled));
+    body.reserve(std::max<uint64_t>(body.size() + std::min(remaining_, kRoomAhead * filled),
+                                    2 * body.capacity()));
 }
 
 size_t HTTPReply::parseBodyBytes(std::string_view bytes) {

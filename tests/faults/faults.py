@@ -16,8 +16,8 @@ import threading
 import unittest
 from typing import NamedTuple
 
-from tests.support.harness import (BRIDGE, DEFAULT_HEADER, PREFERENCES, open_folder, reply,
-                                   write_preferences)
+from tests.support.harness import (BRIDGE, DEFAULT_HEADER, PREFERENCES, has_bridge, open_folder,
+                                   reply, write_preferences)
 from tests.support.messages_page import rows_of_page
 
 from apple_events import ANSWER, Event, pack, receive
@@ -27,9 +27,22 @@ IS_WHOLE = os.environ.get("QUINTORA_FAULTS") == "all"
 LONGEST_RUN = 10  # seconds: much more than a run takes, and less than the bridge's own time-outs
 PRELOAD = os.environ.get("QUINTORA_FAULTS_LIBRARY") or os.path.join(
     os.path.dirname(BRIDGE), "tests", "libfaults.so")
+# Prints what its C library, which is the bridge's, says of each error; Python may have another one.
+REASONS = os.environ.get("QUINTORA_REASONS") or os.path.join(
+    os.path.dirname(BRIDGE), "tests", "reasons")
 OUT_OF_MEMORY = DEFAULT_HEADER + b"Quintora CGI error: Out of memory.\r\n"
 VARIABLES = {"SERVER_SOFTWARE": "Apache/2.4", "QUERY_STRING": "id=7", "REQUEST_METHOD": "GET",
              "HTTP_HOST": "localhost", "HTTP_COOKIE": "theme=dark"}
+
+
+preloadable = unittest.skipUnless(has_bridge(b"/ld-linux"), "a static program loads no library")
+
+
+@functools.cache
+def reasons():
+    """The C library's words by the error's number."""
+    lines = subprocess.run([REASONS], stdout=subprocess.PIPE, text=True, check=True).stdout
+    return dict(enumerate(lines.splitlines()))
 
 
 class Request(NamedTuple):
@@ -48,7 +61,7 @@ REQUESTS = {
     "large form": Request(form=b"&".join(b"field%d=%s" % (number, b"some+text+" * 300)
                                          for number in range(300))),
     "large reply": Request(page=b"0123456789abcde\n" * 100_000),
-    "charset of the system's": Request(charset="ibm437"),
+    "charset of the system's": Request(charset="cp437"),
     "Apple event": Request(form=b"name=Ann+Lee&city=Z%C3%BCrich", by_apple_event=True),
 }
 
@@ -130,12 +143,12 @@ def answer_event(stream, request):
 def messages(port):
     """A pattern for every response of docs/messages.md that tells of a fault of the system's; the
     others tell of what the server or the administrator did."""
-    reasons = "|".join(re.escape(os.strerror(number)) for number in errno.errorcode)
+    words = "|".join(re.escape(reasons()[number]) for number in errno.errorcode)
     texts = []
     told = re.compile(r"CGI tunnel request error:(?!\(null\)|The reply)|Quintora CGI error")
     for row in rows_of_page():
         if told.match(row.text):
-            text = re.escape(row.text).replace("8080", port).replace("REASON", f"({reasons})")
+            text = re.escape(row.text).replace("8080", port).replace("REASON", f"({words})")
             text = text.replace(re.escape("127.0.0.1"), r"(127\.0\.0\.1|::1)")
             texts.append(re.sub(r"\bN\b", "-?[0-9]+", text))
     return re.compile((re.escape(DEFAULT_HEADER.decode()) + f"({'|'.join(texts)})\r\n").encode())

@@ -2,7 +2,8 @@
 
 Each time the run must end in one whole response: the short one that says so, or the usual one where
 it does without that memory. What has to end abnormally still does. The shortened form tries 40
-requests of a run, spread evenly.
+requests of a run, spread evenly. A static program shows it by its limits of memory, and by the
+system calls that test_system_calls.py refuses.
 """
 import contextlib
 import functools
@@ -11,7 +12,7 @@ import signal
 import unittest
 
 from tests.faults.faults import (ALL, IS_WHOLE, OUT_OF_MEMORY, FaultTest, Preload, Request, Run, Site,
-                                 spread, with_each_request)
+                                 preloadable, spread, with_each_request)
 from tests.support.harness import DEFAULT_HEADER
 
 ALLOCATIONS = "malloc", "calloc", "realloc"
@@ -24,6 +25,7 @@ def limit_memory(size):
     resource.setrlimit(resource.RLIMIT_AS, (size, size))
 
 
+@preloadable
 class Refusals(FaultTest):
     def setUp(self):
         self.preload = Preload(self)
@@ -48,6 +50,7 @@ class Refusals(FaultTest):
             self.judge(site, self.refuse(site, number), {"out of memory"}, number=number)
 
 
+@preloadable
 class SpareBytes(FaultTest):
     """The buffers of the form and of an Apple event's reply are 100 bytes larger than their text."""
 
@@ -72,6 +75,7 @@ class SpareBytes(FaultTest):
             self.assertIn(site.verdict(run(value=len(page) + 101)[0]), {"page", "out of memory"})
 
 
+@preloadable
 class AbnormalEnd(FaultTest):
     """A request that cannot be forwarded ends by an exception that nobody catches."""
 

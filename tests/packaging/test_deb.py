@@ -5,7 +5,8 @@ The clone is one of what is committed, the .deb the one that script/package made
 in a folder of the build, copied from one that debootstrap made from the mirror that this machine
 uses, and shares nothing but the network with this machine. Only root can do that. The commands are
 those of the README, word for word; sudo and the service manager, which such a folder does not
-have, are stood in for.
+have, are stood in for. A Debian for arm64 runs under emulation: while it does, the kernel of this
+machine hands such programs to an emulator.
 """
 import contextlib
 import email
@@ -27,11 +28,12 @@ import urllib.parse
 import urllib.request
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path[:0] = str(ROOT / "examples"), str(ROOT / "tests/documents")
+sys.path[:0] = [str(ROOT / "examples")]
 
 from demo import example_server  # noqa: E402
 from private_apache import free_port  # noqa: E402
-from test_links import dangling  # noqa: E402
+from tests.documents.test_links import dangling  # noqa: E402
+from tests.support.harness import ScriptedServer, reply  # noqa: E402
 
 PREFERENCES = "com.quintora.QuintoraServer.conf"
 STAND_INS = {
@@ -57,11 +59,53 @@ PATIENCE = 10  # seconds for one start or stop of Apache
 DEMO_PATIENCE = 300  # seconds for the demo to install what it needs, to build and to start
 
 
-def package():
-    found = glob.glob(str(ROOT / "build/packages/*.deb"))
+ARCHITECTURES = {"amd64": "x86_64", "arm64": "aarch64"}  # Debian's names and the kernel's
+# What a program for arm64 begins with, which of that counts, and who runs it; F: the emulator is
+# opened now and need not be in the folder.
+BINFMT = pathlib.Path("/proc/sys/fs/binfmt_misc")
+ARM64 = ":".join(("", "quintora-test", "M", "",
+                  r"\x7fELF\x02\x01\x01" + 9 * r"\x00" + r"\x02\x00\xb7\x00",
+                  7 * r"\xff" + r"\x00" + 8 * r"\xff" + r"\xfe\xff\xff\xff",
+                  "/usr/bin/qemu-aarch64-static", "FP"))
+
+
+def the_one(pattern):
+    found = glob.glob(str(ROOT / "build/packages" / pattern))
     if len(found) != 1:
-        raise AssertionError("There is not one .deb in build/packages: run script/package.")
+        raise AssertionError(f"There is not one {pattern} in build/packages: run script/package.")
     return found[0]
+
+
+def package(architecture):
+    return the_one(f"*_{architecture}.deb")
+
+
+def archive(architecture):
+    return the_one(f"*-{ARCHITECTURES[architecture]}.tar.gz")
+
+
+def own_architecture():
+    return output("dpkg", "--print-architecture").strip()
+
+
+@contextlib.contextmanager
+def emulation():
+    """Lets the kernel run programs for arm64, if it does not already."""
+    if own_architecture() == "arm64" or list(BINFMT.glob("qemu-aarch64*")):
+        yield
+        return
+    is_mounted = (BINFMT / "register").exists()
+    if not is_mounted:
+        output("mount", "-t", "binfmt_misc", "binfmt_misc", str(BINFMT))
+    try:
+        (BINFMT / "register").write_text(ARM64)
+        try:
+            yield
+        finally:
+            (BINFMT / "quintora-test").write_text("-1")
+    finally:
+        if not is_mounted:
+            output("umount", str(BINFMT))
 
 
 def output(*command, **options):
@@ -125,7 +169,8 @@ def fetch(url, form=None):
 class FreshDebian:
     """A Debian in a folder; what runs in it is stopped when it is removed."""
 
-    def __init__(self):
+    def __init__(self, architecture):
+        self.architecture = architecture
         (ROOT / "build").mkdir(exist_ok=True)
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="fresh-debian-", dir=ROOT / "build"))
         self.port = free_port()
@@ -134,8 +179,8 @@ class FreshDebian:
         self.folder.chmod(0o755)
         # Nobody needs these files after a power failure.
         self.write("etc/dpkg/dpkg.cfg.d/unsafe-io", "force-unsafe-io\n")
-        output("unshare", "--mount", "debootstrap", "--variant=minbase", release(),
-               str(self.folder), mirror())
+        output("unshare", "--mount", "debootstrap", "--variant=minbase",
+               f"--arch={self.architecture}", release(), str(self.folder), mirror())
         for path, line in STAND_INS.items():
             self.write(path, f"#!/bin/sh\n{line}\n").chmod(0o755)
         self.run("apt-get update")
@@ -213,27 +258,59 @@ def fingerprint(path):
     return status.st_mode, status.st_uid, status.st_gid, holds
 
 
-class DebTest(unittest.TestCase):
+class PackageTest(unittest.TestCase):
     def test_form(self):
-        self.assertEqual(output("lintian", "--allow-root", "--fail-on", "none", package()), "")
+        for architecture in ARCHITECTURES:
+            with self.subTest(architecture):
+                self.assertEqual(output("lintian", "--allow-root", "--fail-on", "none",
+                                        package(architecture)), "")
 
     def test_control(self):
-        field = email.message_from_string(output("dpkg-deb", "--field", package()))
         changes = (ROOT / "packaging/debian/changelog").read_text(encoding="utf-8")
-        self.assertEqual(field["Package"], "quintora-cgi")
-        self.assertEqual(field["Architecture"], output("dpkg", "--print-architecture").strip())
-        self.assertEqual(field["Version"], re.match(r"quintora-cgi \((.*?)\)", changes)[1])
-        self.assertIn(f"-- {field['Maintainer']}  ", changes)
-        self.assertRegex(field["Depends"], r"^libc6 \(>= [\d.]+\)$")
-        self.assertTrue(field["Recommends"].startswith("apache2 |"))
-        self.assertEqual(field["Section"], "web")
+        for architecture in ARCHITECTURES:
+            with self.subTest(architecture):
+                field = email.message_from_string(
+                    output("dpkg-deb", "--field", package(architecture)))
+                self.assertEqual(field["Package"], "quintora-cgi")
+                self.assertEqual(field["Architecture"], architecture)
+                self.assertEqual(field["Version"], re.match(r"quintora-cgi \((.*?)\)", changes)[1])
+                self.assertIn(f"-- {field['Maintainer']}  ", changes)
+                self.assertIsNone(field["Depends"])  # not even on a C library
+                self.assertTrue(field["Recommends"].startswith("apache2 |"))
+                self.assertEqual(field["Section"], "web")
+
+    def test_programs_are_for_their_processor_and_need_no_other_file(self):
+        for architecture, processor in ARCHITECTURES.items():
+            with self.subTest(architecture), tempfile.TemporaryDirectory() as folder:
+                output("dpkg-deb", "--extract", package(architecture), folder)
+                for program in "usr/lib/cgi-bin/Quintora.cgi", "usr/bin/quintora-doctor":
+                    said = output("readelf", "--file-header", "--program-headers",
+                                  f"{folder}/{program}", env={**os.environ, "LC_ALL": "C"})
+                    machine = re.search("Machine: +(.*)", said)[1].lower().replace("-", "_")
+                    self.assertIn(processor, machine)
+                    self.assertNotIn("INTERP", said)
+                    self.assertLessEqual(os.path.getsize(f"{folder}/{program}"), 512 << 10)
+
+    def test_unpacked_archive_answers_in_an_empty_root(self):
+        """With the page of a server in windows-1252, and nothing there but the program."""
+        with tempfile.TemporaryDirectory() as folder:
+            output("tar", "--extract", "--file", archive(own_architecture()), "--directory", folder,
+                   "--strip-components=3", "--wildcards", "*/cgi-bin/Quintora.cgi")
+            self.assertEqual(os.listdir(folder), ["Quintora.cgi"])
+            server = ScriptedServer(reply(b"\x80 5 f\xfcr Z\xfcrich",
+                                          "text/html; charset=windows-1252"))
+            name = f"Gateway_{server.port}.cgi"
+            os.rename(f"{folder}/Quintora.cgi", f"{folder}/{name}")
+            page = output("chroot", folder, f"/{name}", stdin=subprocess.DEVNULL)
+            server.close()
+        self.assertEqual(page, "Content-type: text/plain\n\n€ 5 für Zürich\n")
+        self.assertEqual(len(server.requests), 1)
 
     def test_archive_and_installation_hold_the_same(self):
-        archive, = glob.glob(str(ROOT / "build/packages/*.tar.gz"))
-        listed = output("tar", "--list", "--file", archive).splitlines()
+        listed = output("tar", "--list", "--file", archive(own_architecture())).splitlines()
         packed = {name.partition("/")[2] for name in listed if name[-1] != "/"}
         with tempfile.TemporaryDirectory() as folder:
-            output("cmake", "--install", str(ROOT / "build/package"), "--prefix", folder)
+            output("cmake", "--install", str(ROOT / "build/package/portable"), "--prefix", folder)
             installed = {str(path.relative_to(folder))
                          for path in pathlib.Path(folder).rglob("*") if path.is_file()}
             documents = pathlib.Path(folder, "share/doc/quintora-cgi")
@@ -246,72 +323,29 @@ class DebTest(unittest.TestCase):
                               "share/man/man5/com.quintora.QuintoraServer.conf.5",
                               "share/man/man8/Quintora.cgi.8",
                               "share/doc/quintora-cgi/README.md",
+                              "share/doc/quintora-cgi/copyright",
                               "share/doc/quintora-cgi/docs/preferences.md",
                               "share/doc/quintora-cgi/examples/quintora-cgi.conf",
                               "share/doc/quintora-cgi/examples/" + PREFERENCES}, packed)
 
 
-class FreshDebianTest(unittest.TestCase):
+class InFreshDebian:
+    """Gives each test a Debian of its own, and knows the README's ways."""
+
+    architecture = own_architecture()
+
     @classmethod
     def setUpClass(cls):
-        cls.fresh = FreshDebian()
+        cls.fresh = FreshDebian(cls.architecture)
         cls.addClassCleanup(cls.fresh.remove)
         cls.fresh.make()
 
     def setUp(self):
-        self.debian = FreshDebian()
+        self.debian = FreshDebian(self.architecture)
         self.addCleanup(self.debian.remove)
         self.fresh.copy_to(self.debian)
 
-    def test_from_a_clone_to_a_page(self):
-        """With nothing there but git, which a clone takes."""
-        self.debian.run("apt-get install --yes --no-install-recommends git")
-        output("git", "clone", "--quiet", "--bare", str(ROOT), f"{self.debian.folder}/srv/origin")
-        self.debian.run("git clone --quiet /srv/origin clone")
-        clone = self.debian.folder / "root/clone"
-        self.assertEqual(output("git", "-C", str(clone), "rev-parse", "HEAD"),
-                         output("git", "-C", str(ROOT), "rev-parse", "HEAD"))
-        command = commands_of_readme("script/demo", clone)[0]
-        self.assertEqual(self.debian.run("command -v cmake ninja c++ python3 apache2 || true"), "")
-        self.assertEqual(self.debian.processes(), [])
-        temporary = os.listdir(self.debian.folder / "tmp")
-
-        # Like a person's shell, this one outlives Ctrl-C and has the command's exit status.
-        with self.running(f"trap : INT; cd clone; {command}") as (demo, address):
-            status, content_type, form = fetch(address)
-            self.assertEqual((status, content_type), (200, "text/html; charset=utf-8"))
-            action = re.search('<form action="(.*?)" method="post"', form)[1]
-            status, content_type, page = fetch(urllib.parse.urljoin(address, action),
-                                               {"name": "Zoë & Müller 🎈"})
-            self.assertEqual((status, content_type), (200, "text/html; charset=utf-8"))
-            self.assertIn("Zoë &amp; Müller 🎈", page)
-            self.assertIn("in <b>tunnel</b> mode", page)
-
-            os.killpg(demo.pid, signal.SIGINT)  # as a terminal does at Ctrl-C
-            self.assertEqual(demo.wait(PATIENCE), 0)
-        self.assertEqual(self.debian.processes(), [])
-        self.assertEqual(os.listdir(self.debian.folder / "tmp"), temporary)
-
-    @contextlib.contextmanager
-    def running(self, lines):
-        """A process for lines that print where the form is, and that address."""
-        path = self.debian.folder / "root/output.txt"
-        with path.open("w", encoding="utf-8") as file:
-            process = subprocess.Popen(self.debian.command(lines), stdin=subprocess.DEVNULL,
-                                       stdout=file, stderr=file, start_new_session=True)
-        try:
-            wait_until(lambda: "Ctrl-C" in path.read_text("utf-8") or process.poll() is not None,
-                       DEMO_PATIENCE, "The demo does not start.")
-            said = path.read_text("utf-8")
-            address = re.search("^The form: (.*)$", said, re.MULTILINE)
-            self.assertTrue(address, said)
-            yield process, address[1]
-        finally:
-            if process.poll() is None:
-                os.killpg(process.pid, signal.SIGKILL)
-                process.wait()
-
-    def test_from_the_package_to_a_page(self):
+    def check_way_from_the_package_to_a_page(self):
         """With no Apache there."""
         server_port = free_port()
         self.assertEqual(self.debian.run("command -v apache2 || true"), "")
@@ -327,28 +361,8 @@ class FreshDebianTest(unittest.TestCase):
         # Apache and what came with it stay; of the package not even a name does.
         self.assertEqual([path for path in self.debian.listing() if "quintora" in path.lower()], [])
 
-    def test_removal_leaves_no_trace(self):
-        """With Apache there before, so that every difference is the package's."""
-        self.debian.run("apt-get install --yes --no-install-recommends apache2 mandoc")
-        self.debian.move_apache()
-        before = self.debian.listing()
-        with example_server() as server_port:
-            self.install_as_readme_says()
-            with self.link(server_port) as name:
-                self.check_page(name)
-            self.purge_as_readme_says()
-            self.debian.run("apachectl configtest")
-            self.check_absence()
-            self.debian.stop_apache()
-            self.assertEqual(changed(before, self.debian.listing()), set())
-
-            with self.subTest("mod_cgi, without Debian's own rules for the folder"):
-                self.check_other_module(server_port)
-        with self.subTest("man pages"):
-            self.check_man_pages()
-
     def install_as_readme_says(self):
-        copy = shutil.copy(package(), self.debian.folder / "root")
+        copy = shutil.copy(package(self.architecture), self.debian.folder / "root")
         install, *others = commands_of_readme("a2enconf quintora-cgi")
         self.debian.run(install, input="y\n")  # to what it asks when more than the package comes
         os.unlink(copy)
@@ -368,7 +382,7 @@ class FreshDebianTest(unittest.TestCase):
         self.assertEqual(len(findings), status, run.stdout)
 
     def check_other_module(self, server_port):
-        shutil.copy(package(), self.debian.folder / "root")
+        shutil.copy(package(self.architecture), self.debian.folder / "root")
         self.debian.run("apt install ./*.deb; a2enconf quintora-cgi; a2disconf serve-cgi-bin;"
                         "a2dismod cgid mpm_event; a2enmod mpm_prefork; apachectl start")
         self.check_absence()  # and above all no download of the program
@@ -424,6 +438,93 @@ class FreshDebianTest(unittest.TestCase):
         self.assertGreaterEqual(len(pages), 2)
         for page in pages:  # one by one: of several compressed ones it can only read the first
             self.assertEqual(self.debian.run(f"mandoc -Tlint {page} 2>&1 || true"), "")
+
+class FreshDebianTest(InFreshDebian, unittest.TestCase):
+    def test_from_the_package_to_a_page(self):
+        self.check_way_from_the_package_to_a_page()
+
+    def test_from_a_clone_to_a_page(self):
+        """With nothing there but git, which a clone takes."""
+        self.debian.run("apt-get install --yes --no-install-recommends git")
+        output("git", "clone", "--quiet", "--bare", str(ROOT), f"{self.debian.folder}/srv/origin")
+        self.debian.run("git clone --quiet /srv/origin clone")
+        clone = self.debian.folder / "root/clone"
+        self.assertEqual(output("git", "-C", str(clone), "rev-parse", "HEAD"),
+                         output("git", "-C", str(ROOT), "rev-parse", "HEAD"))
+        command = commands_of_readme("script/demo", clone)[0]
+        self.assertEqual(self.debian.run("command -v cmake ninja c++ python3 apache2 || true"), "")
+        self.assertEqual(self.debian.processes(), [])
+        temporary = os.listdir(self.debian.folder / "tmp")
+
+        # Like a person's shell, this one outlives Ctrl-C and has the command's exit status.
+        with self.running(f"trap : INT; cd clone; {command}") as (demo, address):
+            status, content_type, form = fetch(address)
+            self.assertEqual((status, content_type), (200, "text/html; charset=utf-8"))
+            action = re.search('<form action="(.*?)" method="post"', form)[1]
+            status, content_type, page = fetch(urllib.parse.urljoin(address, action),
+                                               {"name": "Zoë & Müller 🎈"})
+            self.assertEqual((status, content_type), (200, "text/html; charset=utf-8"))
+            self.assertIn("Zoë &amp; Müller 🎈", page)
+            self.assertIn("in <b>tunnel</b> mode", page)
+
+            os.killpg(demo.pid, signal.SIGINT)  # as a terminal does at Ctrl-C
+            self.assertEqual(demo.wait(PATIENCE), 0)
+        self.assertEqual(self.debian.processes(), [])
+        self.assertEqual(os.listdir(self.debian.folder / "tmp"), temporary)
+
+    @contextlib.contextmanager
+    def running(self, lines):
+        """A process for lines that print where the form is, and that address."""
+        path = self.debian.folder / "root/output.txt"
+        with path.open("w", encoding="utf-8") as file:
+            process = subprocess.Popen(self.debian.command(lines), stdin=subprocess.DEVNULL,
+                                       stdout=file, stderr=file, start_new_session=True)
+        try:
+            wait_until(lambda: "Ctrl-C" in path.read_text("utf-8") or process.poll() is not None,
+                       DEMO_PATIENCE, "The demo does not start.")
+            said = path.read_text("utf-8")
+            address = re.search("^The form: (.*)$", said, re.MULTILINE)
+            self.assertTrue(address, said)
+            yield process, address[1]
+        finally:
+            if process.poll() is None:
+                os.killpg(process.pid, signal.SIGKILL)
+                process.wait()
+
+    def test_removal_leaves_no_trace(self):
+        """With Apache there before, so that every difference is the package's."""
+        self.debian.run("apt-get install --yes --no-install-recommends apache2 mandoc")
+        self.debian.move_apache()
+        before = self.debian.listing()
+        with example_server() as server_port:
+            self.install_as_readme_says()
+            with self.link(server_port) as name:
+                self.check_page(name)
+            self.purge_as_readme_says()
+            self.debian.run("apachectl configtest")
+            self.check_absence()
+            self.debian.stop_apache()
+            self.assertEqual(changed(before, self.debian.listing()), set())
+
+            with self.subTest("mod_cgi, without Debian's own rules for the folder"):
+                self.check_other_module(server_port)
+        with self.subTest("man pages"):
+            self.check_man_pages()
+
+
+@unittest.skipIf(own_architecture() == "arm64", "the others are for arm64 already")
+class FreshDebianForARM64Test(InFreshDebian, unittest.TestCase):
+    architecture = "arm64"
+
+    @classmethod
+    def setUpClass(cls):
+        context = emulation()
+        context.__enter__()
+        cls.addClassCleanup(context.__exit__, None, None, None)
+        super().setUpClass()
+
+    def test_from_the_package_to_a_page(self):
+        self.check_way_from_the_package_to_a_page()
 
 
 def changed(before, after):

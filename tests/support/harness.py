@@ -60,14 +60,20 @@ def is_valgrind_build():
     return has_bridge(b"/usr/bin/valgrind")
 
 
+def is_emulated():
+    """Whether it was built for another processor; see Emulated.cpp."""
+    return has_bridge(b"/qemu-")
+
+
 def is_sanitizer_build():
-    """Valgrind counts as one."""
-    return has_bridge(b"__asan_init") or is_valgrind_build()
+    """Valgrind and an emulator count as one."""
+    return has_bridge(b"__asan_init") or is_valgrind_build() or is_emulated()
 
 
 not_sanitized = unittest.skipIf(is_sanitizer_build(),
                                 "a sanitizer has memory and warnings of its own")
-fast_only = unittest.skipIf(is_valgrind_build(), "hundreds of runs or millions of bytes: too slow")
+fast_only = unittest.skipIf(is_valgrind_build() or is_emulated(),
+                            "hundreds of runs or millions of bytes: too slow")
 
 
 def limit_memory(size):

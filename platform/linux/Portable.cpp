@@ -1,0 +1,55 @@
+// What a portable program does itself, because it has neither a program loader nor libc++'s
+// library: Debian has that one for another C library only, and the headers call little of it.
+#include <elf.h>
+#include <link.h>
+#include <sys/auxv.h>
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <new>
+#include <utility>
+
+#include "extras/String.h"
+
+// The program's first bytes, as they lie in memory; the linker knows where. The list of its parts
+// follows them.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl*): its name in every program
+extern const ElfW(Ehdr) __ehdr_start;
+
+namespace {
+
+// The pointers that the start has filled in, from here on only to be read.
+[[gnu::constructor]] void protectRelocated() {
+  const uintptr_t page = getauxval(AT_PAGESZ);
+  const auto* part = reinterpret_cast<const ElfW(Phdr)*>(&__ehdr_start + 1);
+  const auto* const end = part + __ehdr_start.e_phnum;
+  part = std::find_if(part, end, [](const auto& each) { return each.p_type == PT_GNU_RELRO; });
+  if (part == end)
+    return;
+  const auto* const bytes = reinterpret_cast<const char*>(&__ehdr_start) + part->p_vaddr;
+  const uintptr_t before = reinterpret_cast<uintptr_t>(bytes) % page;
+  const uintptr_t size = (before + part->p_memsz) / page * page;
+  mprotect(const_cast<char*>(bytes - before), size, PROT_READ);
+}
+
+std::new_handler newHandler = nullptr;
+
+}  // namespace
+
+// Where the library's own checks fail (_LIBCPP_DEBUG).
+std::__libcpp_debug_function_type std::__libcpp_debug_function = [](const __libcpp_debug_info&) {
+  quintora::raiseException();
+};
+
+std::new_handler std::get_new_handler() noexcept { return newHandler; }
+std::new_handler std::set_new_handler(new_handler handler) noexcept {
+  return std::exchange(newHandler, handler);
+}
+
+std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept {
+  timespec time = {};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return time_point(seconds(time.tv_sec) + nanoseconds(time.tv_nsec));
+}

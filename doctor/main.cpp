@@ -171,16 +171,35 @@ void reportOutput(Report& report) {
   writeStandardOutput({printed});
 }
 
+// Why the text of a reply is empty though its body is not.
+void reportCharset(Report& report, const HTTPResponse& response) {
+  const TextEncoding encoding = textEncodingFromIANACharSetName(response.textEncodingName);
+  if (!decodeData({}, encoding)) {
+    report.finding(composed({"The charset ", response.textEncodingName, " is unknown."}));
+    return;
+  }
+  const std::string& body = *response.data;
+  const size_t fitting = fittingBytes(body, encoding);
+  if (fitting == body.size())
+    return;
+  const unsigned char byte = static_cast<unsigned char>(body[fitting]);
+  report.finding(composed({"Byte ", fitting + 1, " of the reply, hexadecimal ",
+                           radixstrValueBytes(16, byte, 1), ", is not valid in the charset ",
+                           response.textEncodingName, "."}));
+}
+
 void probeTunnel(Report& report, const HTTPRequest& request) {
   const auto start = std::chrono::steady_clock::now();
   const HTTPResponse response = sendSynchronousRequest(request);
   const String time = timeSince(start);
   cgiResult = resultOfResponse(response);
-  if (isReadableReply(response))
+  if (isReadableReply(response)) {
     report.good(composed({"It answered ", response.data->size(), " bytes in the charset ",
                           response.textEncodingName, " after ", time, "."}));
-  else
+    reportCharset(report, response);
+  } else {
     report.finding(composed({"After ", time, ": ", cgiResult}));
+  }
   reportOutput(report);
 }
 

@@ -1,7 +1,7 @@
 """Every character of every charset that the bridge decodes by itself, beside Python's codecs."""
 import unittest
 
-from harness import DEFAULT_HEADER, BridgeTest, reply
+from tests.support.harness import DEFAULT_HEADER, BridgeTest, reply
 
 ASCII = [bytes([byte]) for byte in range(0x20, 0x7F)]
 HIGH = [bytes([byte]) for byte in range(0x80, 0x100)]

@@ -76,7 +76,7 @@ class Connection(DoctorTest):
             pass
         os.mkdir(folder)
         for path, reason in ((self.path("work", "None.cgi"), "No such file or directory"),
-                             (plain, "Permission denied"), (folder, "it is a folder")):
+                             (plain, "Permission denied"), (folder, "it is a directory")):
             self.assertIn(f"! {path} cannot be run by this user: {reason}.",
                           self.report(FINDING, path))
 
@@ -125,7 +125,7 @@ class Connection(DoctorTest):
         with open(path, "wb") as file:
             file.write(b"QZQuintoraServerPort = 9000\n# \xff\n")
         copy = self.copy(f"Gateway_{self.server.port}.cgi")
-        self.assertIn(f"! {path}: not UTF-8, so not looked at", self.report(FINDING, copy))
+        self.assertIn(f"! {path}: not UTF-8, so ignored", self.report(FINDING, copy))
         os.unlink(path)
         self.assertIn(f"  {path}: not there", self.report(HEALTHY, copy))
         os.mkdir(path)
@@ -186,7 +186,12 @@ class Probe(DoctorTest):
             (reply(b""), "CGI tunnel request error:(null)"),
             (reply(b"page", "text/html"), "Error: CGI tunnel returned binary data."),
             (reply(b"page\xff"), "The page is empty."),
+            (reply(b"page\xff"), "Byte 5 of the reply, hexadecimal FF, is not valid in the charset "
+                                 "utf-8."),
+            (reply(b"\x81", "text/html; charset=shift_jis"),
+             "Byte 1 of the reply, hexadecimal 81, is not valid in the charset shift_jis."),
             (reply(b"page", "text/html; charset=none"), "The page is empty."),
+            (reply(b"page", "text/html; charset=none"), "The charset none is unknown."),
             (reply(b"Content-type: text/html\r\n\r\n"), "The page is empty."),
             (reply(b"pa\0ge"), "It ends at a NUL in the reply."),
             (reply(b"Content-Type: text/html\r\n\r\npage"), "so it shows as text."),

@@ -389,7 +389,7 @@ void expectSame(const char* operation, const Result& actual, const Expected& exp
   if (actual == expected)
     return;
   std::string input;
-  (..., (input += " " + shown(inputs)));
+  (..., (input.append(" ").append(shown(inputs))));
   ADD_FAILURE() << operation << " of" << input << "\n  expected "
                 << testing::PrintToString(expected) << "\n  actual   "
                 << testing::PrintToString(actual);

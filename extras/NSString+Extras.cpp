@@ -153,7 +153,7 @@ String radixstrValueBytes(uint64_t radix, uint64_t value, uint64_t bytes) {
   for (uint64_t v = value; v != 0; v /= radix) {
     if (radix < 2 || v % radix >= kDigits.size())
       raiseException();
-    digits.insert(digits.begin(), kDigits[v % radix]);
+    digits.insert(0, 1, kDigits[v % radix]);
   }
   const uint64_t width = radix == 2 ? bytes * 8 : radix == 16 ? bytes * 2 : 0;
   if (width > digits.size()) {

@@ -38,12 +38,12 @@ std::string_view readBody(char* buffer, size_t count) {
 }
 
 // What stands behind a second "=" is lost.
-void forwardFormField(std::string_view piece, Array& formEntries) {
+void forwardFormField(std::string_view piece, std::string& entryList) {
   const auto key = decodedFormText(cutPiece(piece, '='));
   const auto value = decodedFormText(cutPiece(piece, '='));
   setObjectForKey(postParameters, value, key);
   if (environmentVariables)
-    formEntries->push_back(dictionaryEntry(String(key), String(value)));
+    appendEntry(entryList, dictionaryEntry(String(key), String(value)));
 }
 
 }  // namespace
@@ -74,14 +74,15 @@ void AddPostData() {
     return;
   }
   const std::string_view body = readBody(buffer, size);
-  Array formEntries(std::in_place);
+  std::string entryList;
   if (isValidUTF8(body)) {
-    // The pieces are not listed first: a body of nothing but "&" would take forty times its size.
+    // Neither pieces nor entries are listed: for a body of nothing but "&" a list would take a
+    // hundred times its size.
     forEachPiece(body, '&',
-                 [&formEntries](std::string_view piece) { forwardFormField(piece, formEntries); });
+                 [&entryList](std::string_view piece) { forwardFormField(piece, entryList); });
   }
   if (environmentVariables)
-    postDataCode = formDictionaryText(formEntries);
+    postDataCode = formDictionaryText(entryList);
 }
 
 void CaptureRequest(const String& bridgePath, const String& commandName) {

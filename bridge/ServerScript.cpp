@@ -8,21 +8,27 @@ namespace quintora {
 
 namespace {
 
-String entryListText(const Array& entries) { return componentsJoinedByString(entries, ",\n"); }
+constexpr const char* kEntrySeparator = ",\n";
 
 }  // namespace
 
-String dictionaryEntry(const String& key, const String& value) {
+std::string dictionaryEntry(const String& key, const String& value) {
   return composed({quiQuoted(key), ",", quiQuoted(value)});
 }
 
-String formDictionaryText(const Array& entries) {
-  return composed({"initializeDictionary(\n", entryListText(entries), "\n)\n"});
+void appendEntry(std::string& entryList, std::string_view entry) {
+  if (!entryList.empty())
+    entryList += kEntrySeparator;
+  entryList += entry;
+}
+
+String formDictionaryText(std::string_view entryList) {
+  return composed({"initializeDictionary(\n", entryList, "\n)\n"});
 }
 
 String serverScriptStatement(const Array& variables, const String& form) {
   return composed({"setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n",
-                   entryListText(variables), "\n),", form, ")\n"});
+                   componentsJoinedByString(variables, kEntrySeparator), "\n),", form, ")\n"});
 }
 
 }  // namespace quintora

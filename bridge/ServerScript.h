@@ -9,10 +9,13 @@ namespace quintora {
 inline constexpr const char* kEmptyLiteral = "\"\"";
 
 // One key and one value, both quoted; an absent one stands as (null), without quotes.
-String dictionaryEntry(const String& key, const String& value);
+std::string dictionaryEntry(const String& key, const String& value);
+
+// Appends an entry to the text of a list of entries.
+void appendEntry(std::string& entryList, std::string_view entry);
 
 // The call that makes a dictionary of the form's entries. It ends with a line feed.
-String formDictionaryText(const Array& entries);
+String formDictionaryText(std::string_view entryList);
 
 // The statement that hands both dictionaries to the server's procedure and returns its value. The
 // form is either a form dictionary text or the empty literal; an absent argument stands as (null).

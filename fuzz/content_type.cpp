@@ -2,6 +2,7 @@
 #include "extras/NSString+Extras.h"
 #include "fuzz/Fuzz.h"
 #include "fuzz/PlainText.h"
+#include "platform/Charsets.h"
 #include "platform/charsets/CharsetNames.h"
 #include "platform/http/HTTPReply.h"
 // For its numbered names, which would grow with every input.

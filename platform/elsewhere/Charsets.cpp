@@ -1,5 +1,5 @@
 // Charsets by the C library's iconv, for all that is not built in.
-#include "platform/Charsets.h"
+#include "platform/SystemCharsets.h"
 
 #include <iconv.h>
 
@@ -9,8 +9,6 @@
 #include <utility>
 
 #include "platform/Process.h"
-#include "platform/charsets/BuiltInCharsets.h"
-#include "platform/charsets/CharsetNames.h"
 
 namespace quintora {
 
@@ -93,22 +91,15 @@ String convertedToUTF8(const std::string& name, std::string_view bytes) {
 
 }  // namespace
 
-TextEncoding textEncodingFromIANACharSetName(const String& name) {
-  if (!name || !isCharsetName(*name))
-    return kUnknownTextEncoding;
-  const TextEncoding builtIn = builtInTextEncoding(*name);
-  if (builtIn != kNoTextEncoding)
-    return builtIn;
-  const auto known = std::find(numberedNames.begin(), numberedNames.end(), *name);
+TextEncoding systemTextEncoding(const std::string& name) {
+  const auto known = std::find(numberedNames.begin(), numberedNames.end(), name);
   const TextEncoding number = static_cast<TextEncoding>(known - numberedNames.begin());
   if (known == numberedNames.end())
-    numberedNames.push_back(*name);
+    numberedNames.push_back(name);
   return kFirstNumber + number;
 }
 
-String decodeData(Data bytes, TextEncoding encoding) {
-  if (isBuiltInCharset(encoding))
-    return decodedByOurselves(std::move(bytes), encoding);
+String decodedBySystem(std::string_view bytes, TextEncoding encoding) {
   const TextEncoding number = encoding - kFirstNumber;
   if (encoding < kFirstNumber || number >= numberedNames.size())
     return std::nullopt;

@@ -1,27 +1,18 @@
 // Charsets by CoreFoundation, for all that is not built in.
-#include "platform/Charsets.h"
+#include "platform/SystemCharsets.h"
 
-#include "platform/charsets/BuiltInCharsets.h"
-#include "platform/charsets/CharsetNames.h"
 #include "platform/macos/CoreFoundation.h"
 
 namespace quintora {
 
-TextEncoding textEncodingFromIANACharSetName(const String& name) {
-  if (!name || !isCharsetName(*name))
-    return kUnknownTextEncoding;
-  const TextEncoding builtIn = builtInTextEncoding(*name);
-  if (builtIn != kNoTextEncoding)
-    return builtIn;
+TextEncoding systemTextEncoding(const std::string& name) {
   const Owned<CFStringRef> object(createCFString(name));
-  // The system's identifiers are never 0, not even that of an invalid encoding.
+  // An invalid encoding has an identifier, too, which is not 0.
   return CFStringConvertEncodingToNSStringEncoding(
       CFStringConvertIANACharSetNameToEncoding(object.get()));
 }
 
-String decodeData(Data bytes, TextEncoding encoding) {
-  if (isBuiltInCharset(encoding))
-    return decodedByOurselves(std::move(bytes), encoding);
+String decodedBySystem(std::string_view bytes, TextEncoding encoding) {
   const CFStringEncoding systemEncoding = CFStringConvertNSStringEncodingToEncoding(encoding);
   if (!CFStringIsEncodingAvailable(systemEncoding))
     return std::nullopt;

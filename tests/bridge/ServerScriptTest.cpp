@@ -29,17 +29,20 @@ TEST(DictionaryEntry, QuotesKeyAndValue) {
 }
 
 TEST(FormDictionaryText, JoinsEntriesAndEndsWithALineFeed) {
-  EXPECT_EQ(formDictionaryText(Array(std::in_place)), "initializeDictionary(\n\n)\n");
-  EXPECT_EQ(formDictionaryText({{"\"a\",\"1\""}}), "initializeDictionary(\n\"a\",\"1\"\n)\n");
-  EXPECT_EQ(formDictionaryText({{"\"a\",\"1\"", "\"a\",\"1\""}}),
-            "initializeDictionary(\n\"a\",\"1\",\n\"a\",\"1\"\n)\n");
+  EXPECT_EQ(formDictionaryText(""), "initializeDictionary(\n\n)\n");
+  EXPECT_EQ(formDictionaryText("\"a\",\"1\""), "initializeDictionary(\n\"a\",\"1\"\n)\n");
+  std::string entries;
+  appendEntry(entries, "\"a\",\"1\"");
+  EXPECT_EQ(entries, "\"a\",\"1\"");
+  appendEntry(entries, "\"a\",\"1\"");
+  EXPECT_EQ(formDictionaryText(entries), "initializeDictionary(\n\"a\",\"1\",\n\"a\",\"1\"\n)\n");
 }
 
 TEST(ServerScriptStatement, HasTheVariablesThenTheForm) {
   EXPECT_EQ(serverScriptStatement({{"\"A\",\"1\"", "\"B\",\"2\""}}, kEmptyLiteral),
             "setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n"
             "\"A\",\"1\",\n\"B\",\"2\"\n),\"\")\n");
-  EXPECT_EQ(serverScriptStatement({{"\"A\",\"1\""}}, formDictionaryText({{"\"a\",\"1\""}})),
+  EXPECT_EQ(serverScriptStatement({{"\"A\",\"1\""}}, formDictionaryText("\"a\",\"1\"")),
             "setappleeventvalue call({_TavrelLib},{httpRequest},initializeDictionary(\n"
             "\"A\",\"1\"\n),initializeDictionary(\n\"a\",\"1\"\n)\n)\n");
 }

@@ -1,6 +1,11 @@
 #include "platform/Charsets.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "platform/SystemCharsets.h"
+#include "platform/charsets/BuiltInCharsets.h"
+#include "platform/charsets/CharsetNames.h"
 
 namespace quintora {
 
@@ -19,6 +24,18 @@ bool fitNearly(std::string_view bytes, TextEncoding encoding) {
 }
 
 }  // namespace
+
+TextEncoding textEncodingFromIANACharSetName(const String& name) {
+  if (!name || !isCharsetName(*name))
+    return kUnknownTextEncoding;
+  const TextEncoding builtIn = builtInTextEncoding(*name);
+  return builtIn != kNoTextEncoding ? builtIn : systemTextEncoding(*name);
+}
+
+String decodeData(Data bytes, TextEncoding encoding) {
+  return isBuiltInCharset(encoding) ? decodedByOurselves(std::move(bytes), encoding)
+                                    : decodedBySystem(bytes, encoding);
+}
 
 // By trial, since not every system's converter says where it stopped.
 size_t fittingBytes(std::string_view bytes, TextEncoding encoding) {

@@ -15,7 +15,7 @@ FinishedResponse FinishResponse(String response) {
     response = kAbsentText;
   FinishedResponse finished;
   if (!beginsWith(response, "Content-type:"))
-    finished.header = "Content-type: text/plain\r\n\r\n";
+    finished.header = kDefaultHeader;
   const bool isEnded = response->empty() ? !finished.header.empty() : endsWith(response, "\r\n");
   if (!isEnded)
     finished.lineEnd = "\r\n";

@@ -5,6 +5,9 @@
 
 namespace quintora {
 
+// What is put before a response that has no header of its own.
+inline constexpr const char* kDefaultHeader = "Content-type: text/plain\r\n\r\n";
+
 // The finished response in the parts in which it is written, so that a large one is not copied for
 // what stands around it.
 struct FinishedResponse {

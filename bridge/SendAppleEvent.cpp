@@ -8,6 +8,7 @@
 #include "bridge/RequestState.h"
 #include "extras/TextEncoding.h"
 #include "platform/AppleEvents.h"
+#include "platform/Charsets.h"
 
 namespace quintora {
 
@@ -107,7 +108,7 @@ bool receive(const AEDesc& reply) {
   // A text longer than the size first told was copied up to that size only.
   const uint64_t copied = static_cast<uint64_t>(std::max<Size>(std::min(actualSize, size), 0));
   buffer[copied] = '\0';
-  cgiResult = initWithDataEncoding(buffer, kUTF8TextEncoding);
+  cgiResult = decodeData(buffer, kUTF8TextEncoding);
   return true;
 }
 

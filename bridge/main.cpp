@@ -29,7 +29,7 @@ String pathOfBridge(int count, const char* const* arguments) {
 int main(int argc, char** argv) {
   using namespace quintora;
   prepareProcess();
-  answerWhenOutOfMemory(kOutOfMemory);
+  answerWhenOutOfMemory(kDefaultHeader, kOutOfMemory);
   const String bridgePath = pathOfBridge(argc, argv);
   const String commandName = lastPathComponent(bridgePath);
 
@@ -45,6 +45,6 @@ int main(int argc, char** argv) {
   FinishedResponse response = FinishResponse(std::move(cgiResult));
   cutAtNUL(response);
   endStandardInput();
-  writeStandardOutput({response.header, response.text, response.lineEnd});
+  writeStandardOutput(response.header, response.text, response.lineEnd);
   endProcess();
 }

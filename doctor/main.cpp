@@ -1,5 +1,6 @@
 // Answers the question why an installed copy of the bridge does not answer. It decides, sends and
 // reads with the bridge's own procedures, and only says what they find.
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -153,6 +154,12 @@ String timeSince(std::chrono::steady_clock::time_point start) {
   return composed({std::chrono::duration_cast<std::chrono::milliseconds>(time).count(), " ms"});
 }
 
+// Whether nothing but line ends follows the header, whichever line ends that has.
+bool hasEmptyBody(std::string_view page) {
+  const size_t end = std::min(page.find("\n\n"), page.find("\n\r\n"));
+  return page.find_first_not_of("\r\n", end) == page.npos;
+}
+
 // What a visitor would get, and what is odd about it.
 void reportOutput(Report& report) {
   report.section("What the bridge would print");
@@ -162,20 +169,20 @@ void reportOutput(Report& report) {
   if (response.text.size() < size)
     report.finding("It ends at a NUL in the reply.");
   const std::string printed = response.whole();
-  if (isEmpty(cgiResult) || printed.size() <= printed.find("\r\n\r\n") + 4)
+  if (isEmpty(cgiResult) || hasEmptyBody(printed))
     report.finding("The page is empty.");
   if (!beginsWith(cgiResult, "Content-type:") &&
       caseInsensitiveBeginsWith(cgiResult, "Content-type:"))
     report.finding("The reply's own header is not exactly \"Content-type:\", so it shows as text.");
   std::fflush(stdout);
-  writeStandardOutput({printed});
+  writeStandardOutput(printed);
 }
 
 // Why the text of a reply is empty though its body is not.
 void reportCharset(Report& report, const HTTPResponse& response) {
   const TextEncoding encoding = textEncodingFromIANACharSetName(response.textEncodingName);
   if (!decodeData({}, encoding)) {
-    report.finding(composed({"The charset ", response.textEncodingName, " is unknown."}));
+    report.finding(composed({"The charset \"", response.textEncodingName, "\" is unknown."}));
     return;
   }
   const std::string& body = *response.data;
@@ -184,8 +191,8 @@ void reportCharset(Report& report, const HTTPResponse& response) {
     return;
   const unsigned char byte = static_cast<unsigned char>(body[fitting]);
   report.finding(composed({"Byte ", fitting + 1, " of the reply, hexadecimal ",
-                           radixstrValueBytes(16, byte, 1), ", is not valid in the charset ",
-                           response.textEncodingName, "."}));
+                           radixstrValueBytes(16, byte, 1), ", is not valid in the charset \"",
+                           response.textEncodingName, "\"."}));
 }
 
 void probeTunnel(Report& report, const HTTPRequest& request) {

@@ -57,6 +57,12 @@ constexpr char32_t pairedSurrogates(char32_t high, char32_t low) {
 // Whether a byte of UTF-8 is one of a character's after its first.
 constexpr bool isContinuation(char byte) { return (byte & 0xC0) == 0x80; }
 
+// How many bytes a character has, by its first one.
+constexpr size_t bytesOfCharacter(char first) {
+  const unsigned char byte = static_cast<unsigned char>(first);
+  return byte < 0x80 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+}
+
 // A character and how many bytes it has.
 struct Character {
   char32_t value;
@@ -66,11 +72,10 @@ struct Character {
 // The character whose first byte, of a text in UTF-8, is the one at the position.
 constexpr Character characterAt(std::string_view text, size_t at) {
   const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[at + i]); };
-  const unsigned first = byte(0);
-  if (first < 0x80)
-    return {first, 1};
-  const size_t bytes = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-  char32_t value = first & (0xFFu >> (bytes + 1));
+  const size_t bytes = bytesOfCharacter(text[at]);
+  if (bytes == 1)
+    return {byte(0), 1};
+  char32_t value = byte(0) & (0xFFu >> (bytes + 1));
   for (size_t i = 1; i < bytes; ++i)
     value = value << 6 | (byte(i) & 0x3Fu);
   return {value, bytes};

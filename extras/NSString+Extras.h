@@ -16,7 +16,8 @@ String substringFunnelFromTo(const String& receiver, int64_t from, int64_t to);
 String substringFunnelFromLength(const String& receiver, int64_t from, int64_t length);
 
 // The text without n units at its start and m at its end, by the clamped substring from n to
-// -(m + 1): an m greater than the length leaves off nothing.
+// -(m + 1): an m greater than the length leaves off nothing, up to 2^63; from there on that end
+// is a position from the start, 2^64 - 1 - m.
 String trimFromStartFromEnd(const String& receiver, uint64_t n, uint64_t m);
 String trimFromStart(const String& receiver, uint64_t n);
 String trimFromEnd(const String& receiver, uint64_t n);

@@ -107,8 +107,6 @@ const Byte* endOfASCII(const Byte* at, const Byte* end) {
   return std::find_if(at, end, [](Byte byte) { return byte >= 0x80; });
 }
 
-bool isContinuationByte(Byte byte) { return (byte & 0xC0) == 0x80; }
-
 bool isBetween(Byte byte, Byte low, Byte high) { return byte >= low && byte <= high; }
 
 // The length of the well-formed sequence at the start of [at, end), which is not ASCII; 0 where
@@ -117,16 +115,17 @@ size_t sequenceLength(const Byte* at, const Byte* end) {
   const Byte first = *at;
   const ptrdiff_t left = end - at;
   if (first < 0xE0)
-    return first >= 0xC2 && left >= 2 && isContinuationByte(at[1]) ? 2 : 0;
+    return first >= 0xC2 && left >= 2 && isContinuation(static_cast<char>(at[1])) ? 2 : 0;
   if (first < 0xF0) {
     const bool isWhole =
         left >= 3 && isBetween(at[1], first == 0xE0 ? 0xA0 : 0x80, first == 0xED ? 0x9F : 0xBF) &&
-        isContinuationByte(at[2]);
+        isContinuation(static_cast<char>(at[2]));
     return isWhole ? 3 : 0;
   }
   const bool isWhole = first < 0xF5 && left >= 4 &&
                        isBetween(at[1], first == 0xF0 ? 0x90 : 0x80, first == 0xF4 ? 0x8F : 0xBF) &&
-                       isContinuationByte(at[2]) && isContinuationByte(at[3]);
+                       isContinuation(static_cast<char>(at[2])) &&
+                       isContinuation(static_cast<char>(at[3]));
   return isWhole ? 4 : 0;
 }
 

@@ -12,11 +12,6 @@ namespace {
 constexpr size_t kHalfBytes = 3;  // of a half that stands alone
 constexpr size_t kPairBytes = 4;
 
-size_t bytesOfCharacter(char first) {
-  const unsigned char byte = static_cast<unsigned char>(first);
-  return byte < 0x80 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
-}
-
 // The half at the start or at the end of a text; 0 where there is none.
 char32_t halfAtStart(std::string_view text) {
   if (text.empty() || text.front() != '\xED')  // which begins all of them

@@ -5,9 +5,9 @@
 
 namespace quintora {
 
-// The identifier of the encoding that an IANA charset name stands for, in any case. A name that
-// nobody knows, or that is none (no slash, so no converter's options), has
-// an identifier, too, which is not 0 and in which nothing can be decoded.
+// The identifier of the encoding that an IANA charset name stands for, in any case. An unknown name
+// has an identifier, too, which is not 0 and in which nothing can be decoded; so has a text that is
+// not a charset name, such as one with the options that converters take after a slash.
 TextEncoding textEncodingFromIANACharSetName(const String& name);
 
 // Decodes the bytes of a reply in the encoding that an identifier from above or from TextEncoding.h

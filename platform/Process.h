@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <initializer_list>
 #include <string_view>
 
 #include "extras/String.h"
@@ -13,8 +12,9 @@ namespace quintora {
 // signal; an abnormal end, which a visitor can cause at will, leaves no core file.
 void prepareProcess();
 
-// Lets memory that runs out end in a response of this text, which stays where it is, and status 0.
-void answerWhenOutOfMemory(const char* text);
+// Lets memory that runs out end in a response of this header and this text, and status 0. Both stay
+// where they are.
+void answerWhenOutOfMemory(const char* header, const char* text);
 
 // Ends the run as the new-handler (std::set_new_handler) does, which must not return; without one
 // abnormally. For memory that is not asked for by operator new.
@@ -28,9 +28,10 @@ size_t readStandardInput(char* buffer, size_t count);
 // here already. There is no input from then on.
 void endStandardInput();
 
-// Writes the parts, three at most, one after the other and together; what cannot be written is
-// lost, for there is nobody left to tell.
-void writeStandardOutput(std::initializer_list<std::string_view> parts);
+// Writes the texts one after the other and together; what cannot be written is lost, for there is
+// nobody left to tell.
+void writeStandardOutput(std::string_view first, std::string_view second = {},
+                         std::string_view third = {});
 
 // Whether standard output is a terminal, and not a file or a pipe.
 bool isTerminalOutput();

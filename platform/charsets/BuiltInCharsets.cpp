@@ -17,6 +17,14 @@ char* putSequence(char* to, const Sequence& sequence) {
   return sequence.combining == kNothing ? to : putUTF8(to, sequence.combining);
 }
 
+// What a text has at most: three bytes for each that is not ASCII. Room that is not needed is never
+// touched, so it costs nothing.
+size_t mostBytesOf(std::string_view bytes) {
+  const auto beyondASCII = std::count_if(
+      bytes.begin(), bytes.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+  return bytes.size() + 2 * static_cast<size_t>(beyondASCII);
+}
+
 // `next` reads the sequence at the front of some bytes. The text is filled by way of a block that
 // stays in the processor's cache.
 template <typename Next>
@@ -24,7 +32,7 @@ std::optional<Data> decodedBy(Next next, std::string_view bytes) {
   constexpr ptrdiff_t kLongestText = 8;  // of a sequence: two characters
   char block[4096];
   Data text;
-  text.reserve(bytes.size());  // much of most texts is markup; for more, a string makes room
+  text.reserve(mostBytesOf(bytes));
   while (!bytes.empty()) {
     char* to = block;
     while (!bytes.empty() && std::end(block) - to >= kLongestText) {

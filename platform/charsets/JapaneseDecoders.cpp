@@ -60,7 +60,7 @@ Sequence ISO2022JPDecoder::next(std::string_view bytes) {
   if (byte == 0x1B)
     return escape(bytes);
   if ((byte == '\n' || byte == '\r') && set_ != Set::kRoman)
-    set_ = Set::kASCII;  // each line begins anew
+    set_ = Set::kASCII;  // a line in Japanese ends with its line end
   if (set_ != Set::kKanji)
     return single(byte);
   // The same square as in EUC-JP, with bytes from 21 to 7E.

@@ -36,12 +36,13 @@ constexpr size_t kMostAtOnce = size_t{1} << 30;
   std::abort();
 }
 
+const char* outOfMemoryHeader = "";
 const char* outOfMemoryText = "";
 
 // The response is printed at the very end, so nothing of it has been when memory runs out.
 [[noreturn]] void answerWithoutMemory() {
   endStandardInput();
-  writeStandardOutput({"Content-type: text/plain\r\n\r\n", outOfMemoryText, "\r\n"});
+  writeStandardOutput(outOfMemoryHeader, outOfMemoryText, "\r\n");
   endProcess();
 }
 
@@ -87,7 +88,8 @@ void prepareProcess() {
   NSSetUncaughtExceptionHandler(endWithoutCore);
 }
 
-void answerWhenOutOfMemory(const char* text) {
+void answerWhenOutOfMemory(const char* header, const char* text) {
+  outOfMemoryHeader = header;
   outOfMemoryText = text;
   std::set_new_handler(answerWithoutMemory);
 }
@@ -127,9 +129,8 @@ void endStandardInput() {
   close(STDIN_FILENO);
 }
 
-void writeStandardOutput(std::initializer_list<std::string_view> parts) {
-  Parts left = {};
-  std::copy(parts.begin(), parts.end(), left.begin());
+void writeStandardOutput(std::string_view first, std::string_view second, std::string_view third) {
+  Parts left = {first, second, third};
   for (;;) {
     std::array<iovec, kMostParts> next;
     const int count = partsOfOneCall(left, next);

@@ -199,6 +199,14 @@ TEST_F(SendAppleEventTest, AReplyThatIsNotUTF8IsPrintedAsNull) {
   EXPECT_EQ(FinishResponse(cgiResult).whole(), "Content-type: text/plain\r\n\r\n(null)\r\n");
 }
 
+TEST_F(SendAppleEventTest, AByteOrderMarkBeforeTheReplyIsNoPartOfIt) {
+  scripted.answer(
+      "\xEF\xBB\xBF"
+      "Content-type: text/html\r\n\r\npage\r\n");
+  SendAppleEvent("statement\n");
+  EXPECT_EQ(FinishResponse(cgiResult).whole(), "Content-type: text/html\r\n\r\npage\r\n");
+}
+
 TEST_F(SendAppleEventTest, ATextLongerThanItsToldSizeIsReadAsFarAsItWasCopied) {
   scripted.reply = std::string(100000, 'x');
   for (const Size told : {0L, 1L, 10L, 99999L}) {

@@ -257,7 +257,7 @@ TEST(WriteStandardOutput, WritesAllBytesToASlowReaderSignalsOrNot) {
         prepareProcess();
         if (hasSignals)
           startFrequentSignal();
-        writeStandardOutput({text});
+        writeStandardOutput(text);
       });
       EXPECT_TRUE(readAll(output.reader(), 1ms) == text);
       EXPECT_EQ(statusOf(child), kExitOfSeven);
@@ -316,7 +316,7 @@ TEST(WriteStandardOutput, WritesThePartsOneAfterTheOtherHoweverTheyAreTaken) {
       const pid_t child = startChild(output, [&] {
         prepareProcess();
         arrange(taking);
-        writeStandardOutput({row.first, row.second, row.third});
+        writeStandardOutput(row.first, row.second, row.third);
       });
       EXPECT_TRUE(readAll(output.reader(), 1ms) == row.first + row.second + row.third);
       EXPECT_EQ(statusOf(child), kExitOfSeven);
@@ -330,17 +330,17 @@ TEST(WriteStandardOutput, WritesFewerPartsThanThree) {
     std::function<void()> write;
     std::string written;
   } rows[] = {
-      {"none", [] { writeStandardOutput({}); }, ""},
-      {"one", [] { writeStandardOutput({"first"}); }, "first"},
+      {"none", [] { writeStandardOutput(""); }, ""},
+      {"one", [] { writeStandardOutput("first"); }, "first"},
       {"two",
        [] {
-         writeStandardOutput({"first,", "second"});
+         writeStandardOutput("first,", "second");
        },
        "first,second"},
       {"one after the other",
        [] {
-         writeStandardOutput({"first,"});
-         writeStandardOutput({"second"});
+         writeStandardOutput("first,");
+         writeStandardOutput("second");
        },
        "first,second"},
   };
@@ -364,7 +364,7 @@ TEST(WriteStandardOutput, ReturnsWhenTheReaderIsGone) {
       start.closeWriter();
       readAll(start.reader());
       prepareProcess();
-      writeStandardOutput({text});
+      writeStandardOutput(text);
     });
     start.closeReader();
     if (taken == 0)
@@ -386,7 +386,7 @@ TEST(WriteStandardOutput, ReturnsWhenThereIsNoOutput) {
   const pid_t child = startChild(output, [] {
     close(STDOUT_FILENO);
     prepareProcess();
-    writeStandardOutput({"hello"});
+    writeStandardOutput("hello");
   });
   EXPECT_EQ(statusOf(child), kExitOfSeven);
   EXPECT_EQ(readAll(output.reader()), "");
@@ -396,7 +396,7 @@ TEST(EndProcess, EndsAtOnceWithStatus0) {
   Pipe output;
   ASSERT_TRUE(output.isOpen);
   const pid_t child = startChild(output, [] {
-    writeStandardOutput({"written"});
+    writeStandardOutput("written");
     endProcess();
   });
   EXPECT_EQ(readAll(output.reader()), "written");
@@ -458,7 +458,7 @@ TEST(AnswerWhenOutOfMemory, EndsInAWholeResponseAndStatus0) {
     ASSERT_TRUE(output.isOpen);
     const pid_t child = startChild(output, [=] {
       prepareProcess();
-      answerWhenOutOfMemory("None left.");
+      answerWhenOutOfMemory("Content-type: text/plain\r\n\r\n", "None left.");
       lacking();
     });
     EXPECT_EQ(readAll(output.reader()), "Content-type: text/plain\r\n\r\nNone left.\r\n");

@@ -53,8 +53,9 @@ String resultOfResponse(HTTPResponse response) {
 }
 
 String textOfReply(Data body, TextEncoding encoding) {
-  String text = encoding == kNoTextEncoding ? stringWithUnknownEncodingData(std::move(body))
-                                            : decodeData(std::move(body), encoding);
+  if (encoding == kNoTextEncoding)
+    return stringWithUnknownEncodingData(std::move(body));
+  String text = decodeData(std::move(body), encoding);
   if (!text)
     text = "";
   return text;

@@ -26,7 +26,7 @@ UnitPosition position(std::string_view text, int64_t index, int64_t atEnd) {
 UnitPosition endOfNegativeLength(std::string_view text, UnitPosition start, int64_t length) {
   const uint64_t units =
       unitCount(text.substr(0, start.byte)) + static_cast<uint64_t>(start.isWithinPair);
-  return units < 0 - static_cast<uint64_t>(length) ? UnitPosition{text.size(), false} : start;
+  return units <= static_cast<uint64_t>(-(length + 1)) ? UnitPosition{text.size(), false} : start;
 }
 
 // A count trimmed off the start as a position; the largest counts must not become negative ones.

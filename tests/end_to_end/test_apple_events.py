@@ -131,11 +131,15 @@ class Replies(BridgeTest):
         return output
 
     def test_text_is_utf_8_up_to_its_first_nul(self):
-        for text in "page\r\n", "Grüße 😀\r\n", "", "\ufeffmark\r\n":
+        for text in "page\r\n", "Grüße 😀\r\n", "", "a \ufeffmark\r\n":
             for behind in b"", b"\0", b"\0more\xff":
                 with self.subTest(text=text, behind=behind):
                     self.assertEqual(self.printed(b"TEXT", text.encode() + behind),
                                      DEFAULT_HEADER + text.encode())
+
+    def test_byte_order_mark_at_the_start_is_no_part_of_the_text(self):
+        page = b"Content-type: text/html\r\n\r\npage\r\n"
+        self.assertEqual(self.printed(b"TEXT", b"\xef\xbb\xbf" + page), page)
 
     def test_text_that_is_not_utf_8_is_null(self):
         for text in b"caf\xe9", b"\xc3", b"Content-type: text/html\r\n\r\n\xff", b"\xed\xa0\xbd":

@@ -135,7 +135,10 @@ namespace {
 // What the bridge makes of a reply, in UTF-8; absent for a text that is not UTF-8.
 std::optional<std::string> plainText(std::string_view text) {
   text = text.substr(0, text.find('\0'));
-  return plain::isUTF8(text) ? std::optional<std::string>(text) : std::nullopt;
+  if (!plain::isUTF8(text))
+    return std::nullopt;
+  const bool hasMark = text.substr(0, 3) == "\xEF\xBB\xBF";  // which is no part of a reply
+  return std::string(text.substr(hasMark ? 3 : 0));
 }
 
 // Whole units and pairs in this machine's byte order; absent for anything else.

@@ -13,6 +13,7 @@ library_of_www=$disk/Library/WebServer/Library
 configuration=$disk/etc/apache2/other/quintora-report.conf
 crash_reports=$disk/Library/Logs/DiagnosticReports
 server=
+keeper=
 preferences_are_kept=
 
 # folders_above PATH...: those that are there and those that are not, the upper ones first.
@@ -88,17 +89,21 @@ keep_packages() {
 }
 
 # keep_preferences USER DOMAIN FILE: fails where they cannot be saved, and so must not be changed.
+# What is saved is for nobody else to read, so the import gets it by its standard input.
 keep_preferences() {
   local command="sudo -H -u $1 defaults" saved=$work/$1.plist
   if sudo test -e "$3"; then
     $command export "$2" - >"$saved" && [[ -s "$saved" ]] || return 1
     keep_mode "$3"
-    undo "$command import '$2' '$saved'"
+    undo "$command import '$2' - <'$saved'"
   else
     undo "sudo rm -f '$3'"
   fi
   undo "$command delete '$2' || true" # a key that was not there before would outlive the import
 }
+
+# others_may_read FILE
+others_may_read() { [[ "$(modes "$1")" =~ ^[0-9:]+\ [0-7]*[4-7]\  ]]; }
 
 # keep_folder_of_www: the folder of its preferences, which the system does not come with.
 keep_folder_of_www() {
@@ -144,6 +149,18 @@ start_server() {
   server=$!
   wait_until grep . "$work/server"
 }
+
+# keep_sudo: what comes takes longer than sudo remembers the password. It ends with the report, also
+# where that is killed.
+keep_sudo() {
+  while kill -0 $$ && sudo -n -v; do sleep 50; done >/dev/null 2>&1 </dev/null 4>&- &
+  keeper=$!
+}
+
+stop_keeping_sudo() {
+  kill "$keeper"
+  wait "$keeper"
+} 2>/dev/null
 
 stop_server() {
   [[ -n "$server" ]] || return 0

@@ -33,6 +33,7 @@ minimum_for() {
 }
 
 check_minimum_system() {
+  [[ ! "$MINIMUM_SYSTEM" =~ ^[0-9]+$ ]] || MINIMUM_SYSTEM+=.0
   [[ "$MINIMUM_SYSTEM" =~ ^[0-9]+\.[0-9]+$ ]] ||
     die "MINIMUM_SYSTEM is $MINIMUM_SYSTEM, not a version like 10.13 or 12.0."
 }

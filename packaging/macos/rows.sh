@@ -8,7 +8,11 @@ doctor_by_www="sudo -u _www env -i $installed_doctor --probe $installed_bridge"
 # Ports that nobody has: the preferences of all users name the first, those of _www the second.
 port_of_all=47811
 port_of_www=47812
+# Of a page and its header only this is reported: the other lines show variables and fields.
+tested='^HTTP/[0-9.]+ [0-9]+|in <b>[a-z]+</b> mode|port [0-9]+|error -?[0-9]+'
 package=
+apache_is_ready=
+not_for_all="the present preferences could not be saved"
 
 # Function, and what is expected. They build on each other.
 # shellcheck disable=SC2034 # the report reads it
@@ -20,7 +24,7 @@ the_demo|a page in tunnel mode
 apache_as_delivered|the module in a comment, the mapping of /cgi-bin/, the Include of other/
 the_installation|programs of root and wheel with mode 755, the man page; folders that were there keep owner and mode
 no_quarantine|no attribute com.apple.quarantine
-apache_at_work|the configuration is accepted; state = running after a restart
+apache_at_work|the configuration is accepted, before and with the report's; state = running after a restart
 preferences_of_all_users|the sentence names port $port_of_all
 preferences_of_www|/Library/WebServer; the sentence names port $port_of_www
 arguments_are_no_preferences|the sentence names port $port_of_www, not 25
@@ -35,22 +39,26 @@ starts_of_a_program_that_links_CoreServices|to be read
 starts_of_a_program_that_does_not|to be read
 "
 
-# shellcheck disable=SC2034
-by_hand="
-- Open the package in the Finder of a Mac with arm64 and without Rosetta: no question for Rosetta.
-- Run this under each other Xcode: DEVELOPER_DIR=/Applications/Xcode-13.4.1.app packaging/macos/report
-- Install the package on the oldest system that it is for, and ask for a page.
-- With Quintora Server, and an Apache in its session, in Apple-event mode: the first request asks for
-  the permission. Meanwhile log stream --info --predicate 'subsystem == \"com.apple.TCC\"' names the
-  responsible process: the web server; for quintora-doctor --probe in a Terminal, Terminal.
-- The same with the server held by kill -STOP: -1712 after about 60 seconds.
-- Of a notarised package: spctl --assess --type install --verbose and xcrun stapler validate accept it.
-"
+# The rows that build on one that was left out or failed are left out.
+there_is_a_package() { only_if "there is no package" test -f "$package"; }
+programs_are_there() {
+  only_if "the programs are not installed" test -x "$installed_bridge" -a -x "$installed_doctor"
+}
+apache_is_there() {
+  only_if "Apache does not run with the report's configuration" test -n "$apache_is_ready"
+}
 
-# set_for_all KEY VALUE: a preference of all users, unless the present ones could not be saved.
+# only_if REASON COMMAND: leaves the row out for this reason unless the command succeeds.
+only_if() {
+  "${@:2}" && return
+  leave_out "$1"
+  return 1
+}
+
+# set_for_all KEY VALUE: a preference of all users, unless $not_for_all says why not.
 set_for_all() {
   if [[ -z "$preferences_are_kept" ]]; then
-    leave_out "the present preferences could not be saved"
+    leave_out "$not_for_all"
     return 1
   fi
   try "sudo defaults write $all_users $1 -string $2"
@@ -109,6 +117,7 @@ the_installation() {
     leave_out "something is installed already; the other rows use that"
     return
   fi
+  there_is_a_package || return
   keep_uninstalled
   # shellcheck disable=SC2086
   before=$(modes $folders)
@@ -129,18 +138,27 @@ the_installation() {
 still_true() { ! grep -qvxF "$(modes $folders)" <<<"$1"; }
 
 no_quarantine() {
+  programs_are_there || return
   try "xattr -l $installed_bridge $installed_doctor"
   agree ended_with 0
   agree did_not_say 'com[.]apple[.]quarantine'
 }
 
 apache_at_work() {
+  programs_are_there || return
+  try "sudo apachectl configtest"
+  if ! ended_with 0; then
+    leave_out "Apache does not accept the configuration that it has"
+    return
+  fi
   keep_apache
   undo "sudo rm -f $configuration"
   try "printf '%s\n' 'LoadModule cgi_module libexec/apache2/mod_cgi.so' 'TimeOut 90' |
     sudo tee $configuration"
   try "sudo apachectl configtest"
   agree ended_with 0
+  ended_with 0 || return # Apache would not come back after a restart
+  apache_is_ready=yes
   try "sudo apachectl restart"
   wait_until apache_is_running
   try "sudo launchctl print system/org.apache.httpd | grep -E '(state|pid) ='"
@@ -151,7 +169,12 @@ apache_at_work() {
 }
 
 preferences_of_all_users() {
-  keep_preferences root "$all_users" "$all_users.plist" && preferences_are_kept=yes
+  programs_are_there || return
+  if sudo test -e "$all_users.plist" && ! others_may_read "$all_users.plist"; then
+    not_for_all="the present preferences are not for everybody to read"
+  elif keep_preferences root "$all_users" "$all_users.plist"; then
+    preferences_are_kept=yes
+  fi
   set_for_all QZCGIConnectionProtocol TCP/IP || return
   set_for_all QZQuintoraServerPort "$port_of_all"
   try "ls -l $all_users.plist"
@@ -161,6 +184,7 @@ preferences_of_all_users() {
 }
 
 preferences_of_www() {
+  programs_are_there || return
   try "dscl . -read /Users/_www NFSHomeDirectory"
   agree said ' /Library/WebServer$'
   keep_folder_of_www
@@ -169,46 +193,55 @@ preferences_of_www() {
     return
   fi
   try "sudo -H -u _www defaults write $domain QZQuintoraServerPort -string $port_of_www"
+  # The other rows need the mode, too.
+  [[ -n "$preferences_are_kept" ]] ||
+    try "sudo -H -u _www defaults write $domain QZCGIConnectionProtocol -string TCP/IP"
   try "$bridge_by_www"
   agree said "port $port_of_www refused"
 }
 
 arguments_are_no_preferences() {
+  programs_are_there || return
   try "$bridge_by_www -QZQuintoraServerPort 25"
   agree said "port $port_of_www refused"
 }
 
 the_doctor_without_a_server() {
+  programs_are_there || return
   try "$doctor_by_www"
   agree ended_with 1
   agree said "port $port_of_www refused"
 }
 
 a_page_by_apache() {
+  apache_is_there || return
   start_server "$port_of_www"
   try "$doctor_by_www"
   agree ended_with 0
-  try "curl -si $url"
+  try "curl -si $url | grep -oE '$tested'"
   agree said 'in <b>tunnel</b> mode'
   agree said "$port_of_www"
   stop_server
 }
 
 an_abnormal_end() {
+  apache_is_there || return
   keep_crash_reports
-  try "curl -si -d a=%zz $url"
+  try "curl -si -d a=%zz $url | grep -oE '$tested'"
   agree said '^HTTP/1.1 500'
   sleep 5 # for the system to write one
   try "sudo ls $crash_reports | grep -i quintora"
 }
 
 an_event_from_apache() {
+  apache_is_there || return
   set_for_all QZCGIConnectionProtocol Apple || return
-  try "curl -si --max-time 90 $url"
-  agree said 'error -600 '
+  try "curl -si --max-time 90 $url | grep -oE '$tested'"
+  agree said 'error -600$'
 }
 
 responsible_process() {
+  apache_is_there || return
   try "sudo log show --last 2m --info --predicate 'subsystem == \"com.apple.TCC\"' | grep -i quintora"
 }
 
@@ -220,6 +253,7 @@ time_starts() {
 }
 
 starts_in_apple_event_mode() {
+  programs_are_there || return
   try "$bridge_by_www"
   if said 'error -600 '; then
     try "time_starts $installed_bridge"
@@ -229,6 +263,7 @@ starts_in_apple_event_mode() {
 }
 
 starts_in_tunnel_mode() {
+  programs_are_there || return
   set_for_all QZCGIConnectionProtocol TCP/IP || return
   try "$bridge_by_www"
   agree said "port $port_of_www refused"

@@ -496,8 +496,14 @@ class VerifyTest(CopyOfTheTree):
                 self.assert_stopped(self.verify(MINIMUM_SYSTEM=minimum),
                                     f"The arm64 slice is for macOS 13.0, not {arm64}.")
 
+    def test_takes_a_number_alone_for_a_version(self):
+        self.answer_minimum("12.0", "12.0")
+        run = self.verify(MINIMUM_SYSTEM="12")
+        self.assert_done(run)
+        self.assertIn("for macOS 12.0 and later", run.stdout)
+
     def test_stops_at_a_minimum_system_that_is_no_version(self):
-        for text in "12", "10.13.6", "v10.13", "10.13 ", "ten":
+        for text in "12.", "10.13.6", "v10.13", "10.13 ", "ten":
             with self.subTest(text=text):
                 self.assert_stopped(
                     self.verify(MINIMUM_SYSTEM=text),

@@ -36,12 +36,13 @@ if [ -e "$STATE/fail $tool $1" ]; then exit 1; fi
 if [ -e "$STATE/hold $tool $1" ]; then touch "$STATE/held"; sleep 60; fi
 case "$tool $*" in
   "sudo -v") ;;
+  "sudo -n -v") touch "$STATE/refreshed" ;;
   sudo*)
     while :; do
       case $1 in -H) shift ;; -u) AS_USER=$2; export AS_USER; shift 2 ;; *) exec "$@" ;; esac
     done ;;
   "c++ --version") echo "Apple clang version 13.1.6 (clang-1316.0.21.2.5)" ;;
-  "c++ -x"*) printf '#!/bin/sh\n# %s\n' "$5" >"$7" ;;
+  "c++ -x"*) cat >/dev/null; printf '#!/bin/sh\n# %s\n' "$5" >"$7" ;;
   "installer -pkg "*)
     [ -f "$2" ] && cp -R "$TREE/build/macos/package/." "$DISK" || exit 1
     cp "$FAKES/bridge" "$DISK/Library/WebServer/CGI-Executables/Quintora.cgi"
@@ -59,7 +60,8 @@ case "$tool $*" in
     [ -e "$STATE/apache-runs" ] || { echo "Could not find service" >&2; exit 113; }
     printf '\tstate = running\n\tpid = 4711\n' ;;
   "launchctl "*able*) echo "$1"d >"$STATE/apache-at-start" ;;
-  "apachectl configtest") echo "Syntax OK" ;;
+  "apachectl configtest")
+    [ ! -e "$STATE/refuses" ] || [ ! -e "$DISK/etc/apache2/other/quintora-report.conf" ] ;;
   "apachectl start") touch "$STATE/apache-runs"; echo enabled >"$STATE/apache-at-start" ;;
   "apachectl restart") touch "$STATE/apache-runs" "$STATE/restarted" ;;
   "apachectl stop") rm "$STATE/apache-runs"; echo disabled >"$STATE/apache-at-start" ;;
@@ -70,6 +72,7 @@ case "$tool $*" in
     touch "$DISK/Library/Logs/DiagnosticReports/Quintora.cgi-2026.ips" ;;
   "curl "*)
     [ -e "$STATE/apache-runs" ] && [ -e "$DISK/etc/apache2/other/quintora-report.conf" ] || exit 7
+    export SERVER_ADMIN=
     printf 'HTTP/1.1 200 OK\r\n' && "$DISK/Library/WebServer/CGI-Executables/Quintora.cgi" ;;
   "otool -L "*/Core*) printf '\t/System/Library/Frameworks/%s.framework/x\n' "${2##*/}" ;;
   otool*) cat "$ANSWERS/$(cat "$2")$1" ;;
@@ -86,6 +89,9 @@ case "$tool $*" in
   "id -F") echo "Ann Lee" ;;
   hostname*) echo anns-mac ;;
   "scutil --get ComputerName") echo "Ann's Mac" ;;
+  "scutil --get LocalHostName") echo Anns-Mac-7 ;;
+  "scutil --get HostName") echo mac.lee.example ;;
+  "brew list googletest") [ ! -e "$STATE/no-googletest" ] ;;
   sleep*) exec /bin/sleep 0.1 ;;
 esac
 """
@@ -116,8 +122,8 @@ if verb == "write":
 if verb == "delete":
     values = {}
 if verb == "import":
-    with open(rest[0], "rb") as file:
-        values.update(plistlib.load(file))
+    assert rest == ["-"]  # the user may not be able to open a file
+    values.update(plistlib.load(sys.stdin.buffer))
 if verb in ("write", "delete", "import"):
     with open(path, "wb") as file:
         plistlib.dump(values, file)
@@ -143,6 +149,8 @@ port = values.get("QZQuintoraServerPort", 8080)
 if os.path.exists(STATE + "/heeds-arguments") and len(sys.argv) > 1:
     port = sys.argv[2]
 print("Content-Type: text/html\n")
+if "SERVER_ADMIN" in os.environ:
+    print("<td>SERVER_ADMIN<td>ann.lee+web@mail.example")
 if "Apple" in values.get("QZCGIConnectionProtocol", ""):
     print("Quintora CGI error -600 returned by AESendMessage()")
 elif os.path.exists(STATE + "/server"):
@@ -198,7 +206,7 @@ class ReportTest(CopyOfTheTree):
                 (self.tools / tool).symlink_to(shutil.which(tool))
         for tool in ("sudo c++ installer pkgutil launchctl apachectl dscl curl otool xattr ctest "
                      "man id hostname scutil sleep stat sw_vers sysctl csrutil xcode-select xcodebuild "
-                     "httpd chown log productbuild").split():
+                     "httpd chown log productbuild ninja brew").split():
             self.add_program(self.tools / tool, TOOLS)
         for tool, text in ("defaults", DEFAULTS), ("ls", LS):
             self.add_program(self.tools / tool, f"#!{sys.executable}\n{text}")
@@ -209,8 +217,10 @@ class ReportTest(CopyOfTheTree):
         self.add_program(self.fakes / "doctor", FAKE_DOCTOR.format(state=self.state))
         (self.tree / "examples").mkdir()
         (self.tree / "examples/quintora_server.py").write_text(SERVER)
-        self.add_program(self.tree / "script/test",
-                         '#!/bin/sh\necho "$HOME of Ann Lee (ann) on anns-mac passed"\n')
+        self.add_program(self.tree / "script/test", """#!/bin/sh
+echo "$HOME of Ann Lee (ann) on anns-mac passed"
+echo "on Anns-Mac-7.local and mac.lee.example, a.lee+x@mail.example: end"
+""")
         self.add_program(self.tree / "script/demo",
                          "#!/bin/sh\necho 'The request came in <b>tunnel</b> mode'\n")
 
@@ -249,7 +259,7 @@ class ReportTest(CopyOfTheTree):
                 if path.suffix == ".plist":
                     held = plistlib.loads(held)
                 found[str(path.relative_to(self.folder))] = path.stat().st_mode, held
-        for name in "restarted", "held":
+        for name in "restarted", "held", "refreshed":
             found.pop(f"state/{name}", None)
         return found
 
@@ -290,16 +300,19 @@ class GoodMacTest(ReportTest):
             self.assertEqual(4, len(re.findall(r"^[$] time_starts ", self.text, re.MULTILINE)))
         with self.subTest("no names"):
             self.assertIn("~ of NAME (NAME) on NAME passed", self.text)
+            self.assertIn("on NAME.local and NAME, ADDRESS: end", self.text)
+            self.assertNotIn("SERVER_ADMIN", self.text)
             for name in str(self.folder), "ann", "Ann", "anns-mac":
                 self.assertNotRegex(self.text, rf"(?<!\w){re.escape(name)}(?!\w)")
         with self.subTest("what needs hands"):
-            self.assertRegex(self.text, r"Left to do by hand:\n\n(- .*\n(  .*\n)*){5,}\Z")
+            page = re.search(r'Left to do by hand: the list "By hand" in (\S+)[.]\n\Z', self.text)[1]
+            self.assertRegex((self.tree / page).read_text(), r"\n## By hand\n\n.+\n\n([|].*\n){7,}")
 
     def test_what_was_there_before_is_there_afterwards(self):
         self.install_by_hand()
         (self.state / "apache-runs").touch()
         (self.state / "apache-at-start").write_text("enabled\n")
-        self.write_preferences(ALL_USERS, 0o640, QZQuintoraServerPort="9000", Licence="secret")
+        self.write_preferences(ALL_USERS, 0o664, QZQuintoraServerPort="9000", Licence="secret")
         self.write_preferences(WWW, 0o600, QZQuintoraCloudServerPorts="a:1")
         (self.disk / CRASH_REPORTS / "Quintora.cgi-2025.ips").touch()
         package = self.tree / "build/macos/Quintora-1.2.3.pkg"
@@ -325,7 +338,8 @@ class GoodMacTest(ReportTest):
 
     def test_a_newer_compiler_builds_for_its_oldest_system_unless_another_is_asked_for(self):
         self.add_program(self.tools / "c++", TOOLS.replace("version 13.1.6", "version 16.0.0"))
-        for asked, minimum in ({}, "10.13"), ({"MINIMUM_SYSTEM": "12.0"}, "12.0"):
+        for asked, minimum in (({}, "10.13"), ({"MINIMUM_SYSTEM": "12.0"}, "12.0"),
+                               ({"MINIMUM_SYSTEM": "12"}, "12.0")):
             with self.subTest(asked=asked):
                 self.answer_minimum(minimum, "12.0" if asked else "11.0")
                 self.run_report(**asked)
@@ -346,7 +360,11 @@ class OddMacTest(ReportTest):
         (self.state / "abnormal-status").write_text("200 OK")
         (self.state / "tests").write_text("Test #1: end_to_end_run\n")
         self.add_program(self.tree / "script/demo", "#!/bin/sh\necho no page\n")
-        self.add_program(self.tools / "productbuild", "#!/bin/sh\necho 'warning: old'\n")
+        self.add_program(self.tools / "productbuild", """#!/bin/sh
+            echo 'warning: old'
+            for package; do :; done
+            echo new >"$package"
+            """)
         before = self.whole_state()
         status, said = self.run_report()
         self.assertEqual(1, status, said)
@@ -387,6 +405,107 @@ class OddMacTest(ReportTest):
         self.assertEqual({"QZQuintoraServerPort": "9000"},
                          plistlib.loads(pathlib.Path(kept, "root.plist").read_bytes()))
 
+    def test_what_is_saved_is_for_nobody_else_to_read(self):
+        self.write_preferences(ALL_USERS, 0o644, Licence="secret")
+        self.write_preferences(WWW, 0o600, Licence="secret")
+        (self.state / "fail defaults import").touch()
+        said = self.run_report()[1]
+        kept = pathlib.Path(re.search(r"what was saved is in (.*)[.]$", said, re.MULTILINE)[1])
+        self.assertEqual(0o711, kept.stat().st_mode & 0o777)
+        for path in kept.iterdir():
+            with self.subTest(path.name):
+                program = path.name.startswith("Core")
+                self.assertEqual(0o055 if program else 0, path.stat().st_mode & 0o077)
+        self.assertLess({"root.plist", "_www.plist", "gathered", "came", "CoreServices"},
+                        {path.name for path in kept.iterdir()})
+
+    def test_what_rows_make_has_the_usual_modes(self):
+        self.add_program(self.tree / "script/demo", "#!/bin/sh\ntouch made\numask\n")
+        self.run_report()
+        umask = os.umask(0)
+        os.umask(umask)
+        self.assertRegex(self.text, rf"script/demo'\n{umask:04o}\n")
+
+    def test_preferences_that_others_may_not_read_are_left_alone(self):
+        self.write_preferences(ALL_USERS, 0o600, QZQuintoraServerPort="9000")
+        before = self.whole_state()
+        status, said = self.run_report()
+        self.assertEqual(0, status, said + self.text)
+        verdicts = self.verdicts()
+        for name in ("preferences of all users", "an event from apache", "starts in tunnel mode"):
+            self.assertEqual("left out: the present preferences are not for everybody to read",
+                             verdicts[name])
+        self.assertEqual("as expected", verdicts["preferences of www"])
+        self.assertNotIn("chmod 644", self.text)
+        self.assertNotIn(f"defaults write ~/disk/{ALL_USERS[:-6]}", self.text)
+        self.assertEqual(before, self.whole_state())
+
+    def assert_left_out(self, reason, *names):
+        verdicts = self.verdicts()
+        for name in names:
+            self.assertEqual("left out: " + reason, verdicts[name], name)
+
+    def test_apache_is_left_alone_where_it_does_not_accept_its_own_configuration(self):
+        (self.state / "apache-runs").touch()
+        (self.state / "fail apachectl configtest").touch()
+        before = self.whole_state()
+        status, said = self.run_report()
+        self.assertEqual(0, status, said + self.text)
+        self.assert_left_out("Apache does not accept the configuration that it has",
+                             "apache at work")
+        self.assert_left_out("Apache does not run with the report's configuration",
+                             "a page by apache", "an abnormal end", "an event from apache",
+                             "responsible process")
+        self.assertNotIn(CONFIGURATION, self.text)
+        self.assertFalse((self.state / "restarted").exists())
+        self.assertEqual(before, self.whole_state())
+
+    def test_no_restart_with_a_configuration_that_is_not_accepted(self):
+        (self.state / "refuses").touch()
+        status, said = self.run_report()
+        self.assertEqual((1, "NOT AS EXPECTED"), (status, self.verdicts()["apache at work"]), said)
+        self.assert_left_out("Apache does not run with the report's configuration",
+                             "a page by apache")
+        self.assertFalse((self.state / "restarted").exists())
+
+    def test_rows_that_need_a_package_are_left_out_without_one(self):
+        (self.state / "fail productbuild --distribution").touch()
+        before = self.whole_state()
+        status, said = self.run_report()
+        self.assertEqual((1, "NOT AS EXPECTED"), (status, self.verdicts()["the build"]), said)
+        self.assert_left_out("there is no package", "the installation")
+        self.assert_left_out("the programs are not installed", "no quarantine", "apache at work",
+                             "preferences of all users", "preferences of www",
+                             "arguments are no preferences", "the doctor without a server",
+                             "starts in apple event mode", "starts in tunnel mode")
+        self.assertEqual(before, self.whole_state())
+
+    def test_what_could_not_be_redacted_is_kept_and_said(self):
+        self.add_program(self.tools / "python3", f"""#!/bin/sh
+            case "$2" in *sys.stdin.buffer*) exit 1 ;; *) exec {sys.executable} "$@" ;; esac""")
+        status, said = self.run_report()
+        self.assertEqual((1, ""), (status, self.text))
+        self.assertIn("Names could not be replaced: what was gathered is not in the report.", said)
+        kept = re.search(r"what was saved is in (.*)[.]$", said, re.MULTILINE)[1]
+        gathered = pathlib.Path(kept, "gathered").read_text()
+        self.assertIn("=== the system\n", gathered)
+        self.assertIn("=== summary\n", gathered)
+
+    def test_sudo_is_refreshed_until_the_end(self):
+        self.run_report()
+        (self.state / "refreshed").unlink()
+        time.sleep(0.5)
+        self.assertFalse((self.state / "refreshed").exists())
+
+    def test_what_building_needs_is_asked_for_before_anything(self):
+        (self.tools / "ninja").unlink()
+        (self.state / "no-googletest").touch()
+        status, said = self.run_report()
+        self.assertEqual(1, status)
+        self.assertIn("ninja: brew install ninja\n", said)
+        self.assertIn("GoogleTest: brew install googletest\n", said)
+        self.assertFalse(self.report_file.exists())
+
     def test_elsewhere_it_says_what_is_missing(self):
         (self.tools / "launchctl").unlink()
         status, said = self.run_report()
@@ -417,7 +536,7 @@ class InterruptTest(ReportTest):
 
     def test_all_is_put_back_and_stopped(self):
         for command, number in (("installer -pkg", signal.SIGTERM), ("dscl .", signal.SIGINT),
-                                ("apachectl configtest", signal.SIGHUP),
+                                ("apachectl restart", signal.SIGHUP),
                                 ("curl -si", signal.SIGINT)):
             with self.subTest(command=command, signal=number.name):
                 self.interrupt(command, number)

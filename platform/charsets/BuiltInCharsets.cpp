@@ -58,6 +58,17 @@ std::optional<Data> decodedBeyondASCII(Next next, std::string_view bytes) {
       bytes);
 }
 
+// By a decoder that remembers what it has read.
+template <typename Decoder>
+std::optional<Data> decodedByStates(std::string_view bytes) {
+  return decodedBy(
+      [decoder = Decoder()](std::string_view rest) mutable { return decoder.next(rest); }, bytes);
+}
+
+// Browsers read nothing in charsets whose bytes can pass a filter as text and be markup afterwards.
+// One character says that there was something.
+Data replacement(std::string_view bytes) { return bytes.empty() ? "" : "\xEF\xBF\xBD"; }
+
 std::optional<Data> decodedBySingleBytes(std::string_view bytes, TextEncoding encoding) {
   const auto* const charset =
       std::find_if(std::begin(kSingleByteCharsets), std::end(kSingleByteCharsets),
@@ -93,9 +104,11 @@ std::optional<Data> decodedToUTF8(std::string_view bytes, TextEncoding encoding)
     case kShiftJISTextEncoding:
       return decodedBeyondASCII(shiftJISSequence, bytes);
     case kISO2022JPTextEncoding:
-      return decodedBy([decoder = ISO2022JPDecoder()](
-                           std::string_view rest) mutable { return decoder.next(rest); },
-                       bytes);
+      return decodedByStates<ISO2022JPDecoder>(bytes);
+    case kISO2022KRTextEncoding:
+      return decodedByStates<ISO2022KRDecoder>(bytes);
+    case kHZTextEncoding:
+      return decodedByStates<HZDecoder>(bytes);
     case kEUCKRTextEncoding:
       return decodedBeyondASCII(eucKRSequence, bytes);
     case kWindowsKoreanTextEncoding:
@@ -106,6 +119,8 @@ std::optional<Data> decodedToUTF8(std::string_view bytes, TextEncoding encoding)
       return decodedBeyondASCII(gb18030Sequence, bytes);
     case kBig5TextEncoding:
       return decodedBeyondASCII(big5Sequence, bytes);
+    case kReplacementTextEncoding:
+      return replacement(bytes);
     default:
       return decodedBySingleBytes(bytes, encoding);
   }

@@ -41,8 +41,12 @@ inline constexpr TextEncoding kWindowsBalticRimTextEncoding = kCoreFoundations |
 inline constexpr TextEncoding kWindowsVietnameseTextEncoding = kCoreFoundations | 0x0508;
 inline constexpr TextEncoding kGB2312TextEncoding = kCoreFoundations | 0x0630;
 inline constexpr TextEncoding kGB18030TextEncoding = kCoreFoundations | 0x0632;
+// Of ISO-2022-CN; see replacement() in BuiltInCharsets.cpp.
+inline constexpr TextEncoding kReplacementTextEncoding = kCoreFoundations | 0x0830;
+inline constexpr TextEncoding kISO2022KRTextEncoding = kCoreFoundations | 0x0840;
 inline constexpr TextEncoding kEUCKRTextEncoding = kCoreFoundations | 0x0940;
 inline constexpr TextEncoding kKOI8RTextEncoding = kCoreFoundations | 0x0A02;
+inline constexpr TextEncoding kHZTextEncoding = kCoreFoundations | 0x0A05;
 inline constexpr TextEncoding kBig5TextEncoding = kCoreFoundations | 0x0A06;
 inline constexpr TextEncoding kKOI8UTextEncoding = kCoreFoundations | 0x0A08;
 

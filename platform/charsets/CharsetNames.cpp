@@ -92,10 +92,13 @@ constexpr Charset kCharsets[] = {
     {kWindowsKoreanTextEncoding,
      "windows-949 ks_c_5601-1987 ks_c_5601-1989 ksc_5601 ksc5601 korean iso-ir-149 "
      "csksc56011987 "},
+    {kISO2022KRTextEncoding, "iso-2022-kr csiso2022kr "},
     {kGB18030TextEncoding,
      "gb18030 csgb18030 gbk x-gbk csgbk cp936 ms936 windows-936 gb2312 gb_2312 csgb2312 "},
     {kGB2312TextEncoding, "gb_2312-80 iso-ir-58 chinese csiso58gb231280 "},
+    {kHZTextEncoding, "hz-gb-2312 "},
     {kBig5TextEncoding, "big5 cn-big5 x-x-big5 csbig5 big5-hkscs csbig5hkscs "},
+    {kReplacementTextEncoding, "replacement iso-2022-cn iso-2022-cn-ext "},
 };
 
 // Whether the name in any case is one of those that have a blank behind them.

@@ -1,4 +1,4 @@
-// GB 18030, which includes GBK and GB 2312, and Big5 with the characters of Hong Kong.
+// GB 18030, which includes GBK and GB 2312, HZ, and Big5 with the characters of Hong Kong.
 #include <algorithm>
 #include <iterator>
 
@@ -77,6 +77,36 @@ Sequence gb2312Sequence(std::string_view bytes) {
   if (bytes.substr(0, 2) == "\xA1\xAA")
     return {2, 0x2015};  // horizontal bar
   return gb18030Sequence(bytes);
+}
+
+Sequence HZDecoder::next(std::string_view bytes) {
+  const unsigned byte = byteAt(bytes, 0);
+  if (byte == '~')
+    return escape(bytes);
+  if (isLineEnd(byte))
+    isChinese_ = false;
+  if (!isChinese_)
+    return byte < 0x80 ? Sequence{1, byte} : Sequence();
+  const unsigned row = byte + 0x80;
+  const unsigned column = byteAt(bytes, 1) + 0x80;
+  if (placeInSquare(row, column) == kSquare)
+    return {};
+  const char pair[] = {static_cast<char>(row), static_cast<char>(column)};
+  return gb2312Sequence({pair, 2});
+}
+
+// In Chinese a tilde is the first byte of no character.
+Sequence HZDecoder::escape(std::string_view bytes) {
+  const unsigned second = byteAt(bytes, 1);
+  if (second == (isChinese_ ? '}' : '{')) {
+    isChinese_ = !isChinese_;
+    return {2};
+  }
+  if (isChinese_)
+    return {};
+  if (second == '\n')
+    return {2};  // a line that goes on
+  return second == '~' ? Sequence{2, '~'} : Sequence();
 }
 
 Sequence big5Sequence(std::string_view bytes) {

@@ -37,6 +37,30 @@ class ISO2022JPDecoder {
   Set set_ = Set::kASCII;
 };
 
+// ISO-2022-KR shifts to Korean, and back to ASCII, by a control character.
+class ISO2022KRDecoder {
+ public:
+  Sequence next(std::string_view bytes);
+
+ private:
+  bool isKorean_ = false;
+};
+
+// HZ does so by a tilde and a brace.
+class HZDecoder {
+ public:
+  Sequence next(std::string_view bytes);
+
+ private:
+  Sequence escape(std::string_view bytes);
+
+  bool isChinese_ = false;
+};
+
+// Control characters that choose between two sets.
+inline constexpr unsigned kShiftOut = 0x0E;
+inline constexpr unsigned kShiftIn = 0x0F;
+
 // The byte at a position; beyond the end 0, which is no part of any character.
 inline unsigned byteAt(std::string_view bytes, size_t position) {
   return position < bytes.size() ? static_cast<unsigned char>(bytes[position]) : 0;
@@ -56,6 +80,9 @@ inline Sequence squareSequence(const char16_t* square, unsigned row, unsigned co
   const size_t place = placeInSquare(row, column);
   return place < kSquare ? sequenceOf(2, square[place]) : Sequence();
 }
+
+// In charsets of seven bits a line in two bytes to a character ends with its line end.
+inline bool isLineEnd(unsigned byte) { return byte == '\n' || byte == '\r'; }
 
 // The EUC charsets keep the second set of control characters, 80 to 9F.
 inline bool isC1Control(unsigned byte) { return byte >= 0x80 && byte < 0xA0; }

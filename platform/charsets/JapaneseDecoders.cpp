@@ -59,8 +59,8 @@ Sequence ISO2022JPDecoder::next(std::string_view bytes) {
   const unsigned byte = byteAt(bytes, 0);
   if (byte == 0x1B)
     return escape(bytes);
-  if ((byte == '\n' || byte == '\r') && set_ != Set::kRoman)
-    set_ = Set::kASCII;  // a line in Japanese ends with its line end
+  if (isLineEnd(byte) && set_ != Set::kRoman)
+    set_ = Set::kASCII;
   if (set_ != Set::kKanji)
     return single(byte);
   // The same square as in EUC-JP, with bytes from 21 to 7E.
@@ -85,8 +85,6 @@ Sequence ISO2022JPDecoder::escape(std::string_view bytes) {
 }
 
 Sequence ISO2022JPDecoder::single(unsigned byte) const {
-  constexpr unsigned kShiftOut = 0x0E;
-  constexpr unsigned kShiftIn = 0x0F;
   if (byte >= 0x80 || byte == kShiftOut || byte == kShiftIn)
     return {};
   if (set_ == Set::kKatakana && byte > ' ')

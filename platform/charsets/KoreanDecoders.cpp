@@ -1,4 +1,4 @@
-// EUC-KR, and Windows' code page 949, which adds all the other syllables.
+// EUC-KR, the same in seven bits, and Windows' code page 949, which adds all the other syllables.
 #include "platform/charsets/Decoders.h"
 
 namespace quintora {
@@ -57,6 +57,22 @@ Sequence extensionSequence(unsigned lead, unsigned trail) {
 Sequence eucKRSequence(std::string_view bytes) {
   const unsigned lead = byteAt(bytes, 0);
   return isC1Control(lead) ? Sequence{1, lead} : squareSequence(kKSX1001, lead, byteAt(bytes, 1));
+}
+
+Sequence ISO2022KRDecoder::next(std::string_view bytes) {
+  constexpr std::string_view kDesignation = "\x1B$)C";  // says which set is shifted to
+  const unsigned byte = byteAt(bytes, 0);
+  if (bytes.substr(0, kDesignation.size()) == kDesignation)
+    return {kDesignation.size()};
+  if (byte == kShiftOut || byte == kShiftIn) {
+    isKorean_ = byte == kShiftOut;
+    return {1};
+  }
+  if (isLineEnd(byte))
+    isKorean_ = false;
+  if (isKorean_)
+    return squareSequence(kKSX1001, byte + 0x80, byteAt(bytes, 1) + 0x80);
+  return byte < 0x80 && byte != 0x1B ? Sequence{1, byte} : Sequence();
 }
 
 Sequence windowsKoreanSequence(std::string_view bytes) {

@@ -89,6 +89,18 @@ class Charsets(BridgeTest):
             b"\x1B$B" + bytes(byte & 0x7F for byte in code) + b"\x1B(B": text
             for code, text in EUC_JP.items() if len(code) == 2 and code[0] > 0xA0})
 
+    def test_hz_and_iso_2022_kr(self):
+        for label, codec, square in (("hz-gb-2312", "hz", "gb2312"),
+                                     ("iso-2022-kr", "iso2022_kr", "euc_kr")):
+            with self.subTest(label=label):
+                characters = texts(PAIRS, square).values()
+                self.check(label, {text.encode(codec): text for text in characters})
+
+    def test_the_replacement(self):
+        for label in "replacement", "iso-2022-cn", "iso-2022-cn-ext":
+            with self.subTest(label=label):
+                self.check(label, {b"\x1B$)A\x0EHU\x0F": "\uFFFD"})
+
     def test_charsets_of_iconv_that_static_programs_have(self):
         for label in "cp437", "cp850":
             with self.subTest(label=label):

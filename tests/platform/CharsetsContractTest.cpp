@@ -127,6 +127,56 @@ TEST(CharsetsContract, ChineseAndKoreanCharsetsHaveTheirExtensions) {
   });
 }
 
+TEST(CharsetsContract, HZAndISO2022KRSwitchBetweenASCIIAndPairs) {
+  expectTexts({
+      {"hz-gb-2312", "a~{HU1>~}b", "a\u65E5\u672Cb"},
+      {"HZ-GB-2312", "~{!$!*0!~}", "\u30FB\u2015\u554A"},
+      {"hz-gb-2312", "~~{~~~{HU~}~~", "~{~\u65E5~"},
+      {"hz-gb-2312", "a~\nb\nc", "ab\nc"},  // a line that goes on
+      {"hz-gb-2312", "~{HU\nHU", "\u65E5\nHU"},
+      {"hz-gb-2312", "~{HU\r\n~{HU", "\u65E5\r\n\u65E5"},
+      {"hz-gb-2312", "~{~}\x7F", "\x7F"},
+      {"iso-2022-kr", "\x1B$)Ca\x0EGQ1[\x0F b", "a\uD55C\uAE00 b"},
+      {"ISO-2022-KR", "\x0EGQ\x1B$)CGQ\x0FGQ\x1B$)C", "\uD55C\uD55CGQ"},
+      {"csiso2022kr", "\x1B$)C\x0EGQ\nGQ", "\uD55C\nGQ"},
+      {"iso-2022-kr", "\x0EGQ\r\n\x0EGQ", "\uD55C\r\n\uD55C"},
+      {"iso-2022-kr", "\x0F\x0E\x0E\x0F\x0F\\~\x7F", "\\~\x7F"},
+  });
+}
+
+TEST(CharsetsContract, TextCutAnywhereEndsBeforeTheSequenceThatIsNotWhole) {
+  const struct {
+    const char* charset;
+    std::string bytes;
+    std::vector<String> texts;  // of its first bytes: of none, of one, ...
+  } rows[] = {
+      {"hz-gb-2312",
+       "a~{HU\n~~~\n",
+       {"", "a", {}, "a", {}, "a\u65E5", "a\u65E5\n", {}, "a\u65E5\n~", {}, "a\u65E5\n~"}},
+      {"hz-gb-2312", "~{HU~}HU", {"", {}, "", {}, "\u65E5", {}, "\u65E5", "\u65E5H", "\u65E5HU"}},
+      {"iso-2022-kr",
+       "\x1B$)C\x0EGQ\x0FGQ",
+       {"", {}, {}, {}, "", "", {}, "\uD55C", "\uD55C", "\uD55CG", "\uD55CGQ"}},
+      {"replacement", "\x1B$)", {"", "\uFFFD", "\uFFFD", "\uFFFD"}},
+  };
+  for (const auto& row : rows) {
+    const TextEncoding encoding = textEncodingFromIANACharSetName(row.charset);
+    ASSERT_EQ(row.texts.size(), row.bytes.size() + 1);
+    for (size_t size = 0; size < row.texts.size(); ++size)
+      EXPECT_EQ(decodeData(row.bytes.substr(0, size), encoding), row.texts[size])
+          << row.charset << " " << size;
+  }
+}
+
+TEST(CharsetsContract, AnyBytesOfTheReplacementAreOneCharacter) {
+  expectTexts({
+      {"replacement", "<p>\xFF", "\uFFFD"},
+      {"iso-2022-cn", "\x1B$)A\x0EHU\x0F", "\uFFFD"},
+      {"ISO-2022-CN-EXT", "a", "\uFFFD"},
+      {"iso-2022-cn", "", ""},
+  });
+}
+
 TEST(CharsetsContract, ASequenceThatIsNotWholeOrStandsForNothingMakesTheTextAbsent) {
   const Row rows[] = {
       {"shift_jis", "z\x82", {}},
@@ -151,6 +201,31 @@ TEST(CharsetsContract, ASequenceThatIsNotWholeOrStandsForNothingMakesTheTextAbse
       {"iso-2022-jp", "\x0E", {}},
       {"iso-2022-jp", "\x1B$BF\xFC", {}},
       {"iso-2022-jp", "\x1B(I`", {}},
+      {"hz-gb-2312", "a\x80z", {}},
+      {"hz-gb-2312", "\xC8\xD5", {}},
+      {"hz-gb-2312", "~{H\xD5", {}},
+      {"hz-gb-2312", "~{\xC8U", {}},
+      {"hz-gb-2312", "~{H~}", {}},
+      {"hz-gb-2312", "~{H\n", {}},
+      {"hz-gb-2312", "~{HU 1>", {}},
+      {"hz-gb-2312", "~{~{", {}},
+      {"hz-gb-2312", "~{~~~}", {}},
+      {"hz-gb-2312", "~{~\n", {}},
+      {"hz-gb-2312", "~{~!", {}},
+      {"hz-gb-2312", "~}", {}},
+      {"hz-gb-2312", "~a", {}},
+      {"hz-gb-2312", "~", {}},
+      {"iso-2022-kr", "a\x80z", {}},
+      {"iso-2022-kr", "\xC7\xD1", {}},
+      {"iso-2022-kr", "\x0EG\xD1", {}},
+      {"iso-2022-kr", "\x0E\xC7Q", {}},
+      {"iso-2022-kr", "\x0EG\x0F", {}},
+      {"iso-2022-kr", "\x0EG\n", {}},
+      {"iso-2022-kr", "\x0EGQ GQ", {}},
+      {"iso-2022-kr", "\x0E\x7F!", {}},
+      {"iso-2022-kr", "\x1B$)A", {}},
+      {"iso-2022-kr", "\x1B$)", {}},
+      {"iso-2022-kr", "a\x1Bz", {}},
       {"euc-kr", "\xC7\x20", {}},
       {"euc-kr", "\xC7", {}},
       {"euc-kr", "\xA0", {}},
@@ -198,6 +273,8 @@ TEST(CharsetsContract, AByteThatDoesNotFitIsFoundWhereItStands) {
       {"shift_jis", "\x93\xFA", "\x93\x20 \x93\xFA"},
       {"iso-2022-jp", "\x1B$BF|", "F"},
       {"iso-2022-jp", "a\x1B$BF|\x1B(B", "\x1B(Q"},
+      {"iso-2022-kr", "\x1B$)C\x0EGQ", "G"},
+      {"hz-gb-2312", "~{HU~}~~", "~ "},
       {"gb18030", "\x94\x39\xDA\x33", "\x94\x39\xDA"},
       {"big5", "\x88\x62\x88\x62", "\x88"},
       {"no-such-charset", "", "a"},

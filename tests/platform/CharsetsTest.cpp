@@ -91,6 +91,8 @@ const struct {
     {0x80000940, "cseuckr euc-kr"},
     {0x80000422, "csksc56011987 iso-ir-149 korean ks_c_5601-1987 ks_c_5601-1989 ksc5601 ksc_5601 "
                  "windows-949"},
+    {0x80000840, "csiso2022kr iso-2022-kr"},
+    {0x80000A05, "hz-gb-2312"},
     {0x90000100, "utf-16be"},
     {0x94000100, "utf-16le"},
     {10, "csunicode iso-10646-ucs-2 ucs-2 unicode unicodefeff unicodefffe utf-16"},
@@ -123,10 +125,23 @@ TEST(Charsets, TheBuiltInNamesAreKnownInAnyCase) {
   }
 }
 
+TEST(Charsets, AnyBytesOfTheReplacementAreOneCharacter) {
+  for (const std::string label : {"replacement", "iso-2022-cn", "iso-2022-cn-ext"}) {
+    for (const std::string& name : {label, upper(label), mixed(label)}) {
+      EXPECT_EQ(builtInTextEncoding(name), 0x80000830) << name;
+      EXPECT_EQ(encodingOf(name), 0x80000830) << name;
+      EXPECT_EQ(decode("", name), "") << name;
+      for (const std::string& bytes :
+           {"z"s, "\0"s, "\n"s, "\xFF"s, "<b>\x1B$)A\x0EHU\x0F"s, std::string(64 * 1024, '\xE6')})
+        EXPECT_EQ(decode(bytes, name), "\uFFFD") << name << " " << bytes.size();
+    }
+  }
+}
+
 TEST(Charsets, NoOtherNameIsBuiltIn) {
   for (const char* const name : {"", "utf", "utf-", "utf-88", "utf-7", "utf-32", "iso-8859-12",
                                  "iso-8859", "windows-125", "windows-12522", "x-user-defined",
-                                 "replacement", " ", "utf-8 ", " utf-8", "utf-8 utf8", "x-unknown"})
+                                 "iso-2022-c", " ", "utf-8 ", " utf-8", "utf-8 utf8", "x-unknown"})
     EXPECT_EQ(builtInTextEncoding(name), kNoTextEncoding) << name;
 }
 
@@ -181,7 +196,7 @@ const struct {
     {"ibm437", "\x9B", "\u00A2"},
     {"ibm850", "\xD5", "\u0131"},
     {"viscii", "\xD0", "\u0110"},
-    {"iso-2022-kr", "\x1B$)C\x0EGQ\x0F", "\uD55C"},
+    {"iso-2022-jp-2", "\x1B$(CGQ\x1B(B", "\uD55C"},
     {"utf-7", "+ZeU-1",
      "\u65E5"
      "1"},
@@ -212,7 +227,7 @@ TEST(Charsets, AByteThatDoesNotFitTheLibrarysCharsetMakesTheTextAbsent) {
     std::string name, bytes;
   } rows[] = {
       {"utf-7", "a\x80z"},
-      {"iso-2022-kr", "\x1B$)C\x0EG"},
+      {"iso-2022-jp-2", "\x1B$(CG"},
       {"utf-32be", "\0\0\0a\0\0\0"s},
       {"utf-32be", "\0\0\xD8\0"s},
       {"utf-32le", "\0\0\x11\0a\0\0\0"s},
@@ -283,6 +298,8 @@ TEST(Charsets, NoSequenceIsACharacterButThoseOfTheTables) {
       {"gb18030", 1, 23940},
       {"big5", 0, 18594},
       {"iso-2022-jp", 0, 0},
+      {"iso-2022-kr", 0, 0},
+      {"hz-gb-2312", 0, 0},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(characters(row.name, 1), row.singles) << row.name;
@@ -376,6 +393,8 @@ TEST(Charsets, LargeTextsAreDecodedWhole) {
       {"windows-949", "\x81\x41", "\uAC02", "\x81"},
       {"gb18030", "\x94\x39\xDA\x33", "\U0001F4A9", "\x94\x39\xDA"},
       {"iso-2022-jp", "\x1B$BF|\x1B(B", "\u65E5", "\x80"},
+      {"iso-2022-kr", "\x0EGQGQ\x0F\x1B$)C", "\uD55C\uD55C", "\x0EG"},
+      {"hz-gb-2312", "~{HUHU~}~~~\n", "\u65E5\u65E5~", "~"},
       {"big5-hkscs", "\x88\x62", "\u00CA\u0304", "\xFF"},
       {"big5-hkscs", "\x88\x66", "\u00CA", "\x88"},
   };

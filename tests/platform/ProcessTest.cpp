@@ -332,11 +332,7 @@ TEST(WriteStandardOutput, WritesFewerPartsThanThree) {
   } rows[] = {
       {"none", [] { writeStandardOutput(""); }, ""},
       {"one", [] { writeStandardOutput("first"); }, "first"},
-      {"two",
-       [] {
-         writeStandardOutput("first,", "second");
-       },
-       "first,second"},
+      {"two", [] { writeStandardOutput("first,", "second"); }, "first,second"},
       {"one after the other",
        [] {
          writeStandardOutput("first,");

@@ -32,11 +32,11 @@ target_compile_options(product_options INTERFACE
 
 # For the programs.
 add_library(product_link_options INTERFACE)
-if(CMAKE_SYSTEM_NAME STREQUAL Linux)
-  target_sources(product_link_options INTERFACE
-    ${PROJECT_SOURCE_DIR}/platform/linux/WithoutExceptions.cpp)
-  target_compile_definitions(product_link_options INTERFACE
-    FIRST_MEMORY_BYTES=$<IF:$<BOOL:${PORTABLE}>,131072,0>)
+set(linux ${PROJECT_SOURCE_DIR}/platform/linux)
+if(PORTABLE)
+  target_sources(product_link_options INTERFACE ${linux}/FirstMemory.cpp ${linux}/Portable.cpp)
+elseif(CMAKE_SYSTEM_NAME STREQUAL Linux)
+  target_sources(product_link_options INTERFACE ${linux}/WithoutExceptions.cpp)
 endif()
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)

@@ -9,15 +9,15 @@ namespace quintora {
 // The server application's preference domain, chosen when the bridge is built.
 extern const char* const kServerDefaultsSuite;
 
-// A decision and what it rests on, for those who have to explain it.
+// A decision and what it rests on, for the doctor to explain.
 struct ConnectionChoice {
   bool isAppleEventMode = false;
-  String protocol;    // the stored QZCGIConnectionProtocol
-  String serverPort;  // the stored QZQuintoraServerPort; absent, too, where it is not looked at
-  String nameText;    // what the file name carries; absent without a "_" in it
-  String
-      cloudPorts;  // the stored QZQuintoraCloudServerPorts; absent, too, where it is not looked at
-  String tableEntry;  // the entry of that table that holds; absent without one
+  // The stored preferences; absent, too, where they are not read.
+  String protocol;
+  String serverPort;
+  String cloudPorts;
+  String nameText;    // the file-name tag; absent without a "_" in the name
+  String tableEntry;  // the entry of the port table that matches the tag; absent without one
   String portText;    // absent in Apple-event mode
   int64_t port = 0;   // the number in portText, not necessarily one of a TCP port
 };

@@ -94,7 +94,7 @@ def load(apache, path, length, at_once, seconds):
 
 def measure(build, is_quick):
     """By turns, and of each program the median of the rates."""
-    seconds, rounds = (1, 1) if is_quick else (3, 3)
+    seconds, rounds = (3, 1) if is_quick else (3, 3)
     result = {name: {str(at_once): [] for at_once in AT_ONCE} for name in PROGRAMS}
     with running_peers(build) as (peers_by_name, server, environment), \
             PrivateApache(build.bridge, environment={

@@ -16,6 +16,7 @@
 #include "bridge/SendAppleEvent.h"
 #include "bridge/SendLocalURL.h"
 #include "bridge/ServerScript.h"
+#include "doctor/CopyVersion.h"
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 #include "platform/Process.h"
@@ -87,6 +88,8 @@ void reportCopy(Report& report, const char* path) {
   else
     report.finding(composed({name, " cannot be run by this user: ",
                              error == EISDIR ? "it is a directory" : systemSentence(error), "."}));
+  if (error == 0)
+    report.fact(versionOfCopy(path));
 }
 
 // What was found where values may come from, and whether that keeps them from being read.

@@ -31,7 +31,7 @@ endif()
 
 # As a web server starts them, and under a real web server.
 foreach(name run charsets bad_input hostile_servers hostile_clients apache apple_events
-    doctor example_server)
+    doctor example_server versions)
   python_test(end_to_end_${name} end_to_end ${name})
   set_tests_properties(end_to_end_${name} PROPERTIES TIMEOUT 300 ENVIRONMENT
     "QUINTORA_BRIDGE=${bridge};QUINTORA_IMPATIENT_BRIDGE=${impatient_bridge};QUINTORA_DOCTOR=${doctor}")
@@ -44,6 +44,7 @@ if(NOT PORTABLE)
     target_compile_definitions(${folder}_under_valgrind PRIVATE PRODUCT_MAIN="${folder}/main.cpp")
     target_link_libraries(${folder}_under_valgrind PRIVATE bridge warnings product_link_options)
   endforeach()
+  target_sources(doctor_under_valgrind PRIVATE ${PROJECT_SOURCE_DIR}/doctor/CopyVersion.cpp)
 endif()
 
 # Calls and memory that fail, on Linux. The instruments of other builds have calls and memory of

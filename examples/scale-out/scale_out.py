@@ -2,16 +2,16 @@
 """Shows two sites behind a balancer, one of which fails and comes back while visitors send forms.
 
 A site is a private Apache, the bridge and the example server; haproxy.cfg puts HAProxy in front of
-both. Visitors send one request after the other from the start to the end, half of them GETs and half
-POSTs, each with a token of its own: a third of the requests while both sites are there, a third
-while one of them is gone, a third when it is back, and as many more as it takes the balancer to
-notice each change. The site is killed, server, Apache, bridges and all, while its server has
+both. Visitors send one request after the other from the start to the end, half of them GETs and
+half POSTs, each with a token of its own: a third of the requests while both sites are there, a
+third while one of them is gone, a third when it is back, and as many more as it takes the balancer
+to notice each change. The site is killed, server, Apache, bridges and all, while its server has
 requests that it has not answered.
 
 Prints what became of them. Fails unless every answer was for its own request or told of a failure
-(or the connection was cut off without one, which tells as much), no request arrived twice, each with
-an answer arrived once, only requests that were under way when the site failed had none, some of
-these had arrived, and each phase had requests at each of its sites.
+(or the connection was cut off without one, which tells as much), no request arrived twice, each
+with an answer arrived once, only requests that were under way when the site failed had none, some
+of these had arrived, and each phase had requests at each of its sites.
 """
 import argparse
 import collections

@@ -44,7 +44,8 @@ class Charsets(unittest.TestCase):
 
     def test_a_name_has_one_meaning_whatever_its_marks(self):
         meanings = {}
-        for row in [*names_of_source(), *(names.split() for names in ROW_OF_ICONV.findall(OF_ICONV))]:
+        rows_of_iconv = [names.split() for names in ROW_OF_ICONV.findall(OF_ICONV)]
+        for row in names_of_source() + rows_of_iconv:
             for name in row:
                 meanings.setdefault(re.sub("[-_:.]", "", name), set()).add(row[0])
         self.assertEqual({}, {name: rows for name, rows in meanings.items() if len(rows) > 1})

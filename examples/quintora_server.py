@@ -132,6 +132,16 @@ def parse_arguments():
     return parser.parse_args()
 
 
+def listen(port):
+    """The server on that port; the program ends with a sentence when it cannot have the port."""
+    try:
+        return ThreadingHTTPServer(("127.0.0.1", port), TunnelHandler)
+    except (OSError, OverflowError) as error:
+        reason = str(getattr(error, "strerror", None) or error).rstrip(".")
+        sys.exit(f"Cannot listen on 127.0.0.1 port {port}: {reason}. "
+                 "Use --port to choose another port.")
+
+
 def main():
     arguments = parse_arguments()
 
@@ -142,8 +152,7 @@ def main():
     for number in signal.SIGINT, signal.SIGTERM:
         signal.signal(number, lambda *_: sys.exit())
     with contextlib.ExitStack() as stack:
-        tunnel = stack.enter_context(
-            ThreadingHTTPServer(("127.0.0.1", arguments.port), TunnelHandler))
+        tunnel = stack.enter_context(listen(arguments.port))
         tunnel.answer = answer
         if arguments.apple_events:
             events = stack.enter_context(AppleEventServer(answer))

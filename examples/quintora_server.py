@@ -31,8 +31,10 @@ import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from urllib.parse import parse_qs, unquote
 
-from apple_events import AppleEventServer
-from pages import STYLE, answer_page
+sys.dont_write_bytecode = True  # root, who may, leaves nothing in the package's directory
+
+from apple_events import AppleEventServer  # noqa: E402
+from pages import STYLE, answer_page  # noqa: E402
 
 TUNNEL_PATH = "/apache-tunnel/"
 PREFIX = "ApacheTunnel_"

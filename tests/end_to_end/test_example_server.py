@@ -232,6 +232,16 @@ class Server(unittest.TestCase):
     def test_undecodable_body_is_a_bad_request(self):
         self.assertEqual(self.ask("POST", "/apache-tunnel/", b"a=%FF")[0], 400)
 
+    def test_port_that_cannot_be_had_is_a_sentence(self):
+        program = os.path.join(ROOT, "examples", "quintora_server.py")
+        for port, reason in (self.port, "Address already in use"), (70000, "port must be 0-65535"):
+            with self.subTest(port=port):
+                result = subprocess.run([sys.executable, program, "--port", str(port)],
+                                        capture_output=True, text=True, timeout=10)
+                self.assertEqual((result.returncode, result.stdout), (1, ""))
+                self.assertRegex(result.stderr, rf"\ACannot listen on 127\.0\.0\.1 port {port}: "
+                                 rf"[^\n]*{reason}\. Use --port to choose another port\.\n\Z")
+
 
 class Life(unittest.TestCase):
     """The socket for Apple events from the server's start to its end."""

@@ -32,7 +32,7 @@ from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from urllib.parse import parse_qs, unquote
 
 from apple_events import AppleEventServer
-from pages import STYLE, answer_page
+from pages import FORM, STYLE, answer_page, short_page
 
 TUNNEL_PATH = "/apache-tunnel/"
 PREFIX = "ApacheTunnel_"
@@ -49,6 +49,10 @@ def httpRequest(variables, fields, raw, port=None):  # named as the bridge's sta
     query = parse_qs(variables.get("QUERY_STRING") or "", keep_blank_values=True)
     if "style" in query:
         page = HEADER.format("text/css") + STYLE
+    elif "form" in query:
+        page = HEADER.format("text/html") + FORM
+    elif "short" in query:
+        page = short_page(variables, fields, port)
     elif "plain" in query:
         page = "".join(f"{name} = {value}\n" for name, value in [*fields, *variables.items()])
     else:

@@ -1,5 +1,6 @@
 """The demo page in a real browser: what a visitor types is what the answer shows, in both modes."""
 import functools
+import itertools
 import subprocess
 import unittest
 from urllib.parse import parse_qs, urlencode
@@ -219,27 +220,27 @@ class Looks(BrowserTest):
     """What every visitor needs to read and to use the pages."""
 
     def test_text_stands_out_and_nothing_is_wider_than_the_window(self):
-        for scheme in "light", "dark":
-            for size in SIZES:
-                self.browser.show_as(*size, scheme)
-                for visit in self.open_form, self.send_form, self.ask:
-                    with self.subTest(scheme=scheme, size=size, page=visit.__name__):
-                        visit()
-                        count, pale = self.browser.evaluate(PALE_TEXTS)
-                        self.assertGreater(count, 10)
-                        self.assertEqual(pale, [])
-                        self.check_width(size[0])
-                        self.unfold()
-                        self.check_width(size[0])
+        for visit in self.open_form, self.send_form, self.ask:
+            visit()
+            for scheme, size in itertools.product(("light", "dark"), SIZES):
+                with self.subTest(page=visit.__name__, scheme=scheme, size=size):
+                    self.browser.show_as(*size, scheme)
+                    self.fold(True)
+                    self.check_width(size[0])
+                    self.fold(False)
+                    self.check_width(size[0])
+                    count, pale = self.browser.evaluate(PALE_TEXTS)
+                    self.assertGreater(count, 10)
+                    self.assertEqual(pale, [])
 
     def check_width(self, width):
         self.assertLessEqual(
             self.browser.evaluate("document.documentElement.scrollWidth"), width)
 
-    def unfold(self):
-        """Opens all that is folded away."""
-        self.browser.evaluate(
-            "document.querySelectorAll('details').forEach(details => details.open = true)")
+    def fold(self, is_folded):
+        """Folds away all that can be, or opens it."""
+        self.browser.evaluate("document.querySelectorAll('details').forEach("
+                              f"details => details.open = {'false' if is_folded else 'true'})")
 
     @in_each_mode
     def test_phone_shows_the_whole_answer_at_once(self, mode):
@@ -256,7 +257,7 @@ class Looks(BrowserTest):
                   "REMOTE_PORT"]
         page = self.browser.evaluate("document.body.innerText")
         self.assertEqual([text for text in folded if text in page], [])
-        self.unfold()
+        self.fold(False)
         page = self.browser.evaluate("document.body.innerText")
         self.assertEqual([text for text in folded if text not in page], [])
 
@@ -286,8 +287,8 @@ class Looks(BrowserTest):
     def test_a_field_with_a_limit_says_so(self):
         self.open_form()
         limits = self.browser.evaluate("""[...document.querySelectorAll("[maxlength]")].map(
-            field => [field.labels[0].textContent, field.maxLength,
-                      document.getElementById(field.getAttribute("aria-describedby")).innerText])""")
+            field => [field.labels[0].textContent, field.maxLength, document.getElementById(
+                field.getAttribute("aria-describedby")).innerText])""")
         self.assertEqual(limits, [[name, limit, f"{limit} characters, more is cut"]
                                   for name, limit in LIMITS.items()])
 

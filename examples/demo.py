@@ -118,7 +118,8 @@ def show_all(demo):
             for argument in ("--data-urlencode", "=".join(field))))
     counts = " and ".join(f"2 in {MODES[protocol][0]} mode" for protocol in protocols)
     print(f"\n{2 * len(protocols)} requests, {counts}: every page shows what was sent. Next:\n"
-          "script/demo --serve for a browser, docs/server.md to write a server, README.md to install.")
+          "script/demo --serve for a browser, docs/server.md to write a server, README.md to "
+          "install.")
 
 
 def show(title, mode, sent, *arguments):

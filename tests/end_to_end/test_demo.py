@@ -11,8 +11,13 @@ import urllib.request
 from tests.support.harness import BRIDGE, ROOT, open_folder
 
 DEMO = os.path.join(ROOT, "examples", "demo.py")
-ON_MACOS = "import runpy, sys; sys.platform = 'darwin'; sys.argv = sys.argv[1:]; " \
-    "sys.path.insert(0, sys.argv[0].rpartition('/')[0]); runpy.run_path(sys.argv[0], None, '__main__')"
+ON_MACOS = f"""
+import sys
+sys.platform = "darwin"
+sys.path.insert(0, "{os.path.dirname(DEMO)}")
+import demo
+demo.main()
+"""
 
 
 def run(*command, **options):
@@ -71,15 +76,17 @@ class Output(unittest.TestCase):
         for mode in "tunnel", "Apple-event":
             pages = [line for line in lines if line.startswith(f"The request came in {mode} mode")]
             self.assertEqual(len(pages), 2)
-        for line in "  id = 7", "  city = Zürich", '  name = Zoë "Zed" Müller', "  sum = 1 + 1 = 2":
+        for line in ("  id = 7", "  city = Zürich",
+                     '  name = Zoë "Zed" Müller', "  sum = 1 + 1 = 2"):
             self.assertEqual(lines.count(line), 2, line)
-        self.assertIn("4 requests, 2 in tunnel mode and 2 in Apple-event mode: every page", lines[-2])
+        self.assertIn("4 requests, 2 in tunnel mode and 2 in Apple-event mode: every page",
+                      lines[-2])
         for step in "script/demo --serve", "docs/server.md", "README.md":
             self.assertIn(step, lines[-1])
 
     def test_macos_has_tunnel_mode_without_preferences(self):
         with open_folder() as nowhere:
-            result = run(sys.executable, "-c", ON_MACOS, DEMO, BRIDGE,
+            result = run(sys.executable, "-c", ON_MACOS, BRIDGE,
                          env={**os.environ, "XDG_CONFIG_HOME": nowhere})
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         self.assertNotIn("Apple", result.stdout)

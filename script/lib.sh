@@ -28,7 +28,7 @@ install_debian_packages() {
   if ((EUID != 0)); then
     as_root=(sudo)
   fi
-  echo "Installing ${missing[*]}" >&2
+  echo "Installing with apt-get, which can take minutes: ${missing[*]}" >&2
   ${as_root[@]+"${as_root[@]}"} apt-get update -qq
   ${as_root[@]+"${as_root[@]}"} env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -44,6 +44,7 @@ TOKEN = re.compile("token-[0-9a-f]{16}")
 TOLD = re.compile("CGI tunnel request error:|Quintora CGI error:")
 AT_ONCE = 8
 PATIENCE = 100  # seconds for an answer; the balancer and the bridge give up before
+HELD = 30       # for requests to hold, before the first bridge gives up
 LONGEST = 3600  # seconds for all requests of a phase
 PHASES = "both sites", "one fails", "one site", "one comes back", "both again"
 BOTH, FAILING, ONE, COMING_BACK, AGAIN = range(len(PHASES))
@@ -92,15 +93,19 @@ class Site:
         query = parse_qs(variables.get("QUERY_STRING") or "")
         for token in query.get("token", []) + [value for name, value in fields if name == "token"]:
             self.arrived[token] += 1
-            if not self.is_answering.is_set():
-                self.held.add(variables["REQUEST_METHOD"])
+            method = variables["REQUEST_METHOD"]
+            if method not in self.held and not self.is_answering.is_set():
+                self.held.add(method)
                 self.is_answering.wait()
         return httpRequest(variables, fields, *rest)
 
     def hold(self):
-        """From here on requests arrive and get no answer; returns when there are some of both."""
+        """Keeps the next GET and the next POST without an answer; returns when it has both.
+
+        No more, since all POSTs might be here then, and the balancer's GETs go to the other site.
+        """
         self.is_answering.clear()
-        wait_until(lambda: self.held == {"GET", "POST"}, "a GET and a POST at the site")
+        wait_until(lambda: self.held == {"GET", "POST"}, "a GET and a POST at the site", HELD)
 
     def kill(self):
         """At once, as a power failure does; nothing is brought to its end."""

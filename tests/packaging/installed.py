@@ -19,7 +19,8 @@ def text_of(file):
 
 
 def man_pages(prefix):
-    return [file for file in prefix.glob("share/man/man?/*") if file.is_file()]
+    """The product's own."""
+    return [file for file in prefix.glob("share/man/man?/*") if "quintora" in file.name.lower()]
 
 
 def faults(root, prefix):

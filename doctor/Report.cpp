@@ -49,11 +49,6 @@ void Report::add(const Findings& findings) {
     finding(each);
 }
 
-void Report::bytes(std::string_view printed) {
-  std::fflush(stdout);
-  writeStandardOutput(printed, printed.empty() || printed.back() == '\n' ? "" : "\n");
-}
-
 void Report::numberFindings(Weight weight, int& number) {
   for (const Finding& finding : findings_) {
     if (finding.weight == weight)

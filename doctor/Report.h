@@ -35,9 +35,6 @@ class Report {
   void finding(Finding finding);
   void add(const Findings& findings);
 
-  // Bytes as they are.
-  void bytes(std::string_view printed);
-
   // The findings in the order of their weight.
   void conclude();
   bool isHealthy() const { return findings_.empty(); }

@@ -1,6 +1,7 @@
 #include "doctor/Server.h"
 
 #include <chrono>
+#include <cstdio>
 
 #include "bridge/FinishResponse.h"
 #include "bridge/Messages.h"
@@ -11,6 +12,8 @@
 #include "doctor/Advice.h"
 #include "doctor/Page.h"
 #include "doctor/Reply.h"
+#include "extras/NSString+Extras.h"
+#include "platform/Process.h"
 
 namespace quintora {
 
@@ -34,9 +37,11 @@ void reportOutput(Report& report, bool isEmptyExplained = false) {
   FinishedResponse response = FinishResponse(cgiResult);
   const size_t end = response.text.find('\0');
   cutAtNUL(response);
-  report.bytes(response.whole());
+  const std::string printed = response.whole();
+  std::fflush(stdout);
+  writeStandardOutput(printed, endsWith(printed, "\n") ? "" : "\n");
   report.section("The page");
-  report.fact(composed({"It has ", response.whole().size(), " bytes, its header included."}));
+  report.fact(composed({"It has ", printed.size(), " bytes, its header included."}));
   if (end != std::string::npos)
     report.finding({Weight::harms, composed({"The page has a NUL after ", end, " bytes."}),
                     "The output ends there, so the page is cut off or empty.",

@@ -64,8 +64,8 @@ std::string fixOfFailure(std::string_view sentence, const ConnectionChoice& choi
       continue;
     if (advice.more == More::nothing)
       return advice.fix;
-    return advice.fix +
-           (advice.more == More::port ? fixOfPort(choice) : findingListener(choice.port));
+    return composed(
+        {advice.fix, advice.more == More::port ? fixOfPort(choice) : findingListener(choice.port)});
   }
   return "docs/messages.md lists this text with its causes.";
 }

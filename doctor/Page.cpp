@@ -28,20 +28,18 @@ bool hasOwnHeader(const FinishedResponse& response) { return response.header.emp
 // Apache takes any three digits; a browser waits for another response after a status below 200.
 void checkStatus(Findings& findings, const std::string& status) {
   const long number = std::strtol(status.c_str(), nullptr, 10);
-  const char* const kFix =
-      "Write a number from 200 to 599 and its name, as in \"Status: 404 Not "
-      "Found\".";
+  const std::string written = excerpt(composed({"Status: ", status}));
+  constexpr const char* kFix =
+      "Write a number from 200 to 599 and its name, as in \"Status: 404 Not Found\".";
   if (number < 100 || number > 999)
-    findings.push_back({Weight::harms,
-                        composed({"The page's ", excerpt("Status: " + status),
-                                  " does not begin with a number of three digits."}),
-                        "Apache sends the page with the status 500, \"Internal Server Error\".",
-                        kFix});
-  else if (number < 200)
     findings.push_back(
-        {Weight::stops,
-         composed({"The page's ", excerpt("Status: " + status), " is not the status of a page."}),
-         "A browser waits for another response and shows nothing.", kFix});
+        {Weight::harms,
+         composed({"The page's ", written, " does not begin with a number of three digits."}),
+         "Apache sends the page with the status 500, \"Internal Server Error\".", kFix});
+  else if (number < 200)
+    findings.push_back({Weight::stops,
+                        composed({"The page's ", written, " is not the status of a page."}),
+                        "A browser waits for another response and shows nothing.", kFix});
 }
 
 // The bridge prints UTF-8, whatever the page says of itself.

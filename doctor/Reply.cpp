@@ -44,9 +44,7 @@ bool reportCharset(Report& report, const HTTPResponse& response) {
       {Weight::stops,
        composed({"Byte ", fitting + 1, " of the reply, hexadecimal ",
                  radixstrValueBytes(16, byte, 1), ", is not valid in the charset \"", name, "\"."}),
-       kEmpty,
-       "Let the server declare the charset that it sends, or send what it "
-       "declares."});
+       kEmpty, "Let the server declare the charset that it sends, or send what it declares."});
   return false;
 }
 

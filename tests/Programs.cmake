@@ -47,9 +47,8 @@ if(NOT PORTABLE)
   foreach(folder bridge doctor)
     add_executable(${folder}_under_valgrind EXCLUDE_FROM_ALL end_to_end/UnderValgrind.cpp)
     target_compile_definitions(${folder}_under_valgrind PRIVATE PRODUCT_MAIN="${folder}/main.cpp")
-    target_link_libraries(${folder}_under_valgrind PRIVATE bridge warnings product_link_options)
+    target_link_libraries(${folder}_under_valgrind PRIVATE ${folder} warnings product_link_options)
   endforeach()
-  target_sources(doctor_under_valgrind PRIVATE ${PROJECT_SOURCE_DIR}/doctor/CopyVersion.cpp)
 endif()
 
 # Calls and memory that fail, on Linux. The instruments of other builds have calls and memory of

@@ -34,7 +34,7 @@ from urllib.parse import parse_qs, unquote
 sys.dont_write_bytecode = True  # root, who may, leaves nothing in the package's directory
 
 from apple_events import AppleEventServer  # noqa: E402
-from pages import STYLE, answer_page  # noqa: E402
+from pages import FORM, STYLE, answer_page, short_page  # noqa: E402
 
 TUNNEL_PATH = "/apache-tunnel/"
 PREFIX = "ApacheTunnel_"
@@ -51,6 +51,10 @@ def httpRequest(variables, fields, raw, port=None):  # named as the bridge's sta
     query = parse_qs(variables.get("QUERY_STRING") or "", keep_blank_values=True)
     if "style" in query:
         page = HEADER.format("text/css") + STYLE
+    elif "form" in query:
+        page = HEADER.format("text/html") + FORM
+    elif "short" in query:
+        page = short_page(variables, fields, port)
     elif "plain" in query:
         page = "".join(f"{name} = {value}\n" for name, value in [*fields, *variables.items()])
     else:

@@ -219,7 +219,8 @@ void checkNamed(std::string_view name, std::string_view bytes) {
   }
   if (encoding == kUnknownTextEncoding)
     return;
-  const std::optional<std::u16string> expected = converted(std::string(name), std::string(bytes));
+  const std::optional<std::u16string> expected =
+      converted(iconvsName(std::string(name)), std::string(bytes));
   require(text.has_value() == expected.has_value(), "what is valid is the converter's affair");
   require(text == textOf(expected), "decoding by pieces changes nothing");
 }

@@ -6,9 +6,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <iterator>
 #include <utility>
 
 #include "platform/Process.h"
+#include "platform/charsets/CharsetNames.h"
 
 namespace quintora {
 
@@ -18,6 +20,29 @@ namespace {
 // one that the built-in identifiers do not use: they have 32 bits.
 constexpr TextEncoding kFirstNumber = 0x100000000;
 std::vector<std::string> numberedNames;
+
+// Charsets that every C library's iconv has, each by other names. Those that are listed mean the
+// same in all programs; any other name is iconv's affair.
+struct Charset {
+  char iconvsName[12];
+  char names[52];  // a blank behind each
+};
+constexpr Charset kCommonCharsets[] = {
+    {"CP437", "ibm437 cp437 437 cspc8codepage437 "},
+    {"CP850", "ibm850 cp850 850 cspc850multilingual "},
+    {"CP1047", "ibm1047 cp1047 csibm1047 "},
+    {"UTF-32BE", "utf-32be csutf32be "},
+    {"UTF-32LE", "utf-32le csutf32le "},
+    {"UCS-4BE", "iso-10646-ucs-4 ucs-4 ucs-4be csucs4 "},
+    {"UCS-4LE", "ucs-4le "},
+};
+
+std::string iconvsName(const std::string& name) {
+  const auto* const charset =
+      std::find_if(std::begin(kCommonCharsets), std::end(kCommonCharsets),
+                   [&](const Charset& common) { return isAmongCharsetNames(name, common.names); });
+  return charset == std::end(kCommonCharsets) ? name : charset->iconvsName;
+}
 
 // What the C library calls an unknown charset may be one for which it had no memory. The volatile
 // pointer is there because compilers drop a request whose memory nobody uses.
@@ -92,10 +117,11 @@ String convertedToUTF8(const std::string& name, std::string_view bytes) {
 }  // namespace
 
 TextEncoding systemTextEncoding(const std::string& name) {
-  const auto known = std::find(numberedNames.begin(), numberedNames.end(), name);
+  const std::string iconvs = iconvsName(name);
+  const auto known = std::find(numberedNames.begin(), numberedNames.end(), iconvs);
   const TextEncoding number = static_cast<TextEncoding>(known - numberedNames.begin());
   if (known == numberedNames.end())
-    numberedNames.push_back(name);
+    numberedNames.push_back(iconvs);
   return kFirstNumber + number;
 }
 

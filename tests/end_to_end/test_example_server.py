@@ -184,6 +184,29 @@ class Pages(unittest.TestCase):
                 page = httpRequest({}, [], "x" * length)
                 self.assertIn(f"<pre>{'x' * (LONGEST_RAW - 1)}{end}</pre>", page)
 
+    def test_padding_is_folded_away(self):
+        page = httpRequest({}, [("name", "..."), ("spare", "...."), ("spare", None)], "")
+        self.assertIn("<dt>name</dt><dd>...</dd>", page)
+        self.assertIn("<dt>spare</dt><dd><details><summary>4 characters of padding</summary>...."
+                      "</details></dd>", page)
+        self.assertIn("<dt>spare</dt><dd><em>unreadable</em></dd>", page)
+
+    def test_form_in_the_query_asks_for_the_form(self):
+        page = httpRequest({"QUERY_STRING": "form"}, [], "")
+        self.assertTrue(page.startswith("Content-type: text/html; charset=utf-8\r\n\r\n<!DOCTYPE"))
+        self.assertIn('<form action="?from=form" method="post"', page)
+        self.assertNotIn("<form", httpRequest({"QUERY_STRING": "from=form"}, [], ""))
+
+    def test_short_in_the_query_asks_for_a_few_lines(self):
+        variables = {"REQUEST_METHOD": "POST", "QUERY_STRING": "short&id=7"}
+        fields = [("a", "<$"), ("b", None), (None, "c")]
+        self.assertEqual(httpRequest(variables, fields, "", 8081),
+                         "The request came in tunnel mode, to port 8081.\n\nPOST ?short&id=7\n"
+                         "  id = 7\n  a = <$\n  b = unreadable\n  unreadable = c\n")
+        self.assertEqual(httpRequest({"QUERY_STRING": "short"}, [], ""),
+                         "The request came in Apple-event mode, which needs no port.\n\n"
+                         "unreadable ?short\n")
+
     def test_style_in_the_query_asks_for_the_style_sheet(self):
         for query in "style", "style=1":
             page = httpRequest({"QUERY_STRING": query}, [], "")

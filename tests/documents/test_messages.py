@@ -36,6 +36,11 @@ def constants(folder):
             for name, plain, pieces in CONSTANT.findall(source)}
 
 
+def absent_text():
+    source = (ROOT / "extras" / "String.h").read_text(encoding="utf-8")
+    return re.search(r'kAbsentText = "([^"]+)";', source)[1]
+
+
 def patterns():
     """For each message, what its text looks like on the page."""
     seen = {name: texts for name, texts in constants("bridge").items() if name not in UNSEEN}
@@ -48,7 +53,8 @@ def patterns():
         text = VALUE.join(map(re.escape, texts))
         found[name] = request_error.format(  # a text without values is a fault of the reply
             before + VALUE + between + text + after if len(texts) == 1 else text)
-    found["empty reply"] = request_error.format(found["kAbsentText"])
+    found["absent text"] = re.escape(absent_text())
+    found["empty reply"] = request_error.format(found["absent text"])
     return found
 
 

@@ -43,7 +43,7 @@ const struct {
 } kLabels[] = {
     // clang-format off
     {4, "unicode-1-1-utf-8 unicode11utf8 unicode20utf8 utf-8 utf8 x-unicode20utf8"},
-    {0x80000413, "866 cp866 csibm866 ibm866"},
+    {0x8000041B, "866 cp866 csibm866 ibm866"},
     {9, "csisolatin2 iso-8859-2 iso-ir-101 iso8859-2 iso88592 iso_8859-2 iso_8859-2:1987 l2 latin2"},
     {0x80000203, "csisolatin3 iso-8859-3 iso-ir-109 iso8859-3 iso88593 iso_8859-3 iso_8859-3:1988 "
                  "l3 latin3"},

@@ -2,6 +2,7 @@
 import collections
 import contextlib
 import os
+import platform
 import shutil
 import socketserver
 import statistics
@@ -45,6 +46,8 @@ class Build:
             for name in ("floor", "static_floor", "checking_floor", "fields_floor", "printing_cgi",
                          "static_printing_cgi", "fast_server", "fastcgi_echo", "run_alternately",
                          "micro_benchmarks"))
+        self.cpuid_counter = (copied("benchmarks", "count_cpuids")
+                              if platform.machine() == "x86_64" else None)
 
 
 class Server(NamedTuple):

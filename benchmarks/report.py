@@ -79,6 +79,33 @@ def counts_table(results):
     return table(["program", "instructions", "system calls", "page faults", "peak memory"], rows)
 
 
+class WithoutCPUIDs:
+    """What GETs would take if a virtual machine did not stop at each CPUID instruction."""
+
+    def __init__(self, results):
+        self.get = results["small"]["GET"]
+        cpuids = results["small"]["cpuids"] or {"seconds": 0, "counts": dict.fromkeys(self.get, 0)}
+        self.one, self.counts = cpuids["seconds"], cpuids["counts"]
+
+    def cost(self, name):
+        return self.counts[name] * self.one
+
+    def table(self):
+        least = self.get["bridge"]["seconds"] - self.cost("bridge")
+        rows = []
+        for name, count in self.counts.items():
+            whole, cost = self.get[name]["seconds"], self.cost(name)
+            rows.append([name, count, milliseconds(cost), f"{cost / whole:.0%}",
+                         milliseconds(whole - cost), f"{(whole - cost) / least:.2f}"])
+        return table(["program", "CPUIDs", "their time", "of a GET's", "a GET without them",
+                      "of the bridge's"], rows)
+
+    def share_of_gain(self):
+        """Of what a GET of the bridge takes less than one of the dynamic bridge."""
+        gain = self.get["dynamic bridge"]["seconds"] - self.get["bridge"]["seconds"]
+        return (self.cost("dynamic bridge") - self.cost("bridge")) / gain
+
+
 def aims_table(results):
     get, counts = results["small"]["GET"], results["small"]["counts"]["bridge"]
     peaks, column = results["small"]["peaks"], str(AT_ONCE[-1])
@@ -169,17 +196,22 @@ class Capacity:
         programs, column = results["apache"]["programs"], str(AT_ONCE[-1])
         self.processors = results["processors"]
         bridge, printing = programs["bridge"][column], programs["static printing program"][column]
-        self.apache = self.processors / printing["rate"] - printing["generator_seconds"]
+        self.start = results["small"]["GET"]["static printing program"]["seconds"]
+        self.loader = self.processors * (1 / programs["printing program"][column]["rate"]
+                                         - 1 / printing["rate"])
+        self.apache = (self.processors / printing["rate"] - printing["generator_seconds"]
+                       - self.start)
         self.server = bridge["server_seconds"]
         self.bridge = (self.processors / bridge["rate"] - bridge["generator_seconds"]
-                       - self.server - self.apache)
+                       - self.server - self.apache - self.start)
 
     def is_plausible(self):
         """Where others use the processors, too, the rates are theirs as much as the programs'."""
         return min(self.apache, self.bridge, self.server) > 0
 
     def table(self):
-        costs = [("Apache, with starting and ending the least program", self.apache),
+        costs = [("Apache, and what its forks take more", self.apache),
+                 ("fork, exec and end of the least program", self.start),
                  ("the bridge, beyond the least program", self.bridge),
                  ("the fast server", self.server)]
         whole = sum(cost for _, cost in costs)
@@ -189,7 +221,7 @@ class Capacity:
     def rates_table(self):
         rows = []
         for server in self.server, *(one / 1000 for one in SERVER_MILLISECONDS):
-            whole = self.apache + self.bridge + server
+            whole = self.apache + self.start + self.bridge + server
             rows.append([milliseconds(server), f"{self.processors / whole:.0f}",
                          f"{self.bridge / whole:.1%}"])
         return table(["processor time of the server's answer", "requests a second",
@@ -213,13 +245,16 @@ def per_mib(measured):
 def values(results):
     """What the page's template asks for, by name."""
     small, forms = results["small"], results["forms"]["shapes"]
-    capacity = Capacity(results)
+    capacity, without = Capacity(results), WithoutCPUIDs(results)
     large = {"prose": forms["one value, prose"], "fields": forms["many small fields"],
              "tiny": forms["many tiny fields"],
              "reply": max(results["replies"].values(), key=lambda reply: reply["memory"])}
     return {
         "surroundings": surroundings(results), "small": small_table(results),
-        "counts": counts_table(results), "aims": aims_table(results),
+        "counts": counts_table(results), "cpuids": without.table(),
+        "cpuid_cost": f"{without.one * 1e6:.1f} µs",
+        "cpuid_share": f"{without.share_of_gain():.0%}",
+        "loader_cost": milliseconds(capacity.loader), "aims": aims_table(results),
         "apache": apache_table(results),
         "forms": forms_table(results), "replies": replies_table(results),
         "operations": operations_table(results), "capacity": capacity.table(),
@@ -239,8 +274,8 @@ def page(template, results):
 
 def tables_only(results):
     found = values(results)
-    names = ("surroundings", "small", "counts", "aims", "apache", "forms", "replies", "operations",
-             "capacity", "rates")
+    names = ("surroundings", "small", "counts", "aims", "cpuid_cost", "cpuids", "cpuid_share",
+             "apache", "forms", "replies", "operations", "capacity", "loader_cost", "rates")
     return "\n\n".join(found[name] for name in names)
 
 

@@ -132,6 +132,14 @@ def instructions(command, environment):
     return int(re.search(r"Collected : (\d+)", run.stderr)[1])
 
 
+def cpuids(build, command, environment):
+    """How many CPUID instructions are executed, and the seconds that one takes here."""
+    run = subprocess.run([build.cpuid_counter, *command], env=environment, stdout=subprocess.PIPE,
+                         timeout=LONGEST, check=True)
+    count, nanoseconds = map(int, run.stdout.split())
+    return count, nanoseconds / 1e9
+
+
 def system_calls(command, environment):
     with tempfile.NamedTemporaryFile("r", encoding="utf-8", errors="replace") as log:
         subprocess.run([STRACE, "-f", "-o", log.name, *command], env=environment,
@@ -189,6 +197,16 @@ def measure_peaks(peers_by_name, environment, rounds):
     return {name: statistics.median(found) for name, found in peaks.items()}
 
 
+def measure_cpuids(build, peers_by_name, environment):
+    """None on a processor that has no such instruction."""
+    if not build.cpuid_counter:
+        return None
+    environment = {**environment, **VARIABLES, "REQUEST_METHOD": "GET"}
+    found = {name: cpuids(build, peers_by_name[name].command, environment) for name in CHEAP}
+    return {"seconds": statistics.median(seconds for _, seconds in found.values()),
+            "counts": {name: count for name, (count, _) in found.items()}}
+
+
 def measure_counts(peers_by_name, environment):
     environment = {**environment, **VARIABLES, "REQUEST_METHOD": "GET"}
     result = {}
@@ -206,5 +224,6 @@ def measure(build, is_quick):
         result = {method: measure_kind(build, peers_by_name, environment, method, rounds)
                   for method in ("GET", "POST")}
         result["counts"] = measure_counts(peers_by_name, environment)
+        result["cpuids"] = measure_cpuids(build, peers_by_name, environment)
         result["peaks"] = measure_peaks(peers_by_name, environment, rounds[1])
     return {"rounds": rounds, "form_bytes": len(FORM), **result}

@@ -74,7 +74,8 @@ def load(apache, path, length, at_once, seconds):
     connection only after that, when it has seen the program end, for which it looks every 10 ms.
     """
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
-    options = [f"-d{seconds}", "-t1", f"-c{at_once}", "-s", os.path.join(HERE, "answers.lua")]
+    options = [f"-d{seconds}", "-t1", f"-c{at_once}", "--timeout", f"{LONGEST}s",
+               "-s", os.path.join(HERE, "answers.lua")]
     for name, value in headers().items():
         options += "-H", f"{name}: {value}"
     run = subprocess.run(["/usr/bin/wrk", *options, apache.url(path)],

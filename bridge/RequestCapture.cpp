@@ -22,6 +22,15 @@ constexpr uint64_t kSpareBytes = 100;
 // The key of postParameters under which a CGI variable is sent.
 std::string tunnelKey(const char* name) { return std::string("ApacheTunnel_") += name; }
 
+// As getCGIVariable, in the place where the variable is.
+std::optional<std::string_view> variableText(const char* name) {
+  const char* const value = std::getenv(name);
+  const std::string_view text = value ? value : "";
+  if (!isValidUTF8(text))
+    return std::nullopt;
+  return text;
+}
+
 // What a form says by "+" and percent escapes, decoded where it stands, in the buffer that is this
 // file's own. The body has been found to be UTF-8, and it was cut at ASCII characters.
 std::optional<std::string_view> decodedFormText(std::string_view text) {
@@ -48,14 +57,11 @@ void forwardFormField(std::string_view piece, std::string& entryList) {
 
 }  // namespace
 
-String getCGIVariable(const char* name) {
-  const char* const value = std::getenv(name);
-  return value ? initWithDataEncoding(value, kUTF8TextEncoding) : "";
-}
+String getCGIVariable(const char* name) { return String(variableText(name)); }
 
 void AddEnvironmentVariable(const char* name) {
   if (postParameters)
-    setObjectForKey(postParameters, getCGIVariable(name), tunnelKey(name));
+    setObjectForKey(postParameters, variableText(name), tunnelKey(name));
   if (environmentVariables)
     environmentVariables->push_back(dictionaryEntry(name, getCGIVariable(name)));
 }

@@ -15,6 +15,12 @@ endforeach()
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
   FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN man EXCLUDE)
+# What the author of a server starts with: the example server, which needs the files beside it, and the
+# first servers of docs/server.md.
+install(PROGRAMS examples/quintora_server.py DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+install(FILES examples/apple_events.py examples/pages.py examples/answer.html examples/form.html
+  examples/style.css DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+install(DIRECTORY examples/servers DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(FILES packaging/com.quintora.QuintoraServer.conf
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 

@@ -1,5 +1,5 @@
-# Toolchain of the preset portable: static programs, which run on every Linux of this processor, or
-# of the one that another toolchain has chosen. They are made by clang and lld of musl and libc++'s
+# Toolchain of the preset portable: static programs, which run on every Linux of this machine's
+# processor, or of the one that PortableAMD64.cmake or PortableARM64.cmake has chosen. They are made by clang and lld of musl and libc++'s
 # headers, all Debian's; script/lib.sh installs them (install_portable_tools).
 set(PORTABLE ON)
 set(CMAKE_SYSTEM_NAME Linux)
@@ -15,8 +15,11 @@ set(root "")
 if(NOT EXISTS /usr/lib/${musl})
   set(root ${CMAKE_CURRENT_LIST_DIR}/../build/${musl})
 endif()
+# Of several versions the newest, and version 14 is newer than 9.
 file(GLOB libcxx /usr/lib/llvm-*/include/c++/v1)
 file(GLOB libgcc /usr/lib/gcc*/${CMAKE_SYSTEM_PROCESSOR}-linux-gnu/*/libgcc.a)
+list(SORT libcxx COMPARE NATURAL)
+list(SORT libgcc COMPARE NATURAL)
 if(NOT EXISTS ${root}/usr/lib/${musl} OR NOT libcxx OR NOT libgcc)
   message(FATAL_ERROR "musl, libc++ or libgcc is missing; script/test PRESET installs them.")
 endif()

@@ -2,7 +2,7 @@
 """Shows the bridge at work: a browser's request, a private Apache, the bridge, the server, back.
 
 Without options it sends a GET and a form POST with curl, in tunnel mode and in Apple-event mode,
-and prints each answer. With --serve it prints the address of a form and runs until Ctrl-C.
+and prints each page. With --serve it prints the address of a form and runs until Ctrl-C.
 """
 import argparse
 import contextlib
@@ -14,16 +14,23 @@ import subprocess
 import sys
 import tempfile
 
-from private_apache import ApacheError, PrivateApache
+from private_apache import FEW_PROCESSES, ApacheError, PrivateApache
 
 EXAMPLES = os.path.dirname(os.path.abspath(__file__))
 PREFERENCES = "com.quintora.QuintoraServer.conf"
-MODES = {"TCP/IP": "Tunnel mode: the bridge asks by an HTTP POST over loopback",
-         "AppleEvents": "Apple-event mode: the bridge asks by an Apple event"}
-# macOS has preferences and Apple events of its own. The demo changes no user's preferences there
-# and is no application that could get an event: it is the server on the port that holds unless
-# somebody has set another, in tunnel mode.
+MODES = {"TCP/IP": ("tunnel", "the bridge sends the server an HTTP POST"),
+         "AppleEvents": ("Apple-event", "the bridge sends the server an Apple event (a stand-in)")}
+# macOS has preferences and Apple events of its own. There the demo changes no user's preferences,
+# and its server is no application that could get an event: it shows tunnel mode only, and the
+# bridge has the server's port in its file name.
 IS_MACOS = sys.platform == "darwin"
+QUERY = {"id": "7", "city": "Zürich"}
+ADDRESS = "id=7&city=Z%C3%BCrich"
+FORM = {"name": 'Zoë "Zed" Müller', "sum": "1 + 1 = 2", "note": "100 % & more {braces}"}
+
+
+class DemoError(Exception):
+    """A page is not what the example server makes of the request."""
 
 
 @contextlib.contextmanager
@@ -44,7 +51,7 @@ def example_server(*options, environment=None, port=0):
 
 
 def write_preferences(folder, **values):
-    """Writes the server application's preferences; the bridge reads them for each request."""
+    """Writes the server's preferences; the bridge reads them for each request."""
     with open(os.path.join(folder, PREFERENCES), "w", encoding="utf-8") as file:
         file.writelines(f"{key} = {value}\n" for key, value in values.items())
 
@@ -62,34 +69,81 @@ def open_folder(*names):
         shutil.rmtree(folder, ignore_errors=True)
 
 
-def show(title, *curl_arguments):
-    """Prints a request as the command that sends it, then the answer."""
-    command = ["curl", "--silent", "--show-error", "--include", *curl_arguments]
-    print(f"\n--- {title}\n\n$ {shlex.join(command)}\n", flush=True)
-    answer = subprocess.run([*command, "--fail-with-body", "--max-time", "60"],
-                            stdout=subprocess.PIPE, check=True).stdout
-    print(answer.decode("utf-8", "replace").replace("\r\n", "\n"), flush=True)
+class Demo:
+    """Apache, the bridge and the example server at work together, to the end of a with block."""
+
+    def __init__(self, bridge):
+        self.bridge = bridge
+
+    def __enter__(self):
+        with contextlib.ExitStack() as stack:
+            folder = stack.enter_context(open_folder("config", "runtime"))
+            self.config = os.path.join(folder, "config")
+            environment = {"XDG_CONFIG_HOME": self.config,
+                           "XDG_RUNTIME_DIR": os.path.join(folder, "runtime")}
+            options = [] if IS_MACOS else ["--apple-events"]
+            self.port = stack.enter_context(example_server(*options, environment=environment))
+            name = f"Quintora_{self.port}.cgi" if IS_MACOS else "Quintora.cgi"
+            self.path = f"/cgi-bin/{name}"
+            self.apache = stack.enter_context(PrivateApache(
+                self.bridge, [name], environment,
+                directives=f'{FEW_PROCESSES}\nRedirectMatch "^/$" "{self.path}?form"'))
+            self.choose("TCP/IP")
+            self.stack = stack.pop_all()
+        return self
+
+    def __exit__(self, *details):
+        return self.stack.__exit__(*details)
+
+    def choose(self, protocol):
+        """The mode from the next request on."""
+        write_preferences(self.config, QZQuintoraServerPort=self.port,
+                          QZCGIConnectionProtocol=protocol)
+
+    def url(self, path="/"):
+        return self.apache.url(path)
 
 
-def show_all(apache, config, port):
-    gateway = apache.url("/cgi-bin/Quintora.cgi")
-    for protocol, title in list(MODES.items())[:1 if IS_MACOS else None]:
-        write_preferences(config, QZQuintoraServerPort=port, QZCGIConnectionProtocol=protocol)
-        print(f"\n{'=' * len(title)}\n{title}\n{'=' * len(title)}")
-        show("A GET with a query", f"{gateway}?id=7&city=Z%C3%BCrich")
-        show("A form, sent by POST", gateway,
-             "--data-urlencode", 'name=Zoë "Zed" Müller', "--data-urlencode", "sum=1 + 1 = 2",
-             "--data-urlencode", "note=100 % & more {braces}")
+def show_all(demo):
+    """Sends both requests in each mode that there is, and says in the end what it was."""
+    protocols = list(MODES)[:1] if IS_MACOS else MODES
+    gateway = demo.url(f"{demo.path}?short")
+    for protocol in protocols:
+        mode, meaning = MODES[protocol]
+        print(f"\n=== {mode[0].upper()}{mode[1:]} mode: {meaning}")
+        demo.choose(protocol)
+        show("A GET with a query", mode, QUERY, f"{gateway}&{ADDRESS}")
+        show("A form, sent by POST", mode, FORM, gateway, *(
+            argument for field in FORM.items()
+            for argument in ("--data-urlencode", "=".join(field))))
+    counts = " and ".join(f"2 in {MODES[protocol][0]} mode" for protocol in protocols)
+    print(f"\n{2 * len(protocols)} requests, {counts}: every page shows what was sent. Next:\n"
+          "script/demo --serve for a browser, docs/server.md to write a server, README.md to "
+          "install.")
 
 
-def serve(apache, config, port):
-    write_preferences(config, QZQuintoraServerPort=port, QZCGIConnectionProtocol="TCP/IP")
-    print(f"The form: {apache.url('/form.html')}")
+def show(title, mode, sent, *arguments):
+    """Prints a request as the command that sends it, then the page, in which all of it must be."""
+    print(f"\n--- {title}\n\n$ {shlex.join(['curl', *arguments])}\n", flush=True)
+    page = subprocess.run(["curl", "--silent", "--show-error", "--max-time", "60", *arguments],
+                          stdout=subprocess.PIPE, check=True).stdout.decode("utf-8", "replace")
+    print(page.rstrip(), flush=True)
+    expected = [f"in {mode} mode", *(f"  {name} = {value}" for name, value in sent.items())]
+    missing = [text for text in expected if text not in page]
+    if missing:
+        hint = "; do this user's preferences choose Apple-event mode?" if IS_MACOS else ""
+        raise DemoError(f"this page does not say {missing[0].strip()!r}{hint}")
+
+
+def serve(demo):
+    print(f"\nThe form: {demo.url()}")
     if not IS_MACOS:
-        print("To try the other mode, set QZCGIConnectionProtocol to AppleEvents in\n"
-              f"{os.path.join(config, PREFERENCES)}")
+        print("For Apple-event mode, set QZCGIConnectionProtocol to AppleEvents in\n"
+              f"{os.path.join(demo.config, PREFERENCES)}")
     print("Ctrl-C stops everything.", flush=True)
-    signal.pause()
+    with contextlib.suppress(SystemExit):
+        signal.pause()
+    print("\nStopped.")
 
 
 def main():
@@ -99,22 +153,12 @@ def main():
     arguments = parser.parse_args()
     for number in signal.SIGINT, signal.SIGTERM:
         signal.signal(number, lambda *_: sys.exit())
-    with contextlib.ExitStack() as stack:
-        folder = stack.enter_context(open_folder("config", "runtime", "site"))
-        shutil.copy(os.path.join(EXAMPLES, "form.html"), os.path.join(folder, "site"))
-        config = os.path.join(folder, "config")
-        environment = {"XDG_CONFIG_HOME": config,
-                       "XDG_RUNTIME_DIR": os.path.join(folder, "runtime")}
-        port = stack.enter_context(example_server(port=8080) if IS_MACOS else
-                                   example_server("--apple-events", environment=environment))
-        apache = stack.enter_context(PrivateApache(
-            arguments.bridge, environment=environment,
-            document_root=os.path.join(folder, "site")))
-        (serve if arguments.serve else show_all)(apache, config, port)
+    with Demo(arguments.bridge) as demo:
+        (serve if arguments.serve else show_all)(demo)
 
 
 if __name__ == "__main__":
     try:
         main()
-    except (ApacheError, OSError, subprocess.CalledProcessError) as error:
+    except (ApacheError, DemoError, OSError, subprocess.CalledProcessError) as error:
         sys.exit(f"The demo failed: {error}")

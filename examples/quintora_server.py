@@ -31,8 +31,10 @@ import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from urllib.parse import parse_qs, unquote
 
-from apple_events import AppleEventServer
-from pages import STYLE, answer_page
+sys.dont_write_bytecode = True  # root, who may, leaves nothing in the package's directory
+
+from apple_events import AppleEventServer  # noqa: E402
+from pages import FORM, STYLE, answer_page, short_page  # noqa: E402
 
 TUNNEL_PATH = "/apache-tunnel/"
 PREFIX = "ApacheTunnel_"
@@ -49,6 +51,10 @@ def httpRequest(variables, fields, raw, port=None):  # named as the bridge's sta
     query = parse_qs(variables.get("QUERY_STRING") or "", keep_blank_values=True)
     if "style" in query:
         page = HEADER.format("text/css") + STYLE
+    elif "form" in query:
+        page = HEADER.format("text/html") + FORM
+    elif "short" in query:
+        page = short_page(variables, fields, port)
     elif "plain" in query:
         page = "".join(f"{name} = {value}\n" for name, value in [*fields, *variables.items()])
     else:
@@ -132,6 +138,16 @@ def parse_arguments():
     return parser.parse_args()
 
 
+def listen(port):
+    """The server on that port; the program ends with a sentence when it cannot have the port."""
+    try:
+        return ThreadingHTTPServer(("127.0.0.1", port), TunnelHandler)
+    except (OSError, OverflowError) as error:
+        reason = str(getattr(error, "strerror", None) or error).rstrip(".")
+        sys.exit(f"Cannot listen on 127.0.0.1 port {port}: {reason}. "
+                 "Use --port to choose another port.")
+
+
 def main():
     arguments = parse_arguments()
 
@@ -142,8 +158,7 @@ def main():
     for number in signal.SIGINT, signal.SIGTERM:
         signal.signal(number, lambda *_: sys.exit())
     with contextlib.ExitStack() as stack:
-        tunnel = stack.enter_context(
-            ThreadingHTTPServer(("127.0.0.1", arguments.port), TunnelHandler))
+        tunnel = stack.enter_context(listen(arguments.port))
         tunnel.answer = answer
         if arguments.apple_events:
             events = stack.enter_context(AppleEventServer(answer))

@@ -46,6 +46,7 @@ class StringMap {
   uint32_t bucketValue(uint64_t hash, size_t index) const;
   size_t indexIn(uint32_t bucket) const { return (bucket & (buckets_.size() - 1)) - 1; }
   void rehash();
+  void fillBuckets(size_t first, size_t end);
 
   std::string block_;
   std::vector<Entry> entries_;

@@ -66,6 +66,21 @@ bool isASCIIWord(const Byte* at, uint64_t& high) {
   return high == 0;
 }
 
+// How many of the bytes are not ASCII.
+size_t bytesBeyondASCII(std::string_view bytes) {
+  const Byte* at = reinterpret_cast<const Byte*>(bytes.data());
+  const Byte* const end = at + bytes.size();
+  size_t count = 0;
+  for (; end - at >= 8; at += 8) {
+    uint64_t high;
+    if (!isASCIIWord(at, high))
+      count += (high >> 7) * 0x0101010101010101 >> 56;  // the sum of the word's bytes
+  }
+  for (; at != end; ++at)
+    count += *at >> 7;
+  return count;
+}
+
 // Writes the characters of at most so many bytes that a block has room for their characters.
 char* putCharacters(char* to, std::string_view bytes, const SingleByteCharset& charset) {
   const Byte* at = reinterpret_cast<const Byte*>(bytes.data());
@@ -75,9 +90,11 @@ char* putCharacters(char* to, std::string_view bytes, const SingleByteCharset& c
     for (; end - at >= 8 && isASCIIWord(at, high); at += 8, to += 8)
       std::memcpy(to, at, 8);
     for (const Byte* const stop = at + std::min<ptrdiff_t>(end - at, 8); at != stop; ++at) {
-      const ShortCharacter& character = charset.ofByte[*at];
-      std::memcpy(to, &character, sizeof character);  // all of it, which needs no test
-      to += character.size;
+      // All of it is written, which needs no test; its size is the highest byte.
+      uint32_t character;
+      std::memcpy(&character, &charset.ofByte[*at], sizeof character);
+      std::memcpy(to, &character, sizeof character);
+      to += character >> 24;
     }
   }
   return to;
@@ -88,10 +105,8 @@ char* putCharacters(char* to, std::string_view bytes, const SingleByteCharset& c
 std::string decodeSingleBytes(std::string_view bytes, const SingleByteCharset& charset) {
   constexpr size_t kBytesAtOnce = 1024;
   char block[kBytesAtOnce * 3 + 1];
-  const auto beyondASCII = std::count_if(bytes.begin(), bytes.end(),
-                                         [](char c) { return static_cast<Byte>(c) >= 0x80; });
   std::string text;
-  text.reserve(bytes.size() + static_cast<size_t>(beyondASCII) * (charset.longest - 1));
+  text.reserve(bytes.size() + bytesBeyondASCII(bytes) * (charset.longest - 1));
   for (; !bytes.empty(); bytes.remove_prefix(std::min(kBytesAtOnce, bytes.size())))
     text.append(block, putCharacters(block, bytes.substr(0, kBytesAtOnce), charset));
   return text;

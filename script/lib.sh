@@ -28,7 +28,7 @@ install_debian_packages() {
   if ((EUID != 0)); then
     as_root=(sudo)
   fi
-  echo "Installing ${missing[*]}" >&2
+  echo "Installing with apt-get, which can take minutes: ${missing[*]}" >&2
   ${as_root[@]+"${as_root[@]}"} apt-get update -qq
   ${as_root[@]+"${as_root[@]}"} env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
@@ -70,36 +70,48 @@ name_missing_tools() {
 
 # install_portable_tools PRESET
 #
-# Sees to it that the presets portable and portable-arm64 have what they build with, on Debian.
+# Sees to it that the presets portable (for this machine's processor), portable-amd64 and
+# portable-arm64 have what they build with, on Debian.
 install_portable_tools() {
-  local processor
-  processor=$(uname -m)
+  local own wanted
+  own=$(dpkg --print-architecture)
+  wanted=${1#portable}
+  wanted=${wanted#-}
   install_packages cmake ninja-build clang lld llvm libc++-14-dev musl-dev
-  if [[ "$1" == portable-arm64 && "$processor" != aarch64 ]]; then
-    install_packages libgcc-12-dev-arm64-cross qemu-user-static
-    unpack_foreign_package musl-dev arm64 build/aarch64-linux-musl
-  else
-    install_packages libgcc-12-dev
-  fi
+  case "${wanted:-$own}" in
+    "$own") install_packages libgcc-12-dev ;;
+    amd64) install_foreign_tools amd64 x86_64 ;;
+    arm64) install_foreign_tools arm64 aarch64 ;;
+  esac
+}
+
+# install_foreign_tools ARCHITECTURE PROCESSOR: Debian's and the system's name for the same.
+install_foreign_tools() {
+  install_packages "libgcc-12-dev-$1-cross" qemu-user-static
+  unpack_foreign_package musl-dev "$1" "build/$2-linux-musl"
 }
 
 # unpack_foreign_package PKG ARCHITECTURE FOLDER
 #
 # Unpacks a package of Debian's for another processor, with lists of its own: apt, for this machine,
-# keeps knowing this one's processor only. Nothing is done where the folder is there.
-unpack_foreign_package() {
-  if [[ -d "$3" ]]; then
+# keeps knowing this one's processor only. Nothing is done where the folder was unpacked for the
+# version that this machine has of the package. Whatever happens, the folder is whole or absent.
+unpack_foreign_package() (
+  version=$(dpkg-query -W -f='${Version}' "$1")
+  if [[ "$(cat "$3/unpacked-for" 2>/dev/null)" == "$version" ]]; then
     return
   fi
-  local work apt
   mkdir -p "${3%/*}"
   work=$(mktemp -d "$PWD/$3.XXXXXX")
+  trap 'rm -rf "$work"' EXIT
+  trap 'exit 1' HUP INT TERM # by way of the one above
   mkdir -p "$work/lists/partial" "$work/archives/partial"
   apt=(apt-get -qq -o "APT::Architecture=$2" -o "APT::Architectures=$2"
     -o "Dir::State::Lists=$work/lists" -o "Dir::Cache=$work" -o APT::Sandbox::User=)
   "${apt[@]}" update
   (cd "$work" && "${apt[@]}" download "$1")
   dpkg-deb --extract "$work/$1"_*.deb "$work/root"
+  echo "$version" >"$work/root/unpacked-for"
+  rm -rf "$3"
   mv "$work/root" "$3"
-  rm -r "$work"
-}
+)

@@ -31,11 +31,16 @@ endif()
 
 # As a web server starts them, and under a real web server.
 foreach(name run charsets bad_input hostile_servers hostile_clients apache web_servers
-    apple_events doctor example_server)
+    apple_events demo doctor example_server servers)
   python_test(end_to_end_${name} end_to_end ${name})
   set_tests_properties(end_to_end_${name} PROPERTIES TIMEOUT 300 ENVIRONMENT
     "QUINTORA_BRIDGE=${bridge};QUINTORA_IMPATIENT_BRIDGE=${impatient_bridge};QUINTORA_DOCTOR=${doctor}")
 endforeach()
+
+# What is installed, started from there.
+python_test(install packaging install)
+set_tests_properties(install PROPERTIES ENVIRONMENT
+  "QUINTORA_BRIDGE=${bridge};QUINTORA_BUILD=${PROJECT_BINARY_DIR};QUINTORA_CMAKE=${CMAKE_COMMAND}")
 
 # Under valgrind, for script/test-valgrind.
 if(NOT PORTABLE)

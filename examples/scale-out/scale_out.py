@@ -2,23 +2,29 @@
 """Shows two sites behind a balancer, one of which fails and comes back while visitors send forms.
 
 A site is a private Apache, the bridge and the example server; haproxy.cfg puts HAProxy in front of
-both. Half of the requests are GETs, half POSTs, and each carries a token of its own. After a third
-of them one site is killed, server, Apache, bridges and all, and after two thirds it starts again.
+both. Visitors send one request after the other from the start to the end, half of them GETs and
+half POSTs, each with a token of its own: a third of the requests while both sites are there, a
+third while one of them is gone, a third when it is back, and as many more as it takes the balancer
+to notice each change. The site is killed, server, Apache, bridges and all, while its server has
+requests that it has not answered.
 
-Prints what became of them. Fails unless every answer was for its own request or told of a failure,
-no request arrived twice, each with an answer arrived once, and both sites were at work before and
-after while the other one carried on alone in between.
+Prints what became of them. Fails unless every answer was for its own request or told of a failure
+(or the connection was cut off without one, which tells as much), no request arrived twice, each
+with an answer arrived once, only requests that were under way when the site failed had none, some
+of these had arrived, and each phase had requests at each of its sites.
 """
 import argparse
 import collections
 import concurrent.futures
 import contextlib
+import csv
 import http.client
 import os
 import pathlib
 import re
 import secrets
 import signal
+import socket
 import subprocess
 import sys
 import threading
@@ -38,7 +44,19 @@ TOKEN = re.compile("token-[0-9a-f]{16}")
 TOLD = re.compile("CGI tunnel request error:|Quintora CGI error:")
 AT_ONCE = 8
 PATIENCE = 100  # seconds for an answer; the balancer and the bridge give up before
-SETTLED = 3     # seconds after which the balancer knows what has happened to a site
+HELD = 30       # for requests to hold, before the first bridge gives up
+LONGEST = 3600  # seconds for all requests of a phase
+PHASES = "both sites", "one fails", "one site", "one comes back", "both again"
+BOTH, FAILING, ONE, COMING_BACK, AGAIN = range(len(PHASES))
+LEAST = 3       # requests at each site that is there, in each phase that lasts
+
+
+def wait_until(condition, what, seconds=PATIENCE):
+    deadline = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > deadline:
+            raise TimeoutError(f"{what} has not happened")
+        time.sleep(0.05)
 
 
 class Server(ThreadingHTTPServer):
@@ -55,11 +73,13 @@ class Site:
         self.bridge, self.port, self.server_port = bridge, free_port(), free_port()
         self.config = os.path.join(stack.enter_context(open_folder("config")), "config")
         write_preferences(self.config, QZQuintoraServerPort=self.server_port)
-        self.arrived = collections.Counter()
+        self.arrived, self.held = collections.Counter(), set()
+        self.is_answering = threading.Event()
         self.apache = self.server = None
         stack.callback(self.kill)
 
     def start(self):
+        self.is_answering.set()
         self.server = Server(("127.0.0.1", self.server_port), TunnelHandler)
         self.server.answer = self.answer
         threading.Thread(target=self.server.serve_forever, daemon=True).start()
@@ -69,11 +89,23 @@ class Site:
         self.apache.__enter__()
 
     def answer(self, variables, fields, *rest):
-        """Keeps the token, then does as the example server does."""
+        """Keeps the token, then does as the example server does. Checks have no token."""
         query = parse_qs(variables.get("QUERY_STRING") or "")
         for token in query.get("token", []) + [value for name, value in fields if name == "token"]:
             self.arrived[token] += 1
+            method = variables["REQUEST_METHOD"]
+            if method not in self.held and not self.is_answering.is_set():
+                self.held.add(method)
+                self.is_answering.wait()
         return httpRequest(variables, fields, *rest)
+
+    def hold(self):
+        """Keeps the next GET and the next POST without an answer; returns when it has both.
+
+        No more, since all POSTs might be here then, and the balancer's GETs go to the other site.
+        """
+        self.is_answering.clear()
+        wait_until(lambda: self.held == {"GET", "POST"}, "a GET and a POST at the site", HELD)
 
     def kill(self):
         """At once, as a power failure does; nothing is brought to its end."""
@@ -83,38 +115,50 @@ class Site:
             self.apache.__exit__()
             self.server.shutdown()
             self.server.server_close()
+        self.is_answering.set()  # there is nobody left to answer to
         self.apache = self.server = None
 
 
-@contextlib.contextmanager
-def balancer(sites):
-    """HAProxy in front of the sites; yields its port when both are up."""
-    port = free_port()
-    text = (HERE / "haproxy.cfg").read_text(encoding="utf-8")
-    for word, value in (("PORT", port), ("ONE", sites[0].port), ("TWO", sites[1].port)):
-        text = text.replace(f":{word}", f":{value}")
-    with open_folder() as folder:
+class Balancer:
+    """HAProxy in front of two sites."""
+
+    def __init__(self, sites, stack):
+        folder = stack.enter_context(open_folder())
+        self.port, self.socket = free_port(), os.path.join(folder, "haproxy.sock")
+        text = (HERE / "haproxy.cfg").read_text(encoding="utf-8")
+        for word, value in (("SOCKET", self.socket), (":PORT", f":{self.port}"),
+                            (":ONE", f":{sites[0].port}"), (":TWO", f":{sites[1].port}")):
+            text = text.replace(word, value)
         path = os.path.join(folder, "haproxy.cfg")
         pathlib.Path(path).write_text(text, encoding="utf-8")
         process = subprocess.Popen(["/usr/sbin/haproxy", "-db", "-q", "-f", path])
-        try:
-            time.sleep(SETTLED)
-            yield port
-        finally:
-            process.terminate()
-            process.wait()
+        stack.callback(process.wait)
+        stack.callback(process.terminate)
+
+    def states(self):
+        """What it takes each site for, by name; nothing as long as it does not listen."""
+        with socket.socket(socket.AF_UNIX) as connection:
+            try:
+                connection.connect(self.socket)
+            except OSError:
+                return {}
+            connection.sendall(b"show stat\n")
+            with connection.makefile(encoding="ascii") as lines:
+                return {row["svname"]: row["status"] for row in csv.DictReader(lines)}
+
+    def wait_for(self, **states):
+        wait_until(lambda: states.items() <= self.states().items(), f"the balancer's {states}")
 
 
 class Request:
-    """One visitor's request, and what it was told."""
+    """One visitor's request, what it was told, and the phases in which it began and ended."""
 
     def __init__(self, number):
         self.token = f"token-{secrets.token_hex(8)}"
         self.method = "POST" if number % 2 else "GET"
-        self.outcome, self.sent = None, None
+        self.outcome = self.first = self.last = None
 
     def send(self, port):
-        self.sent = time.monotonic()
         form = f"token={self.token}&note={'x' * 500}"
         target = BRIDGE_PATH if self.method == "POST" else f"{BRIDGE_PATH}&token={self.token}"
         connection = http.client.HTTPConnection("127.0.0.1", port, timeout=PATIENCE)
@@ -123,6 +167,8 @@ class Request:
                                {"Content-Type": "application/x-www-form-urlencoded"})
             answer = connection.getresponse()
             self.outcome = self.judged(answer.status, answer.read().decode("utf-8", "replace"))
+        except http.client.RemoteDisconnected:
+            self.outcome = "cut off"  # which a browser tells its user, and sends no form again
         except (OSError, http.client.HTTPException) as error:
             self.outcome = f"wrong: {error!r}"
         finally:
@@ -136,29 +182,62 @@ class Request:
         return f"wrong: {status}, {page[:200]!r}"
 
 
-class Moment:
-    """Does something once, by the thread that sends the request of that number."""
+class Visitors:
+    """So many at a time; each sends one request after the other until they are sent away."""
 
-    def __init__(self, number, action):
-        self.number, self.action, self.time = number, action, None
+    def __init__(self, port, stack):
+        self.port, self.phase, self.requests = port, BOTH, []
+        self.are_coming = True
+        pool = stack.enter_context(concurrent.futures.ThreadPoolExecutor(AT_ONCE))
+        stack.callback(self.send_away)
+        self.visits = [pool.submit(self.visit) for _ in range(AT_ONCE)]
 
-    def reach(self, number):
-        if number == self.number:
-            self.action()
-            self.time = time.monotonic()
+    def visit(self):
+        while self.are_coming:
+            request = Request(len(self.requests))
+            request.first = self.phase
+            self.requests.append(request)
+            request.send(self.port)
+            request.last = self.phase
+
+    def wait_for(self, count):
+        """Until so many requests have begun and ended in this phase."""
+        wait_until(lambda: sum(request.first == request.last == self.phase
+                               for request in self.requests) >= count, "a phase", LONGEST)
+
+    def send_away(self):
+        self.are_coming = False
+
+    def finish(self):
+        self.send_away()
+        for visit in self.visits:
+            visit.result()
 
 
-def send_all(requests, port, moments):
-    def send(number):
-        for moment in moments:
-            moment.reach(number)
-        requests[number].send(port)
+def run(visitors, balancer, site, each):
+    """The phases, with so many requests in each that lasts."""
+    visitors.wait_for(each)
+    site.hold()
+    visitors.phase = FAILING
+    site.kill()
+    balancer.wait_for(one="DOWN", two="UP")
+    visitors.phase = ONE
+    visitors.wait_for(each)
+    visitors.phase = COMING_BACK
+    site.start()
+    balancer.wait_for(one="UP", two="UP")
+    visitors.phase = AGAIN
+    visitors.wait_for(each)
+    visitors.finish()
 
-    with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
-        list(pool.map(send, range(len(requests))))
+
+def arrivals(requests, site):
+    """By phases, of the requests that began and ended in one."""
+    return collections.Counter(request.first for request in requests
+                               if request.first == request.last and site.arrived[request.token])
 
 
-def faults(requests, sites, before, stopped, started):
+def faults(requests, sites):
     """What is not as it must be, as sentences."""
     arrived = sum((site.arrived for site in sites), collections.Counter())
     for request in requests:
@@ -167,45 +246,52 @@ def faults(requests, sites, before, stopped, started):
             yield f"{request.method}: {request.outcome}"
         elif count > 1 or (request.outcome == "answered" and count != 1):
             yield f"{request.method}, {request.outcome}, arrived {count} times"
-        elif request.outcome != "answered" and (
-                request.sent < stopped - SETTLED or stopped + SETTLED < request.sent < started
-                or request.sent > started + SETTLED):
+        elif request.outcome != "answered" and not request.first <= FAILING <= request.last:
             yield f"{request.method}, {request.outcome}, although a site was there for it"
-    for name, site, early in zip(("one", "two"), sites, before):
-        if not early or site.arrived.total() <= early:
-            yield f"site {name} was not at work both before and after"
+    told = {request.method for request in requests
+            if request.outcome != "answered" and arrived[request.token]}
+    if told != {"GET", "POST"}:
+        yield "no request of each method had arrived and was under way when the site failed"
+    for name, site, there in (("one", sites[0], (BOTH, AGAIN)),
+                              ("two", sites[1], (BOTH, ONE, AGAIN))):
+        counts = arrivals(requests, site)
+        for phase in there:
+            if counts[phase] < LEAST:
+                yield f"{PHASES[phase]}: only {counts[phase]} requests arrived at site {name}"
+        if counts[ONE] and ONE not in there:
+            yield f"{PHASES[ONE]}: a request arrived at site {name}"
+
+
+def print_results(requests, sites, seconds):
+    print(f"{len(requests)} requests in {seconds:.0f} seconds, {AT_ONCE} at a time")
+    for (method, outcome), count in sorted(collections.Counter(
+            (request.method, request.outcome.partition(":")[0]) for request in requests).items()):
+        print(f"{method:5} {outcome:18} {count:6}")
+    began = collections.Counter(request.first for request in requests)
+    counts = [arrivals(requests, site) for site in sites]
+    for phase, name in enumerate(PHASES):
+        print(f"{name:15} {began[phase]:6} began; arrived and ended: "
+              f"{counts[0][phase]} at site one, {counts[1][phase]} at site two")
 
 
 def main():
     parser = argparse.ArgumentParser(description="Two sites behind a balancer; one of them fails.")
     parser.add_argument("bridge", help="the built Quintora.cgi")
-    parser.add_argument("requests", nargs="?", type=int, default=20_000)
+    parser.add_argument("requests", nargs="?", type=int, default=20_000, help="at least so many")
     arguments = parser.parse_args()
-    requests = [Request(number) for number in range(arguments.requests)]
     with contextlib.ExitStack() as stack:
         sites = [Site(arguments.bridge, stack) for _ in range(2)]
         for site in sites:
             site.start()
-        port = stack.enter_context(balancer(sites))
-        before = []
-
-        def stop():
-            before.extend(site.arrived.total() for site in sites)
-            sites[0].kill()
-
-        moments = (Moment(len(requests) // 3, stop),
-                   Moment(len(requests) * 2 // 3, sites[0].start))
+        balancer = Balancer(sites, stack)
+        balancer.wait_for(one="UP", two="UP")
+        visitors = Visitors(balancer.port, stack)
         start = time.monotonic()
-        send_all(requests, port, moments)
+        run(visitors, balancer, sites[0], -(-arguments.requests // 3))
         seconds = time.monotonic() - start
-        found = list(faults(requests, sites, before, *(moment.time for moment in moments)))
 
-    print(f"{len(requests)} requests in {seconds:.0f} seconds, {AT_ONCE} at a time")
-    for (method, outcome), count in sorted(collections.Counter(
-            (request.method, request.outcome.partition(":")[0]) for request in requests).items()):
-        print(f"{method:5} {outcome:18} {count:6}")
-    for name, site, early in zip(("one", "two"), sites, before):
-        print(f"site {name}: {site.arrived.total()} arrived, {early} of them before the failure")
+    print_results(visitors.requests, sites, seconds)
+    found = list(faults(visitors.requests, sites))
     for sentence in found[:10]:
         print(f"not so: {sentence}", file=sys.stderr)
     return 1 if found else 0

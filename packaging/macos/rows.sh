@@ -101,7 +101,7 @@ the_tests() {
 the_demo() {
   try "'$root/script/demo'"
   agree ended_with 0
-  agree said 'in <b>tunnel</b> mode'
+  agree said 'came in tunnel mode'
 }
 
 apache_as_delivered() {

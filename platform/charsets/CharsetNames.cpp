@@ -44,7 +44,7 @@ constexpr Charset kCharsets[] = {
     {kWindowsArabicTextEncoding, "windows-1256 cp1256 x-cp1256 cswindows1256 "},
     {kWindowsBalticRimTextEncoding, "windows-1257 cp1257 x-cp1257 cswindows1257 "},
     {kWindowsVietnameseTextEncoding, "windows-1258 cp1258 x-cp1258 cswindows1258 "},
-    {kWindowsThaiTextEncoding, "windows-874 dos-874 tis-620 cstis620 cswindows874 "},
+    {kWindowsThaiTextEncoding, "windows-874 cp874 dos-874 tis-620 cstis620 cswindows874 "},
     {kISOLatin2TextEncoding,
      "iso-8859-2 iso8859-2 iso88592 iso_8859-2 iso_8859-2:1987 iso-ir-101 latin2 l2 csisolatin2 "},
     {kISOLatin3TextEncoding,
@@ -84,38 +84,56 @@ constexpr Charset kCharsets[] = {
     {kDOSRussianTextEncoding, "ibm866 cp866 866 csibm866 "},
     {kMacCyrillicTextEncoding, "x-mac-cyrillic x-mac-ukrainian "},
     {kShiftJISTextEncoding,
-     "shift_jis shift-jis sjis x-sjis ms_kanji csshiftjis windows-31j cswindows31j ms932 "},
+     "shift_jis shift-jis sjis x-sjis ms_kanji csshiftjis windows-31j cswindows31j ms932 "
+     "cp932 "},
     {kEUCJPTextEncoding,
      "euc-jp x-euc-jp cseucpkdfmtjapanese extended_unix_code_packed_format_for_japanese "},
     {kISO2022JPTextEncoding, "iso-2022-jp csiso2022jp "},
     {kEUCKRTextEncoding, "euc-kr cseuckr "},
     {kWindowsKoreanTextEncoding,
      "windows-949 ks_c_5601-1987 ks_c_5601-1989 ksc_5601 ksc5601 korean iso-ir-149 "
-     "csksc56011987 "},
+     "csksc56011987 cp949 ms949 "},
     {kISO2022KRTextEncoding, "iso-2022-kr csiso2022kr "},
     {kGB18030TextEncoding,
-     "gb18030 csgb18030 gbk x-gbk csgbk cp936 ms936 windows-936 gb2312 gb_2312 csgb2312 "},
+     "gb18030 csgb18030 gbk x-gbk csgbk cp936 ms936 windows-936 gb2312 gb_2312 csgb2312 euc-cn "},
     {kGB2312TextEncoding, "gb_2312-80 iso-ir-58 chinese csiso58gb231280 "},
     {kHZTextEncoding, "hz-gb-2312 "},
-    {kBig5TextEncoding, "big5 cn-big5 x-x-big5 csbig5 big5-hkscs csbig5hkscs "},
+    {kBig5TextEncoding,
+     "big5 cn-big5 x-x-big5 csbig5 cp950 ms950 windows-950 big5-hkscs csbig5hkscs "},
     {kReplacementTextEncoding, "replacement iso-2022-cn iso-2022-cn-ext "},
 };
 
-// Whether the name in any case is one of those that have a blank behind them.
-bool isAmong(std::string_view name, std::string_view names) {
+constexpr std::string_view kMarks = "-_:.";
+
+void skipMarks(std::string_view& name) {
+  name.remove_prefix(std::min(name.find_first_not_of(kMarks), name.size()));
+}
+
+bool isSameName(std::string_view name, std::string_view other) {
+  for (;; name.remove_prefix(1), other.remove_prefix(1)) {
+    skipMarks(name);
+    skipMarks(other);
+    if (name.empty() || other.empty())
+      return name.empty() && other.empty();
+    if (!isEqualIgnoringASCIICase(name.substr(0, 1), other.substr(0, 1)))
+      return false;
+  }
+}
+
+}  // namespace
+
+bool isAmongCharsetNames(std::string_view name, std::string_view names) {
   for (size_t end; (end = names.find(' ')) != names.npos; names.remove_prefix(end + 1)) {
-    if (isEqualIgnoringASCIICase(name, names.substr(0, end)))
+    if (isSameName(name, names.substr(0, end)))
       return true;
   }
   return false;
 }
 
-}  // namespace
-
 TextEncoding builtInTextEncoding(std::string_view name) {
   const auto* const charset =
       std::find_if(std::begin(kCharsets), std::end(kCharsets),
-                   [name](const Charset& known) { return isAmong(name, known.names); });
+                   [name](const Charset& known) { return isAmongCharsetNames(name, known.names); });
   return charset == std::end(kCharsets) ? kNoTextEncoding : charset->encoding;
 }
 
@@ -123,8 +141,7 @@ TextEncoding builtInTextEncoding(std::string_view name) {
 // C library of GNU leaves the others out, and would take "utf{-8" for UTF-8.
 bool isCharsetName(std::string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
-    return isASCIILetter(c) || isASCIIDigit(c) ||
-           std::string_view("-_:.").find(c) != std::string_view::npos;
+    return isASCIILetter(c) || isASCIIDigit(c) || kMarks.find(c) != kMarks.npos;
   });
 }
 

@@ -18,7 +18,6 @@
 //   size   data
 #include "platform/AppleEvents.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -198,7 +197,7 @@ OSStatus Connection::open(const std::string& path) {
   } while (result < 0 && errno == EINTR);
   if (result < 0)
     return statusOfConnect(errno);
-  return fcntl(socket_.number(), F_SETFL, O_NONBLOCK) < 0 ? connectionInvalid : noErr;
+  return noErr;
 }
 
 OSStatus Connection::waitFor(int events) {
@@ -210,8 +209,8 @@ OSStatus Connection::send(std::string_view bytes) {
   while (!bytes.empty()) {
     if (const OSStatus status = waitFor(POLLOUT))
       return status;
-    const ssize_t count =
-        uninterrupted([&] { return write(socket_.number(), bytes.data(), bytes.size()); });
+    const ssize_t count = uninterrupted(
+        [&] { return ::send(socket_.number(), bytes.data(), bytes.size(), MSG_DONTWAIT); });
     if (count >= 0)
       bytes.remove_prefix(static_cast<size_t>(count));
     else if (!isPutOff(errno))
@@ -224,8 +223,8 @@ OSStatus Connection::receive(char* bytes, size_t size, OSStatus atStart) {
   for (size_t done = 0; done < size;) {
     if (const OSStatus status = waitFor(POLLIN))
       return status;
-    const ssize_t count =
-        uninterrupted([&] { return read(socket_.number(), bytes + done, size - done); });
+    const ssize_t count = uninterrupted(
+        [&] { return recv(socket_.number(), bytes + done, size - done, MSG_DONTWAIT); });
     if (count > 0)
       done += static_cast<size_t>(count);
     else if (count == 0 || !isPutOff(errno))

@@ -23,7 +23,7 @@ struct ConfigurationFile {
   std::string path;
   State state = State::notNeeded;
   int error = 0;
-  StringMap entries;
+  Data contents;
 };
 
 // Reads all of an open file; false with errno.
@@ -45,21 +45,21 @@ bool readAll(int file, Data& contents) {
   return true;
 }
 
-// The entries of a file's text. Whatever is no entry, a comment for instance, is skipped.
-StringMap parseEntries(std::string_view text) {
+// The value of a key in a file's text, the last one where there are several; absent without any.
+// Whatever is no entry, a comment for instance, is skipped.
+std::optional<std::string_view> valueIn(std::string_view text, std::string_view key) {
   constexpr const char* kBlanks = " \t\r";               // a line may end in CR LF
   constexpr std::string_view kByteOrderMark = "\uFEFF";  // an editor's mark of UTF-8
-  StringMap entries;
+  std::optional<std::string_view> found;
   if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark)
     text.remove_prefix(kByteOrderMark.size());
-  forEachPiece(text, '\n', [&entries](std::string_view line) {
+  forEachPiece(text, '\n', [&](std::string_view line) {
     std::string_view value = trimmed(line, kBlanks);
-    if (value.find('=') == value.npos || value.front() == '#')
-      return;
-    const std::string_view key = trimmed(cutPiece(value, '='), kBlanks);
-    entries.insert_or_assign(key, trimmed(value, kBlanks));
+    if (value.find('=') != value.npos && value.front() != '#' &&
+        trimmed(cutPiece(value, '='), kBlanks) == key)
+      found = trimmed(value, kBlanks);
   });
-  return entries;
+  return found;
 }
 
 State stateOfError(int error) {
@@ -68,20 +68,17 @@ State stateOfError(int error) {
 
 void readFile(ConfigurationFile& file) {
   // Opening a pipe without a writer would wait for one.
-  const Descriptor opened(open(file.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  Data contents;
+  const Descriptor opened(openat(AT_FDCWD, file.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (opened.number() < 0)
     file.error = opened.error();
-  else if (!readAll(opened.number(), contents))
+  else if (!readAll(opened.number(), file.contents))
     file.error = errno;
-  if (file.error != 0) {
+  if (file.error != 0)
     file.state = stateOfError(file.error);
-  } else if (!isValidUTF8(contents)) {
-    file.state = State::notUTF8;
-  } else {
-    file.state = State::read;
-    file.entries = parseEntries(contents);
-  }
+  else
+    file.state = isValidUTF8(file.contents) ? State::read : State::notUTF8;
+  if (file.state != State::read)
+    file.contents.clear();
 }
 
 std::string_view variable(const char* name) {
@@ -102,17 +99,21 @@ struct Preferences::Store {
     }
   }
 
-  // The first file that has the key; null when none has. Files are read as they are needed.
-  const ConfigurationFile* fileWith(const String& key) {
-    if (!key)
-      return nullptr;
+  struct Found {
+    const ConfigurationFile& file;
+    std::string_view value;
+  };
+
+  // The value in the first file that has the key; absent when none has. Files are read as they are
+  // needed.
+  std::optional<Found> find(const String& key) {
     for (ConfigurationFile& file : files) {
       if (file.state == State::notNeeded)
         readFile(file);
-      if (file.entries.find(*key))
-        return &file;
+      if (const auto value = key ? valueIn(file.contents, *key) : std::nullopt)
+        return Found{file, *value};
     }
-    return nullptr;
+    return std::nullopt;
   }
 };
 
@@ -132,10 +133,8 @@ Preferences::Preferences(const String& domain) : store_(std::make_unique<Store>(
 Preferences::~Preferences() = default;
 
 String Preferences::objectForKey(const String& key) {
-  const ConfigurationFile* const file = store_->fileWith(key);
-  if (!file)
-    return std::nullopt;
-  return std::string(*file->entries.find(*key));
+  const auto found = store_->find(key);
+  return found ? String(found->value) : std::nullopt;
 }
 
 std::vector<Preferences::Source> Preferences::sources() const {
@@ -146,8 +145,8 @@ std::vector<Preferences::Source> Preferences::sources() const {
 }
 
 String Preferences::sourceOfKey(const String& key) {
-  const ConfigurationFile* const file = store_->fileWith(key);
-  return file ? stringWithFileSystemRepresentation(file->path) : std::nullopt;
+  const auto found = store_->find(key);
+  return found ? stringWithFileSystemRepresentation(found->file.path) : std::nullopt;
 }
 
 }  // namespace quintora

@@ -51,6 +51,7 @@ class HTTPReply {
   void endHead();
   void parseChunkSize(std::string_view line);
   size_t parseBodyBytes(std::string_view bytes);
+  void parsePlainChunks(std::string_view& bytes);
   void makeRoom(size_t count);
   size_t parseLineBytes(std::string_view bytes);
   void fail(const char* what);

@@ -13,8 +13,7 @@
 
 #include "extras/String.h"
 
-// The program's first bytes, as they lie in memory; the linker knows where. The list of its parts
-// follows them.
+// The program's first bytes, as they lie in memory; the linker knows where.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl*): its name in every program
 extern const ElfW(Ehdr) __ehdr_start;
 
@@ -23,12 +22,13 @@ namespace {
 // The pointers that the start has filled in, from here on only to be read.
 [[gnu::constructor]] void protectRelocated() {
   const uintptr_t page = getauxval(AT_PAGESZ);
-  const auto* part = reinterpret_cast<const ElfW(Phdr)*>(&__ehdr_start + 1);
+  const auto* const start = reinterpret_cast<const char*>(&__ehdr_start);
+  const auto* part = reinterpret_cast<const ElfW(Phdr)*>(start + __ehdr_start.e_phoff);
   const auto* const end = part + __ehdr_start.e_phnum;
   part = std::find_if(part, end, [](const auto& each) { return each.p_type == PT_GNU_RELRO; });
   if (part == end)
     return;
-  const auto* const bytes = reinterpret_cast<const char*>(&__ehdr_start) + part->p_vaddr;
+  const auto* const bytes = start + part->p_vaddr;
   const uintptr_t before = reinterpret_cast<uintptr_t>(bytes) % page;
   const uintptr_t size = (before + part->p_memsz) / page * page;
   mprotect(const_cast<char*>(bytes - before), size, PROT_READ);

@@ -3,12 +3,12 @@ import contextlib
 import http.client
 import os
 import re
-import shutil
 import signal
 import subprocess
 
-from tests.support.harness import (BRIDGE, ROOT, SANITIZERS, PrivateApache, example_server,
-                                   open_folder, write_preferences)
+from tests.support.harness import BRIDGE, ROOT
+
+from demo import Demo
 
 
 class FirstCommand:
@@ -30,41 +30,17 @@ class FirstCommand:
     def __exit__(self, *_):
         with contextlib.suppress(ProcessLookupError):
             os.killpg(self.process.pid, signal.SIGINT)
-        self.process.stdout.close()
-        self.process.wait(30)
+        self.process.communicate(timeout=30)
 
     def url(self):
         return self.address
 
 
-class DemoSite:
-    """Serves the form from the start of a with block to its end, in tunnel mode at first."""
+class DemoSite(Demo):
+    """The demo itself, from the start of a with block to its end, in tunnel mode at first."""
 
-    def __enter__(self):
-        with contextlib.ExitStack() as stack:
-            folder = stack.enter_context(open_folder("config", "runtime", "site"))
-            shutil.copy(os.path.join(ROOT, "examples", "form.html"), os.path.join(folder, "site"))
-            self.config = os.path.join(folder, "config")
-            environment = {"XDG_CONFIG_HOME": self.config, "XDG_CONFIG_DIRS": folder,
-                           "XDG_RUNTIME_DIR": os.path.join(folder, "runtime"), **SANITIZERS}
-            self.server_port = stack.enter_context(
-                example_server("--apple-events", environment=environment))
-            self.apache = stack.enter_context(PrivateApache(
-                BRIDGE, environment=environment, document_root=os.path.join(folder, "site")))
-            self.choose("TCP/IP")
-            self.stack = stack.pop_all()
-        return self
-
-    def __exit__(self, *details):
-        return self.stack.__exit__(*details)
-
-    def choose(self, protocol):
-        """The mode from the next request on."""
-        write_preferences(self.config, QZQuintoraServerPort=self.server_port,
-                          QZCGIConnectionProtocol=protocol)
-
-    def url(self, path="/form.html"):
-        return self.apache.url(path)
+    def __init__(self):
+        super().__init__(BRIDGE)
 
     def load(self, path, form=None):
         """The body of a page without a browser; a form makes it a POST."""

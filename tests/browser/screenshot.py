@@ -5,7 +5,7 @@ import sys
 from tests.browser.chromium import Chromium
 from tests.browser.demo_site import DemoSite
 
-WIDTH, HEIGHT = 620, 1020
+WIDTH, HEIGHT = 620, 960
 BOTH = """<!DOCTYPE html><title>Form and answer</title>
 <style>body { margin: 0; display: flex; gap: 20px; background: #8d97a5 }</style>"""
 

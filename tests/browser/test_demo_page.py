@@ -1,5 +1,6 @@
 """The demo page in a real browser: what a visitor types is what the answer shows, in both modes."""
 import functools
+import itertools
 import subprocess
 import unittest
 from urllib.parse import parse_qs, urlencode
@@ -18,10 +19,14 @@ NOTE = """ <b>Ä ö ü ß</b>, 'einfach', "doppelt", “typografisch” </pre><s
 😀 👩‍👩‍👧 𝄞 (null) ")) """
 SEARCH = 'Käse & "Brot" + 50 % = 😀 <i> %2B # ?'
 # The form takes so many UTF-16 units; no others cost as much as these do in Apple-event mode.
-LIMITS = {"Name": 40, "Note": 160}
+LIMITS = {"Name": 60, "Note": 500}
 COSTLIEST = "€"
-SIZES = ((320, 640), (760, 1000), (1600, 1000))
+PHONE = 375, 667
+SIZES = ((320, 640), PHONE, (760, 1000), (1280, 800))
 LOWEST_CONTRAST = 4.5
+
+FORM = "/cgi-bin/Quintora.cgi?form"
+STYLE = "/cgi-bin/Quintora.cgi?style"
 
 PAIRS = """[...document.querySelectorAll("#%s dt")].map(
     name => [name.textContent, name.nextElementSibling.textContent])"""
@@ -73,8 +78,9 @@ class BrowserTest(unittest.TestCase):
         return value
 
     def open_form(self):
+        """By the site's bare address, which leads to the form."""
         self.browser.open(self.site.url())
-        self.check_page("/form.html", "/cgi-bin/Quintora.cgi?style")
+        self.check_page(FORM, STYLE)
 
     def check_page(self, *paths):
         """All that the page needs came, nothing else did, and the browser finds no fault."""
@@ -91,7 +97,7 @@ class BrowserTest(unittest.TestCase):
 
     def check_way(self, mode):
         """The page names the mode and the port that were chosen."""
-        port = self.site.server_port
+        port = self.site.port
         sentence = (f"came in tunnel mode, to port {port}." if mode == "tunnel" else
                     "came in Apple-event mode, which needs no port.")
         self.assertIn(sentence, self.text("header p"))
@@ -104,7 +110,7 @@ class BrowserTest(unittest.TestCase):
         self.browser.type("Note", note)
         self.browser.click("label", "Sunday")
         self.browser.follow("button", "Send by POST")
-        self.check_page("/cgi-bin/Quintora.cgi?from=form", "/cgi-bin/Quintora.cgi?style")
+        self.check_page("/cgi-bin/Quintora.cgi?from=form", STYLE)
 
     def check_fields(self, mode, name=NAME, note=NOTE):
         """All fields came whole, but the spare one, which may be cut; a tunnel has no order."""
@@ -126,7 +132,7 @@ class BrowserTest(unittest.TestCase):
     def check_query(self):
         query = self.browser.evaluate("location.search")
         self.assertEqual(parse_qs(query[1:]), {"search": [SEARCH]})
-        self.check_page(f"/cgi-bin/Quintora.cgi{query}", "/cgi-bin/Quintora.cgi?style")
+        self.check_page(f"/cgi-bin/Quintora.cgi{query}", STYLE)
         self.assertEqual(self.text("#query code"), query)
         self.assertEqual(self.shown("query"), [("search", SEARCH)])
         self.assertEqual(self.shown("fields"), [])
@@ -176,7 +182,7 @@ class RoundTrip(BrowserTest):
         self.site.choose("TCP/IP")
         self.send_form()
         self.browser.follow("a", "To the form")
-        self.check_page("/form.html", "/cgi-bin/Quintora.cgi?style")
+        self.check_page(FORM, STYLE)
 
 
 class Newcomer(BrowserTest):
@@ -214,17 +220,50 @@ class Looks(BrowserTest):
     """What every visitor needs to read and to use the pages."""
 
     def test_text_stands_out_and_nothing_is_wider_than_the_window(self):
-        for scheme in "light", "dark":
-            for size in SIZES:
-                self.browser.show_as(*size, scheme)
-                for visit in self.open_form, self.send_form, self.ask:
-                    with self.subTest(scheme=scheme, size=size, page=visit.__name__):
-                        visit()
-                        count, pale = self.browser.evaluate(PALE_TEXTS)
-                        self.assertGreater(count, 10)
-                        self.assertEqual(pale, [])
-                        self.assertLessEqual(
-                            self.browser.evaluate("document.documentElement.scrollWidth"), size[0])
+        for visit in self.open_form, self.send_form, self.ask:
+            visit()
+            for scheme, size in itertools.product(("light", "dark"), SIZES):
+                with self.subTest(page=visit.__name__, scheme=scheme, size=size):
+                    self.browser.show_as(*size, scheme)
+                    self.fold(True)
+                    self.check_width(size[0])
+                    self.fold(False)
+                    self.check_width(size[0])
+                    count, pale = self.browser.evaluate(PALE_TEXTS)
+                    self.assertGreater(count, 10)
+                    self.assertEqual(pale, [])
+
+    def check_width(self, width):
+        self.assertLessEqual(
+            self.browser.evaluate("document.documentElement.scrollWidth"), width)
+
+    def fold(self, is_folded):
+        """Folds away all that can be, or opens it."""
+        self.browser.evaluate("document.querySelectorAll('details').forEach("
+                              f"details => details.open = {'false' if is_folded else 'true'})")
+
+    @in_each_mode
+    def test_phone_shows_the_whole_answer_at_once(self, mode):
+        self.browser.show_as(*PHONE)
+        self.send_form("Zoë", "1 + 1 = 2")
+        self.assertLess(self.bottom("#fields"), PHONE[1])
+        self.ask()
+        self.assertLess(self.bottom("#query"), PHONE[1])
+
+    @in_each_mode
+    def test_padding_raw_request_and_variables_are_folded_away(self, mode):
+        self.send_form()
+        folded = ["...", "ApacheTunnel_" if mode == "tunnel" else "initializeDictionary",
+                  "REMOTE_PORT"]
+        page = self.browser.evaluate("document.body.innerText")
+        self.assertEqual([text for text in folded if text in page], [])
+        self.fold(False)
+        page = self.browser.evaluate("document.body.innerText")
+        self.assertEqual([text for text in folded if text not in page], [])
+
+    def bottom(self, selector):
+        return self.browser.evaluate(
+            f"document.querySelector('{selector}').getBoundingClientRect().bottom")
 
     def test_schemes_differ(self):
         colours = set()
@@ -245,6 +284,14 @@ class Looks(BrowserTest):
         self.assertEqual(self.named("link"), [("link", "To the form")])
         self.assertEqual(self.outline(), ["en", "H1", "H2", "H2", "H2", "H2"])
 
+    def test_a_field_with_a_limit_says_so(self):
+        self.open_form()
+        limits = self.browser.evaluate("""[...document.querySelectorAll("[maxlength]")].map(
+            field => [field.labels[0].textContent, field.maxLength, document.getElementById(
+                field.getAttribute("aria-describedby")).innerText])""")
+        self.assertEqual(limits, [[name, limit, f"{limit} characters, more is cut"]
+                                  for name, limit in LIMITS.items()])
+
     def named(self, *roles):
         """Role and name of each of these controls, as a screen reader gets them."""
         nodes = self.browser.execute_cdp_cmd("Accessibility.getFullAXTree", {})["nodes"]
@@ -262,7 +309,7 @@ class Markup(unittest.TestCase):
     def test_checker_has_nothing_to_say(self):
         form = urlencode({"a": NOTE, NAME: "", "b": "\0\r\n"}).encode() + b"&%C3=%zz"
         with DemoSite() as site:
-            self.check("form", site.load("/form.html"))
+            self.check("form", site.load(FORM))
             for protocol, mode in MODES.items():
                 site.choose(protocol)
                 body = form if mode == "Apple-event" else form.partition(b"&%C3")[0]
@@ -284,7 +331,7 @@ class Markup(unittest.TestCase):
 
     def test_checker_speaks_up(self):
         with DemoSite() as site:
-            page = site.load("/form.html").replace(b"</form>", b"")
+            page = site.load(FORM).replace(b"</form>", b"")
         status, text = self.faults(page)
         self.assertEqual(status, 1)
         self.assertIn("missing </form>", text)

@@ -101,15 +101,19 @@ class Charsets(BridgeTest):
             with self.subTest(label=label):
                 self.check(label, {b"\x1B$)A\x0EHU\x0F": "\uFFFD"})
 
-    def test_charsets_of_iconv_that_static_programs_have(self):
-        for label in "cp437", "cp850":
+    def test_charsets_of_the_systems(self):
+        for label, codec in (("cp437",) * 2, ("IBM437", "cp437"), ("ibm-850", "cp850")):
             with self.subTest(label=label):
-                self.check(label, texts(HIGH, label))
+                self.check(label, texts(HIGH, codec))
         for label, codec in (("utf-32be",) * 2, ("utf-32le",) * 2, ("ucs-4be", "utf-32be"),
                              ("ucs-4le", "utf-32le")):
             with self.subTest(label=label):
                 page = self.page(reply("Zürich €".encode(codec), f"text/plain; charset={label}"))
                 self.assertEqual(page, DEFAULT_HEADER + "Zürich €\r\n".encode())
+        for label in "viscii", "utf-7", "ibm852", "x-user-defined":  # which some systems have
+            with self.subTest(label=label):
+                self.assertEqual(self.page(reply(b"a", f"text/plain; charset={label}")),
+                                 DEFAULT_HEADER)
         with self.subTest(label="cp1047"):  # which Python lacks
             page = self.page(reply(b"\x81\xAD\xBD\xF0", "text/plain; charset=cp1047"))
             self.assertEqual(page, DEFAULT_HEADER + b"a[]0\r\n")

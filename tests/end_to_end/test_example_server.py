@@ -184,6 +184,29 @@ class Pages(unittest.TestCase):
                 page = httpRequest({}, [], "x" * length)
                 self.assertIn(f"<pre>{'x' * (LONGEST_RAW - 1)}{end}</pre>", page)
 
+    def test_padding_is_folded_away(self):
+        page = httpRequest({}, [("name", "..."), ("spare", "...."), ("spare", None)], "")
+        self.assertIn("<dt>name</dt><dd>...</dd>", page)
+        self.assertIn("<dt>spare</dt><dd><details><summary>4 characters of padding</summary>...."
+                      "</details></dd>", page)
+        self.assertIn("<dt>spare</dt><dd><em>unreadable</em></dd>", page)
+
+    def test_form_in_the_query_asks_for_the_form(self):
+        page = httpRequest({"QUERY_STRING": "form"}, [], "")
+        self.assertTrue(page.startswith("Content-type: text/html; charset=utf-8\r\n\r\n<!DOCTYPE"))
+        self.assertIn('<form action="?from=form" method="post"', page)
+        self.assertNotIn("<form", httpRequest({"QUERY_STRING": "from=form"}, [], ""))
+
+    def test_short_in_the_query_asks_for_a_few_lines(self):
+        variables = {"REQUEST_METHOD": "POST", "QUERY_STRING": "short&id=7"}
+        fields = [("a", "<$"), ("b", None), (None, "c")]
+        self.assertEqual(httpRequest(variables, fields, "", 8081),
+                         "The request came in tunnel mode, to port 8081.\n\nPOST ?short&id=7\n"
+                         "  id = 7\n  a = <$\n  b = unreadable\n  unreadable = c\n")
+        self.assertEqual(httpRequest({"QUERY_STRING": "short"}, [], ""),
+                         "The request came in Apple-event mode, which needs no port.\n\n"
+                         "unreadable ?short\n")
+
     def test_style_in_the_query_asks_for_the_style_sheet(self):
         for query in "style", "style=1":
             page = httpRequest({"QUERY_STRING": query}, [], "")
@@ -231,6 +254,16 @@ class Server(unittest.TestCase):
 
     def test_undecodable_body_is_a_bad_request(self):
         self.assertEqual(self.ask("POST", "/apache-tunnel/", b"a=%FF")[0], 400)
+
+    def test_port_that_cannot_be_had_is_a_sentence(self):
+        program = os.path.join(ROOT, "examples", "quintora_server.py")
+        for port, reason in (self.port, "Address already in use"), (70000, "port must be 0-65535"):
+            with self.subTest(port=port):
+                result = subprocess.run([sys.executable, program, "--port", str(port)],
+                                        capture_output=True, text=True, timeout=10)
+                self.assertEqual((result.returncode, result.stdout), (1, ""))
+                self.assertRegex(result.stderr, rf"\ACannot listen on 127\.0\.0\.1 port {port}: "
+                                 rf"[^\n]*{reason}\. Use --port to choose another port\.\n\Z")
 
 
 class Life(unittest.TestCase):

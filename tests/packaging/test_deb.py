@@ -461,7 +461,8 @@ class FreshDebianTest(InFreshDebian, unittest.TestCase):
             status, content_type, form = fetch(address)
             self.assertEqual((status, content_type), (200, "text/html; charset=utf-8"))
             action = re.search('<form action="(.*?)" method="post"', form)[1]
-            status, content_type, page = fetch(urllib.parse.urljoin(address, action),
+            bridge = urllib.parse.urljoin(address, "/cgi-bin/Quintora.cgi")
+            status, content_type, page = fetch(urllib.parse.urljoin(bridge, action),
                                                {"name": "Zoë & Müller 🎈"})
             self.assertEqual((status, content_type), (200, "text/html; charset=utf-8"))
             self.assertIn("Zoë &amp; Müller 🎈", page)

@@ -16,6 +16,8 @@ import tempfile
 import unittest
 import xml.etree.ElementTree
 
+from tests.packaging.test_install import example_files
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 AUTOMATION = "com.apple.security.automation.apple-events"
 BRIDGE = "/Library/WebServer/CGI-Executables/Quintora.cgi"
@@ -118,7 +120,7 @@ class CopyOfTheTree(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name).resolve()
         self.tree = self.folder / "tree"
-        for name in "packaging", "docs":
+        for name in "packaging", "docs", "examples":
             shutil.copytree(ROOT / name, self.tree / name)
         (self.tree / "script").mkdir()
         for name in "README.md", "CHANGELOG.md", "CONTRIBUTING.md", "script/lib.sh":
@@ -230,7 +232,8 @@ class DryRunTest(CopyOfTheTree):
         self.assertEqual((BRIDGE, DOCTOR),
                          (shipped.pop(str(self.binary)), shipped.pop(str(self.doctor))))
         documents = {"README.md", "CHANGELOG.md", "CONTRIBUTING.md"} | {
-            f"docs/{path.name}" for path in (ROOT / "docs").glob("*.*")}
+            f"docs/{path.name}" for path in (ROOT / "docs").glob("*.*")} | {
+            f"examples/{name}" for name in example_files()}
         pages = {f"docs/man/{path.name}": f"/usr/local/share/man/man{path.suffix[1:]}/{path.name}"
                  for path in (ROOT / "docs/man").iterdir()}
         self.assertEqual({**{name: DOCUMENTATION + name for name in documents}, **pages}, shipped)

@@ -222,7 +222,7 @@ echo "$HOME of Ann Lee (ann) on anns-mac passed"
 echo "on Anns-Mac-7.local and mac.lee.example, a.lee+x@mail.example: end"
 """)
         self.add_program(self.tree / "script/demo",
-                         "#!/bin/sh\necho 'The request came in <b>tunnel</b> mode'\n")
+                         "#!/bin/sh\necho 'The request came in tunnel mode'\n")
 
     def add_program(self, path, text):
         path.unlink(missing_ok=True)

@@ -1,0 +1,106 @@
+// Copying and searching of memory, as fast for the few bytes of a form's field as for a reply of
+// many megabytes. Whole words are read and written; the lowest byte of one comes first, as on every
+// processor that is built for.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace quintora {
+
+// Two of the processor's words.
+using WordPair = uint64_t __attribute__((vector_size(16)));
+
+template <typename Word>
+Word wordAt(const char* from) {
+  Word word;
+  __builtin_memcpy(&word, from, sizeof word);
+  return word;
+}
+
+template <typename Word>
+void putWord(char* to, Word word) {
+  __builtin_memcpy(to, &word, sizeof word);
+}
+
+// Copies as many bytes as a word has, up to twice as many. All are read before any is written.
+template <typename Word>
+void copyByWords(char* to, const char* from, size_t size) {
+  const Word first = wordAt<Word>(from);
+  const Word last = wordAt<Word>(from + size - sizeof(Word));
+  putWord(to, first);
+  putWord(to + size - sizeof(Word), last);
+}
+
+inline constexpr size_t kFewBytes = 2 * sizeof(WordPair);
+
+inline void copyFewBytes(char* to, const char* from, size_t size) {
+  if (size >= sizeof(WordPair))
+    copyByWords<WordPair>(to, from, size);
+  else if (size >= sizeof(uint64_t))
+    copyByWords<uint64_t>(to, from, size);
+  else if (size >= sizeof(uint32_t))
+    copyByWords<uint32_t>(to, from, size);
+  else if (size >= sizeof(uint16_t))
+    copyByWords<uint16_t>(to, from, size);
+  else if (size == 1)
+    *to = *from;
+}
+
+// For more than a few bytes. The last ones are read before the first are written, which may be in
+// their place.
+inline void copyForwards(char* to, const char* from, size_t size) {
+  char* const end = to + size;
+  const WordPair last[] = {wordAt<WordPair>(from + size - 2 * sizeof(WordPair)),
+                           wordAt<WordPair>(from + size - sizeof(WordPair))};
+  for (; size > kFewBytes; size -= kFewBytes, to += kFewBytes, from += kFewBytes)
+    copyByWords<WordPair>(to, from, kFewBytes);
+  putWord(end - 2 * sizeof(WordPair), last[0]);
+  putWord(end - sizeof(WordPair), last[1]);
+}
+
+inline void copyBackwards(char* to, const char* from, size_t size) {
+  const WordPair first[] = {wordAt<WordPair>(from), wordAt<WordPair>(from + sizeof(WordPair))};
+  for (; size > kFewBytes; size -= kFewBytes)
+    copyByWords<WordPair>(to + size - kFewBytes, from + size - kFewBytes, kFewBytes);
+  putWord(to, first[0]);
+  putWord(to + sizeof(WordPair), first[1]);
+}
+
+// Copies bytes; the two places may overlap.
+inline void copyBytes(char* to, const char* from, size_t size) {
+  if (size <= kFewBytes)
+    copyFewBytes(to, from, size);
+  else if (static_cast<size_t>(to - from) < size)
+    copyBackwards(to, from, size);
+  else
+    copyForwards(to, from, size);
+}
+
+// Bit 7 of the first byte of the word that is 0, and of no byte before it; later bytes may have
+// theirs set, too. 0 when no byte is 0.
+inline uint64_t zeroBytes(uint64_t word) {
+  return (word - 0x0101010101010101) & ~word & 0x8080808080808080;
+}
+
+// The first byte of that value; null without one. Nothing behind the bytes is read.
+inline const char* findByte(const char* at, unsigned char byte, size_t size) {
+  const uint64_t pattern = byte * uint64_t{0x0101010101010101};
+  const char* const end = at + size;
+  const auto found = [&](size_t word) {
+    return zeroBytes(wordAt<uint64_t>(at + 8 * word) ^ pattern);
+  };
+  while (end - at >= 32 && (found(0) | found(1) | found(2) | found(3)) == 0)
+    at += 32;
+  for (; end - at >= 8; at += 8) {
+    if (const uint64_t zeros = found(0))
+      return at + __builtin_ctzll(zeros) / 8;
+  }
+  for (; at != end; ++at) {
+    if (static_cast<unsigned char>(*at) == byte)
+      return at;
+  }
+  return nullptr;
+}
+
+}  // namespace quintora

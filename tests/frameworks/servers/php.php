@@ -1,0 +1,3 @@
+<?php # PHP: php-cli
+header("Content-Type: text/plain; charset=utf-8");
+echo "Hello, ", $_POST["name"] ?? "", "!";

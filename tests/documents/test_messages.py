@@ -17,7 +17,8 @@ VALUE = r"(?:N|REASON|60|70000|127\.0\.0\.1 port 8080)"
 # What becomes of the request replaces this message before anything is printed.
 UNSEEN = {"kNoMemoryForForm"}
 # Headings for what a visitor sees without any text of the bridge.
-WITHOUT_TEXT = ("An empty page", "A page that ends too soon", "Wrong letters",
+WITHOUT_TEXT = ("An empty page", "A page that ends too soon", "HTML as text",
+                "A page of another program", "Wrong letters",
                 "A form without its fields", "The web server's own error page")
 SENTENCE = re.compile(r'"[^"\n]*[A-Za-z]+:? [A-Za-z]+ [A-Za-z]+[^"\n]*"')
 # The tables themselves, and names of charsets.

@@ -35,6 +35,7 @@ struct HTTPRequest {
 };
 
 struct HTTPResponse {
+  int status = 0;               // of the reply; 0 on failure
   std::optional<Data> data;     // the body, possibly empty; absent on failure
   String textEncodingName;      // the charset that the reply declares; absent without one
   String localizedDescription;  // on failure, an English sentence that says what failed and where

@@ -47,7 +47,7 @@ if(NOT PORTABLE)
   foreach(folder bridge doctor)
     add_executable(${folder}_under_valgrind EXCLUDE_FROM_ALL end_to_end/UnderValgrind.cpp)
     target_compile_definitions(${folder}_under_valgrind PRIVATE PRODUCT_MAIN="${folder}/main.cpp")
-    target_link_libraries(${folder}_under_valgrind PRIVATE bridge warnings product_link_options)
+    target_link_libraries(${folder}_under_valgrind PRIVATE ${folder} warnings product_link_options)
   endforeach()
 endif()
 

@@ -20,6 +20,9 @@ class HTTPReply {
   // Whether any byte has come.
   bool hasBegun() const { return hasBegun_; }
 
+  // Of the last status line; 0 before one has come.
+  int status() const { return status_; }
+
   // The body without its transfer coding. Content codings stay as they are.
   Data body;
 

@@ -275,6 +275,7 @@ HTTPResponse sendSynchronousRequest(const HTTPRequest& request) {
     return response;
   if (exchange->sendAndReceive()) {
     response.localizedDescription = std::nullopt;
+    response.status = exchange->reply().status();
     response.data = std::move(exchange->reply().body);
     response.textEncodingName = std::move(exchange->reply().textEncodingName);
   } else {

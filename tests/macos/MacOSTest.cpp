@@ -6,6 +6,7 @@
 #include "extras/UTF16.h"
 #include "platform/Charsets.h"
 #include "platform/Preferences.h"
+#include "platform/StoredLines.h"
 #include "tests/macos/StandIns.h"
 #include "tests/support/PreferencesStore.h"
 
@@ -91,6 +92,16 @@ TEST_F(MacOS, TheOnlySourceIsTheDomainTogetherWithTheGlobalOne) {
     EXPECT_EQ(sources[0].state, Preferences::Source::State::read);
     EXPECT_EQ(sources[0].error, 0);
   }
+}
+
+TEST_F(MacOS, TheKeysOfTheDomainStandInLinesAndNotThoseOfTheGlobalOne) {
+  const Preferences::Source source = Preferences(kDomain).sources()[0];
+  EXPECT_THAT(storedLines(kDomain, source), testing::IsEmpty());
+  standInStoreNumber(kDomain, kKey, 8081);
+  standInStoreDate(kDomain, "Since");
+  standInStoreNumber(kGlobalDomain, "Other", 8081);
+  EXPECT_THAT(storedLines(kDomain, source),
+              testing::UnorderedElementsAre("QZQuintoraServerPort =", "Since ="));
 }
 
 TEST_F(MacOS, CharsetsHaveTheSystemsNumbers) {

@@ -6,16 +6,24 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <vector>
 
 namespace {
 
-enum : CFTypeID { kStringType = 7, kNumberType = 22, kDateType = 42, kBooleanType = 21 };
+enum : CFTypeID {
+  kStringType = 7,
+  kArrayType = 19,
+  kBooleanType = 21,
+  kNumberType = 22,
+  kDateType = 42
+};
 
 struct Object {
   CFTypeID type;
   std::u16string text;
   double number;
-  int64_t whole;  // what the system makes of the number
+  int64_t whole;                      // what the system makes of the number
+  std::vector<CFTypeRef> elements{};  // of an array, which owns them
 };
 
 std::map<const void*, long> references;  // of each living object
@@ -116,6 +124,8 @@ void CFRelease(CFTypeRef object) {
   }
   if (--found->second == 0) {
     references.erase(found);
+    for (const CFTypeRef element : static_cast<const Object*>(object)->elements)
+      CFRelease(element);
     delete static_cast<const Object*>(object);
   }
 }
@@ -198,6 +208,32 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
   *static_cast<int64_t*>(value) = object.whole;
   const double whole = static_cast<double>(object.whole);
   return whole >= object.number && whole <= object.number;
+}
+
+CFIndex CFArrayGetCount(CFArrayRef array) {
+  EXPECT_EQ(living(array).type, kArrayType);
+  return static_cast<CFIndex>(living(array).elements.size());
+}
+
+const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index) {
+  return living(array).elements.at(static_cast<size_t>(index));
+}
+
+// Only their identity counts.
+const CFStringRef kCFPreferencesCurrentUser = reinterpret_cast<CFStringRef>("current user");
+const CFStringRef kCFPreferencesAnyUser = reinterpret_cast<CFStringRef>("any user");
+const CFStringRef kCFPreferencesCurrentHost = reinterpret_cast<CFStringRef>("current host");
+const CFStringRef kCFPreferencesAnyHost = reinterpret_cast<CFStringRef>("any host");
+
+// What the tests store is the current user's, on any host.
+CFArrayRef CFPreferencesCopyKeyList(CFStringRef applicationID, CFStringRef user, CFStringRef host) {
+  Object keys = {kArrayType, u"", 0, 0};
+  for (const auto& [place, value] : preferences) {
+    if (place.first == textOf(applicationID) && user == kCFPreferencesCurrentUser &&
+        host == kCFPreferencesAnyHost)
+      keys.elements.push_back(create({kStringType, place.second, 0, 0}));
+  }
+  return keys.elements.empty() ? nullptr : static_cast<CFArrayRef>(create(keys));
 }
 
 CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applicationID) {

@@ -222,7 +222,7 @@ TEST_F(HTTPClient, SendsABodyWholeHoweverItComesInPieces) {
   }
 }
 
-TEST_F(HTTPClient, ReturnsTheBodyAndTheCharsetWhateverTheStatus) {
+TEST_F(HTTPClient, ReturnsTheStatusAndTheBodyAndTheCharsetWhateverTheStatus) {
   const struct {
     std::string status, contentType, body;
     String charset;
@@ -245,6 +245,7 @@ TEST_F(HTTPClient, ReturnsTheBodyAndTheCharsetWhateverTheStatus) {
     const HTTPResponse response = send(postTo(server.port(), "x"));
     SCOPED_TRACE(row.status + ", " + row.contentType);
     expectSuccess(response, row.body);
+    EXPECT_EQ(response.status, std::stoi(row.status));
     EXPECT_EQ(response.textEncodingName, row.charset);
     EXPECT_EQ(server.received().size(), 1u);
   }
@@ -664,6 +665,7 @@ TEST_F(HTTPClient, SaysThatThereIsNoSuchPort) {
   for (const int64_t port : {int64_t{0}, int64_t{65536}, int64_t{65616}, int64_t{4294967376},
                              int64_t{-1}, int64_t{-65456}, INT64_MAX, INT64_MIN}) {
     const HTTPResponse response = send(postTo(port, "x"));
+    EXPECT_EQ(response.status, 0);
     EXPECT_EQ(response.data, std::nullopt) << port;
     EXPECT_EQ(response.localizedDescription,
               "Port " + std::to_string(port) + " does not exist: TCP ports go from 1 to 65535.");

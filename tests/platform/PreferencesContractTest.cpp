@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/Preferences.h"
+#include "platform/StoredLines.h"
 #include "tests/support/PreferencesStore.h"
 
 namespace quintora {
@@ -67,6 +68,23 @@ TEST(PreferencesContract, WhatIsSetHasASourceAndNothingElseHas) {
     EXPECT_NE(each.state, State::notUTF8);
   }
   EXPECT_TRUE(isListed);
+}
+
+TEST(PreferencesContract, TheLinesOfASourceBeginWithTheKeysThatAreStored) {
+  using testing::Contains;
+  using testing::StartsWith;
+  PreferencesStore store;
+  store.storeText(kDomain, "QZQuintoraServerPort", "8081");
+  store.storeText(kDomain, "qzQuintoraServerport", "8082");
+  Preferences preferences(kDomain);
+  const String source = preferences.sourceOfKey("QZQuintoraServerPort");
+  for (const Preferences::Source& each : preferences.sources()) {
+    if (each.name != source)
+      continue;
+    const std::vector<std::string> lines = storedLines(kDomain, each);
+    EXPECT_THAT(lines, Contains(StartsWith("QZQuintoraServerPort =")));
+    EXPECT_THAT(lines, Contains(StartsWith("qzQuintoraServerport =")));
+  }
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 
+#include "platform/StoredLines.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quintora {
@@ -225,6 +226,16 @@ TEST_F(PreferencesTest, TheSourcesAreTheFilesInTheirOrderAndWhatWasFoundThere) {
     EXPECT_EQ(sources[index].state, rows[index].state) << rows[index].name;
   }
   EXPECT_EQ(sources[2].error, EISDIR);
+}
+
+TEST_F(PreferencesTest, TheLinesOfASourceAreThoseOfItsFileAsTheyAreWritten) {
+  const Preferences::Source source = {(home / kFile).string(), Preferences::Source::State::read, 0};
+  EXPECT_THAT(storedLines(kDomain, source), testing::IsEmpty()) << "of a file that is gone";
+  writeFile(home / kFile, "\uFEFF# 1\r\n\n Key = value \n\uFEFFlast");
+  EXPECT_THAT(storedLines(kDomain, source),
+              testing::ElementsAre("# 1", "", " Key = value ", "\uFEFFlast"));
+  writeFile(home / kFile, "");
+  EXPECT_THAT(storedLines(kDomain, source), testing::IsEmpty());
 }
 
 TEST_F(PreferencesTest, NoFileStaysOpen) {

@@ -15,6 +15,7 @@ using CFTypeID = unsigned long;
 using CFTypeRef = const void*;
 using CFPropertyListRef = CFTypeRef;
 using CFStringRef = const struct __CFString*;
+using CFArrayRef = const struct __CFArray*;
 using CFNumberRef = const struct __CFNumber*;
 using CFAllocatorRef = const struct __CFAllocator*;
 using CFStringEncoding = UInt32;
@@ -50,6 +51,17 @@ Boolean CFStringIsEncodingAvailable(CFStringEncoding encoding);
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 
+CFIndex CFArrayGetCount(CFArrayRef array);
+const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
+
+extern const CFStringRef kCFPreferencesCurrentUser;
+extern const CFStringRef kCFPreferencesAnyUser;
+extern const CFStringRef kCFPreferencesCurrentHost;
+extern const CFStringRef kCFPreferencesAnyHost;
+
+// Null when the domain has no keys for that user and host.
+CFArrayRef CFPreferencesCopyKeyList(CFStringRef applicationID, CFStringRef userName,
+                                    CFStringRef hostName);
 CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applicationID);
 void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef applicationID);
 Boolean CFPreferencesAppSynchronize(CFStringRef applicationID);

@@ -1,0 +1,13 @@
+// What the server sent, before the bridge makes a page of it.
+#pragma once
+
+#include "doctor/Report.h"
+#include "platform/HTTPClient.h"
+
+namespace quintora {
+
+// Reports on a reply that has come: status, length, charset. Returns whether its text can be told;
+// if not, a finding says why.
+bool reportReply(Report& report, const HTTPResponse& response);
+
+}  // namespace quintora

@@ -1,0 +1,69 @@
+#include "doctor/Report.h"
+
+#include <cstdio>
+
+#include "extras/Message.h"
+#include "platform/Process.h"
+
+namespace quintora {
+
+std::string quoted(std::string_view text) {
+  const char* const quote = text.find('"') == text.npos ? "\"" : "'";
+  return composed({quote, text, quote});
+}
+
+std::string excerpt(std::string_view text) {
+  constexpr size_t kMostBytes = 60;
+  text = text.substr(0, text.find_first_of("\r\n"));
+  std::string shown(text.substr(0, kMostBytes));
+  const auto isContinuation = [](char c) { return (c & 0xC0) == 0x80; };
+  while (shown.size() < text.size() && isContinuation(text[shown.size()]))
+    shown += text[shown.size()];
+  for (char& c : shown)
+    c = (c >= 0 && c < ' ') || c == '\x7F' ? '?' : c;
+  return quoted(shown.append(shown.size() < text.size() ? "..." : ""));
+}
+
+// Each line is seen as soon as it is said: what comes next may take a minute.
+Report::Report() : isColoured_(isTerminalOutput()) {
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+}
+
+void Report::section(const char* title) {
+  std::printf(isColoured_ ? "\033[1m%s\033[0m\n" : "%s\n", title);
+}
+
+void Report::line(const char* colour, char mark, const String& sentence) {
+  const bool isPlain = !isColoured_ || *colour == '\0';
+  std::printf("  %s%c%s %s\n", isPlain ? "" : colour, mark, isPlain ? "" : "\033[0m",
+              sentence ? sentence->c_str() : "");
+}
+
+void Report::finding(Finding finding) {
+  line("\033[31m", '!', finding.found);
+  findings_.push_back(std::move(finding));
+}
+
+void Report::add(const Findings& findings) {
+  for (const Finding& each : findings)
+    finding(each);
+}
+
+void Report::numberFindings(Weight weight, int& number) {
+  for (const Finding& finding : findings_) {
+    if (finding.weight == weight)
+      std::printf("  %d. %s\n     %s\n     Fix: %s\n", ++number, finding.found.c_str(),
+                  finding.effect.c_str(), finding.fix.c_str());
+  }
+}
+
+void Report::conclude() {
+  section(isHealthy() ? "Findings" : "Findings, the worst first");
+  if (isHealthy())
+    good("None.");
+  int number = 0;
+  for (const Weight weight : {Weight::stops, Weight::harms, Weight::surprises})
+    numberFindings(weight, number);
+}
+
+}  // namespace quintora

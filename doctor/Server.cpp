@@ -1,0 +1,128 @@
+#include "doctor/Server.h"
+
+#include <chrono>
+#include <cstdio>
+
+#include "bridge/FinishResponse.h"
+#include "bridge/Messages.h"
+#include "bridge/RequestState.h"
+#include "bridge/SendAppleEvent.h"
+#include "bridge/SendLocalURL.h"
+#include "bridge/ServerScript.h"
+#include "doctor/Advice.h"
+#include "doctor/Page.h"
+#include "doctor/Reply.h"
+#include "extras/NSString+Extras.h"
+#include "platform/Process.h"
+
+namespace quintora {
+
+namespace {
+
+class StopWatch {
+ public:
+  String read() const {
+    using std::chrono::milliseconds;
+    const auto time = std::chrono::steady_clock::now() - start_;
+    return composed({std::chrono::duration_cast<milliseconds>(time).count(), " ms"});
+  }
+
+ private:
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+// What the bridge would print, and what becomes of it. Why it is empty may have been said.
+void reportOutput(Report& report, bool isEmptyExplained = false) {
+  report.section("What the bridge would print");
+  FinishedResponse response = FinishResponse(cgiResult);
+  const size_t end = response.text.find('\0');
+  cutAtNUL(response);
+  const std::string printed = response.whole();
+  std::fflush(stdout);
+  writeStandardOutput(printed, endsWith(printed, "\n") ? "" : "\n");
+  report.section("The page");
+  report.fact(composed({"It has ", printed.size(), " bytes, its header included."}));
+  if (end != std::string::npos)
+    report.finding({Weight::harms, composed({"The page has a NUL after ", end, " bytes."}),
+                    "The output ends there, so the page is cut off or empty.",
+                    "Let the server send no NUL."});
+  if (!isEmptyExplained && isEmptyPage(response))
+    report.finding({Weight::stops, "The page is empty.", "Every visitor sees an empty page.",
+                    "Let the server send a page behind the header."});
+  report.add(findingsOfPage(response));
+}
+
+String secondsOf(std::chrono::milliseconds time) {
+  return composed({std::chrono::duration_cast<std::chrono::seconds>(time).count(), " seconds"});
+}
+
+void reportFailure(Report& report, const ConnectionChoice& choice, const String& sentence) {
+  report.finding({Weight::stops, *sentence, kInsteadOfPage, fixOfFailure(*sentence, choice)});
+}
+
+void probeTunnel(Report& report, const ConnectionChoice& choice, const HTTPRequest& request) {
+  report.fact(composed({"Waiting up to ", secondsOf(request.timeoutInterval), " for the reply."}));
+  const StopWatch watch;
+  const HTTPResponse response = sendSynchronousRequest(request);
+  const String time = watch.read();
+  cgiResult = resultOfResponse(response);
+  bool isReadable = false;
+  if (response.data) {
+    report.good(composed({"The reply came after ", time, "."}));
+    isReadable = reportReply(report, response);
+  } else {
+    report.fact(composed({"There was none after ", time, "."}));
+    reportFailure(report, choice, response.localizedDescription);
+  }
+  reportOutput(report, /*isEmptyExplained=*/!isReadable);
+}
+
+void lookAtPort(Report& report, const ConnectionChoice& choice, const HTTPRequest& request) {
+  if (const String failure = connectionFailure(request))
+    return reportFailure(report, choice, failure);
+  report.good(composed({"Something on this machine takes connections on port ", choice.port, "."}));
+  report.fact("Whether it is the server, --probe will tell.");
+}
+
+void reportTunnel(Report& report, const ConnectionChoice& choice, bool isProbing) {
+  FormBody body(postParameters);
+  const HTTPRequest request = localRequest(body);
+  if (isPortOfURL(choice.port))
+    return isProbing ? probeTunnel(report, choice, request) : lookAtPort(report, choice, request);
+  cgiResult = kMalformedURL;
+  reportFailure(report, choice, cgiResult);
+  if (isProbing)
+    reportOutput(report);
+}
+
+void reportAppleEvents(Report& report, bool isProbing) {
+  if (!isProbing)
+    return report.fact("Only an event shows whether it can be reached: --probe sends one.");
+  report.fact("Waiting up to a minute or so for the reply.");
+  const StopWatch watch;
+  const bool hasReply =
+      exchangeAppleEvent(serverScriptStatement(environmentVariables, postDataCode));
+  const String time = watch.read();
+  if (!hasReply)
+    report.finding({Weight::stops, *cgiResult, kInsteadOfPage,
+                    "docs/messages.md lists this text with its causes."});
+  else if (!cgiResult)
+    report.finding({Weight::stops, "The reply is not UTF-8.",
+                    "Every visitor sees \"(null)\" and no page.",
+                    "Let the server reply in UTF-8."});
+  else
+    report.good(composed({"The reply came after ", time, "."}));
+  reportOutput(report);
+}
+
+}  // namespace
+
+void reportServer(Report& report, const ConnectionChoice& choice, bool isProbing) {
+  report.section("The server");
+  if (choice.isAppleEventMode)
+    reportAppleEvents(report, isProbing);
+  else
+    reportTunnel(report, choice, isProbing);
+}
+
+}  // namespace quintora

@@ -27,9 +27,10 @@ VARIABLES = {
 FIELDS = {"name": "Zoë Müller", "street": "Main Street 17 & Garden", "city": "Zürich",
           "note": "A few lines,\r\nas somebody types them:\r\n1 + 1 = 2; 100 %", "empty": ""}
 FORM = urlencode(FIELDS).encode()
-NAMES = ("bridge", "dynamic bridge", "C floor", "static C floor", "printing program",
+NAMES = ("bridge", "dynamic bridge", "C floor", "static C floor", "careful floor",
+         "printing program",
          "static printing program", "/bin/true", "cgi-fcgi", "shell and curl", "Perl", "Python")
-CHEAP = NAMES[:8]
+CHEAP = NAMES[:9]
 STRACE = "/usr/bin/strace"
 
 
@@ -59,6 +60,11 @@ def is_list_answer(answer, variables, fields):
             and all(f"{name}={value}" in lines for name, value in variables.items()))
 
 
+def is_unescaped_answer(answer, variables, _):
+    return answer.startswith(HEADER) and all(
+        f"ApacheTunnel_{name}={value}&".encode() in answer for name, value in variables.items())
+
+
 def peers(build, fastcgi_port):
     """Every program that answers a request, by the name that the tables have for it."""
     def script(name):
@@ -75,6 +81,7 @@ def peers(build, fastcgi_port):
         Peer([build.dynamic_bridge], is_form_answer),
         Peer([build.floor], is_floors),
         Peer([build.static_floor], is_floors),
+        Peer([build.careful_floor], is_unescaped_answer),
         Peer([build.printing], is_printed),
         Peer([build.static_printing], is_printed),
         Peer(["/bin/true"], lambda answer, *_: answer == b""),
@@ -210,7 +217,7 @@ def measure_cpuids(build, peers_by_name, environment):
 def measure_counts(peers_by_name, environment):
     environment = {**environment, **VARIABLES, "REQUEST_METHOD": "GET"}
     result = {}
-    for name in "bridge", "dynamic bridge", "C floor", "static C floor", "/bin/true", "cgi-fcgi":
+    for name in "bridge", "dynamic bridge", "C floor", "static C floor", "careful floor", "/bin/true", "cgi-fcgi":
         command = peers_by_name[name].command
         counts = {instructions(command, environment) for _ in range(2)}
         result[name] = {"instructions": min(counts), "is_repeatable": len(counts) == 1,

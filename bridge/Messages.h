@@ -31,7 +31,4 @@ inline constexpr Message<1> kNoMemoryForReply = {"Quintora CGI error: Out of mem
 inline constexpr Message<1> kGetParamPtrError = {"Quintora CGI error ",
                                                  " returned by AEGetParamPtr()"};
 
-// An absent text.
-inline constexpr const char* kAbsentText = "(null)";
-
 }  // namespace quintora

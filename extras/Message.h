@@ -11,14 +11,14 @@
 
 namespace quintora {
 
-// A piece of a text: characters, a String (an absent one stands as "(null)") or an integer in
+// A piece of a text: characters, a String (kAbsentText for an absent one) or an integer in
 // decimal. It refers to what it is made of, so it lives no longer than the call.
 class Piece {
  public:
   Piece(const char* text) : text_(text) {}
   Piece(std::string_view text) : text_(text) {}
   Piece(const std::string& text) : text_(text) {}
-  Piece(const String& text) : text_(text ? std::string_view(*text) : "(null)") {}
+  Piece(const String& text) : text_(text ? std::string_view(*text) : kAbsentText) {}
   Piece(std::nullptr_t) = delete;
   template <typename Integer, typename = std::enable_if_t<std::is_integral_v<Integer> &&
                                                           !std::is_same_v<Integer, bool> &&

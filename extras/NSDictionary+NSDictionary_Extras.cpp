@@ -65,7 +65,9 @@ bool hasSurrogate(std::string_view text) {
   return false;
 }
 
-std::string_view encodable(std::string_view text) { return hasSurrogate(text) ? "(null)" : text; }
+std::string_view encodable(std::string_view text) {
+  return hasSurrogate(text) ? kAbsentText : text;
+}
 
 }  // namespace
 

@@ -126,7 +126,7 @@ String componentsJoinedByString(const Array& receiver, const String& separator) 
   for (const String& element : *receiver) {
     if (&element != &receiver->front() && separator)
       appendUnits(text, *separator);
-    appendUnits(text, element ? std::string_view(*element) : "(null)");
+    appendUnits(text, element ? std::string_view(*element) : kAbsentText);
   }
   return text;
 }

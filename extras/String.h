@@ -19,6 +19,9 @@ namespace quintora {
 // negative tests included.
 using String = std::optional<std::string>;
 
+// What stands for an absent text where one has to stand.
+inline constexpr const char* kAbsentText = "(null)";
+
 // Strings in the order in which they were added.
 using Array = std::optional<std::vector<String>>;
 

@@ -42,12 +42,12 @@ constexpr ShortCharacter shortCharacter(char32_t value) {
 }
 
 // A charset in which every byte is a character.
-struct SingleByteCharset {
+struct CharactersOfBytes {
   ShortCharacter ofByte[256];
   size_t longest = 1;  // character, in bytes
 
   // The upper half's characters; those of ISO 8859-1 for null.
-  constexpr explicit SingleByteCharset(const char16_t* upperHalf) {
+  constexpr explicit CharactersOfBytes(const char16_t* upperHalf) {
     for (char32_t byte = 0; byte < 256; ++byte) {
       const char32_t value = byte < 0x80 || !upperHalf ? byte : upperHalf[byte - 0x80];
       ofByte[byte] = shortCharacter(value);
@@ -55,8 +55,8 @@ struct SingleByteCharset {
     }
   }
 };
-constexpr SingleByteCharset kISOLatin1Charset(nullptr);
-constexpr SingleByteCharset kMacOSRomanCharset(kMacOSRoman);
+constexpr CharactersOfBytes kISOLatin1Charset(nullptr);
+constexpr CharactersOfBytes kMacOSRomanCharset(kMacOSRoman);
 
 // Whether eight bytes, of which the lowest comes first on every processor that is built for, are
 // ASCII; `high` gets the highest bits of those that are not.
@@ -82,7 +82,7 @@ size_t bytesBeyondASCII(std::string_view bytes) {
 }
 
 // Writes the characters of at most so many bytes that a block has room for their characters.
-char* putCharacters(char* to, std::string_view bytes, const SingleByteCharset& charset) {
+char* putCharacters(char* to, std::string_view bytes, const CharactersOfBytes& charset) {
   const Byte* at = reinterpret_cast<const Byte*>(bytes.data());
   const Byte* const end = at + bytes.size();
   while (at != end) {
@@ -102,7 +102,7 @@ char* putCharacters(char* to, std::string_view bytes, const SingleByteCharset& c
 
 // A text is filled by way of a block that stays in the processor's cache: a string has no room to
 // write into that it has not cleared, and to clear many megabytes takes as long as to fill them.
-std::string decodeSingleBytes(std::string_view bytes, const SingleByteCharset& charset) {
+std::string decodeSingleBytes(std::string_view bytes, const CharactersOfBytes& charset) {
   constexpr size_t kBytesAtOnce = 1024;
   char block[kBytesAtOnce * 3 + 1];
   std::string text;

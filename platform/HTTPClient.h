@@ -43,8 +43,8 @@ struct HTTPResponse {
 
 // Sends the request and waits until the reply is complete, without waiting for the server to close
 // the connection. IPv4's loopback address is tried first, and IPv6's only when that refuses the
-// connection. The status of the reply has no influence, but that 1xx replies are skipped and 204
-// and 304 have no body.
+// connection or is not there. The status of the reply has no influence, but that 1xx replies are
+// skipped and 204 and 304 have no body.
 HTTPResponse sendSynchronousRequest(const HTTPRequest& request);
 
 // Connects as sendSynchronousRequest does, and sends nothing. Absent when a connection stands, else

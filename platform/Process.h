@@ -8,8 +8,9 @@
 
 namespace quintora {
 
-// Arranges how the process may end: writing to a reader that is gone is an error value and not a
-// signal; an abnormal end, which a visitor can cause at will, leaves no core file.
+// Arranges how the process may end: writing to a reader that is gone, or to a file beyond its
+// limit, is an error value and not a signal; an abnormal end, which a visitor can cause at will,
+// leaves no core file.
 void prepareProcess();
 
 // Lets memory that runs out end in a response of this header and this text, and status 0. Both stay

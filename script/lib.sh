@@ -88,17 +88,18 @@ install_portable_tools() {
 # install_foreign_tools ARCHITECTURE PROCESSOR: Debian's and the system's name for the same.
 install_foreign_tools() {
   install_packages "libgcc-12-dev-$1-cross" qemu-user-static
-  unpack_foreign_package musl-dev "$1" "build/$2-linux-musl"
+  unpack_package musl-dev "$1" "build/$2-linux-musl"
 }
 
-# unpack_foreign_package PKG ARCHITECTURE FOLDER
+# unpack_package PKG ARCHITECTURE FOLDER
 #
-# Unpacks a package of Debian's for another processor, with lists of its own: apt, for this machine,
-# keeps knowing this one's processor only. Nothing is done where the folder was unpacked for the
-# version that this machine has of the package. Whatever happens, the folder is whole or absent.
-unpack_foreign_package() (
-  version=$(dpkg-query -W -f='${Version}' "$1")
-  if [[ "$(cat "$3/unpacked-for" 2>/dev/null)" == "$version" ]]; then
+# Unpacks a package of Debian's that this machine does not install, as one for another processor or a
+# web server, which would start. It has lists of its own: apt, for this machine, keeps knowing this
+# one's processor only. Nothing is done where the folder was unpacked for the version that this
+# machine has of the package, or has none. Whatever happens, the folder is whole or absent.
+unpack_package() (
+  version=$(dpkg-query -W -f='${Version}' "$1" 2>/dev/null || true)
+  if [[ -f "$3/unpacked-for" && "$(cat "$3/unpacked-for")" == "$version" ]]; then
     return
   fi
   mkdir -p "${3%/*}"

@@ -16,14 +16,18 @@ namespace quintora {
 
 namespace {
 
-// What iconv is asked for. Every C library's has these, so a name means the same in all builds. The
-// range of their numbers is one that the built-in identifiers do not use: they have 32 bits.
+// iconv has names and no numbers, so names are numbered as they are first asked for. The range is
+// one that the built-in identifiers do not use: they have 32 bits.
 constexpr TextEncoding kFirstNumber = 0x100000000;
+std::vector<std::string> numberedNames;
+
+// Charsets that every C library's iconv has, each by other names. Those that are listed mean the
+// same in all programs; any other name is iconv's affair.
 struct Charset {
   char iconvsName[12];
   char names[52];  // a blank behind each
 };
-constexpr Charset kCharsets[] = {
+constexpr Charset kCommonCharsets[] = {
     {"CP437", "ibm437 cp437 437 cspc8codepage437 "},
     {"CP850", "ibm850 cp850 850 cspc850multilingual "},
     {"CP1047", "ibm1047 cp1047 csibm1047 "},
@@ -32,6 +36,13 @@ constexpr Charset kCharsets[] = {
     {"UCS-4BE", "iso-10646-ucs-4 ucs-4 ucs-4be csucs4 "},
     {"UCS-4LE", "ucs-4le "},
 };
+
+std::string iconvsName(const std::string& name) {
+  const auto* const charset =
+      std::find_if(std::begin(kCommonCharsets), std::end(kCommonCharsets),
+                   [&](const Charset& common) { return isAmongCharsetNames(name, common.names); });
+  return charset == std::end(kCommonCharsets) ? name : charset->iconvsName;
+}
 
 // What the C library calls an unknown charset may be one for which it had no memory. The volatile
 // pointer is there because compilers drop a request whose memory nobody uses.
@@ -43,10 +54,10 @@ void requireMemoryForConverter() {
   std::free(memory);
 }
 
-// Owns a converter to UTF-8; there is none where the C library's files for it are missing.
+// Owns a converter to UTF-8; there is none for a name that iconv does not know.
 class Converter {
  public:
-  explicit Converter(const char* name) : handle_(opened(name)) {}
+  explicit Converter(const std::string& name) : handle_(opened(name.c_str())) {}
   ~Converter() {
     if (isOpen())
       iconv_close(handle_);
@@ -56,8 +67,9 @@ class Converter {
 
   bool isOpen() const { return isConverter(handle_); }
 
-  // Converts from the front of the bytes what fits into the output; the rest stays in both. Returns
-  // whether anything was wrong other than a full output.
+  // Converts from the front of the bytes what fits into the output; the rest stays in both. A null
+  // input flushes what a stateful charset has kept back. Returns whether anything was wrong other
+  // than a full output.
   bool convert(char** from, size_t* left, char** to, size_t* room) {
     return iconv(handle_, from, left, to, room) != static_cast<size_t>(-1) || errno == E2BIG;
   }
@@ -77,43 +89,47 @@ class Converter {
   const iconv_t handle_;
 };
 
-String convertedToUTF8(const char* name, std::string_view bytes) {
+String convertedToUTF8(const std::string& name, std::string_view bytes) {
   Converter converter(name);
   if (!converter.isOpen())
     return std::nullopt;
   Data result;
   char* from = const_cast<char*>(bytes.data());  // iconv does not write through it
-  for (size_t left = bytes.size(); left > 0;) {
+  size_t left = bytes.size();
+  for (bool isFlushing = false;;) {
     char buffer[4096];
     char* to = buffer;
     size_t room = sizeof buffer;
     const size_t before = left;
-    if (!converter.convert(&from, &left, &to, &room))
+    if (!converter.convert(isFlushing ? nullptr : &from, isFlushing ? nullptr : &left, &to, &room))
       return std::nullopt;
-    if (left == before)
-      return std::nullopt;  // a converter that does not get on would keep us here for ever
     result.append(buffer, sizeof buffer - room);
+    if (isFlushing) {
+      // From a charset with such numbers, iconv lets those beyond Unicode pass.
+      return isValidUTF8(result) ? String(std::move(result)) : std::nullopt;
+    }
+    if (left == before && left != 0 && room == sizeof buffer)
+      return std::nullopt;  // a converter that does not get on would keep us here for ever
+    isFlushing = left == 0;
   }
-  // From a charset with such numbers, iconv lets those beyond Unicode pass.
-  return isValidUTF8(result) ? String(std::move(result)) : std::nullopt;
 }
 
 }  // namespace
 
 TextEncoding systemTextEncoding(const std::string& name) {
-  const auto* const known = std::find_if(
-      std::begin(kCharsets), std::end(kCharsets),
-      [&](const Charset& charset) { return isAmongCharsetNames(name, charset.names); });
-  return known == std::end(kCharsets)
-             ? kUnknownTextEncoding
-             : kFirstNumber + static_cast<TextEncoding>(known - std::begin(kCharsets));
+  const std::string iconvs = iconvsName(name);
+  const auto known = std::find(numberedNames.begin(), numberedNames.end(), iconvs);
+  const TextEncoding number = static_cast<TextEncoding>(known - numberedNames.begin());
+  if (known == numberedNames.end())
+    numberedNames.push_back(iconvs);
+  return kFirstNumber + number;
 }
 
 String decodedBySystem(std::string_view bytes, TextEncoding encoding) {
   const TextEncoding number = encoding - kFirstNumber;
-  if (encoding < kFirstNumber || number >= std::size(kCharsets))
+  if (encoding < kFirstNumber || number >= numberedNames.size())
     return std::nullopt;
-  return convertedToUTF8(kCharsets[number].iconvsName, bytes);
+  return convertedToUTF8(numberedNames[number], bytes);
 }
 
 }  // namespace quintora

@@ -67,7 +67,8 @@ class Exchange {
 
   // False leaves the reason in failure().
   bool connect();
-  bool wasRefused() const { return wasRefused_; }
+  // Whether nobody is there, so that another address is worth a try.
+  bool foundNobody() const { return foundNobody_; }
 
   bool sendAndReceive();
 
@@ -104,7 +105,7 @@ class Exchange {
   bool wasReset_ = false;
   int bytesHeld_ = 0;  // of what was sent, by the system, when that was last looked at
   bool isFinished_ = false;
-  bool wasRefused_ = false;
+  bool foundNobody_ = false;
   HTTPReply reply_;
   std::string failure_;
   char buffer_[65536];
@@ -158,8 +159,9 @@ bool Exchange::connect() {
   }
   if (error == 0)
     return true;
-  wasRefused_ = error == ECONNREFUSED;
-  return wasRefused_ ? fail(kRefused(peer_)) : fail(kConnectionFailed, error);
+  const bool wasRefused = error == ECONNREFUSED;
+  foundNobody_ = wasRefused || error == ENETUNREACH;  // the latter where there is no such address
+  return wasRefused ? fail(kRefused(peer_)) : fail(kConnectionFailed, error);
 }
 
 // Makes the next piece of the body.
@@ -254,10 +256,10 @@ std::unique_ptr<Exchange> connectedExchange(const HTTPRequest& request, String& 
     auto exchange = std::make_unique<Exchange>(request, address);
     if (exchange->connect())
       return exchange;
-    // Where a refusal led to the next address, the first one is what the administrator wants.
+    // Where nobody was at any address, the first one is what the administrator wants.
     if (!failure)
       failure = exchange->failure();
-    if (!exchange->wasRefused())
+    if (!exchange->foundNobody())
       break;
   }
   return nullptr;

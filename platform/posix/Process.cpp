@@ -84,7 +84,13 @@ void removeFront(Parts& parts, size_t count) {
 }  // namespace
 
 void prepareProcess() {
-  std::signal(SIGPIPE, SIG_IGN);
+  // Blocked signals stay pending, and the process ends soon after; ignoring two would take two
+  // calls.
+  sigset_t ofWriting;
+  sigemptyset(&ofWriting);
+  sigaddset(&ofWriting, SIGPIPE);
+  sigaddset(&ofWriting, SIGXFSZ);
+  sigprocmask(SIG_BLOCK, &ofWriting, nullptr);
   NSSetUncaughtExceptionHandler(endWithoutCore);
 }
 

@@ -17,7 +17,8 @@ VALUE = r"(?:N|REASON|60|70000|127\.0\.0\.1 port 8080)"
 # What becomes of the request replaces this message before anything is printed.
 UNSEEN = {"kNoMemoryForForm"}
 # Headings for what a visitor sees without any text of the bridge.
-WITHOUT_TEXT = ("An empty page", "A page that ends too soon", "Wrong letters",
+WITHOUT_TEXT = ("An empty page", "A page that ends too soon", "HTML as text",
+                "A page of another program", "Wrong letters",
                 "A form without its fields", "The web server's own error page")
 SENTENCE = re.compile(r'"[^"\n]*[A-Za-z]+:? [A-Za-z]+ [A-Za-z]+[^"\n]*"')
 # The tables themselves, and names of charsets.
@@ -36,6 +37,11 @@ def constants(folder):
             for name, plain, pieces in CONSTANT.findall(source)}
 
 
+def absent_text():
+    source = (ROOT / "extras" / "String.h").read_text(encoding="utf-8")
+    return re.search(r'kAbsentText = "([^"]+)";', source)[1]
+
+
 def patterns():
     """For each message, what its text looks like on the page."""
     seen = {name: texts for name, texts in constants("bridge").items() if name not in UNSEEN}
@@ -48,7 +54,8 @@ def patterns():
         text = VALUE.join(map(re.escape, texts))
         found[name] = request_error.format(  # a text without values is a fault of the reply
             before + VALUE + between + text + after if len(texts) == 1 else text)
-    found["empty reply"] = request_error.format(found["kAbsentText"])
+    found["absent text"] = re.escape(absent_text())
+    found["empty reply"] = request_error.format(found["absent text"])
     return found
 
 

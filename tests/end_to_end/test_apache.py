@@ -1,9 +1,16 @@
 """A browser, Apache, the bridge in tunnel mode and a server: what arrives at either end."""
+import http.client
 import os
+import pathlib
+import re
+import shutil
+import socket
 import unittest
+from typing import NamedTuple
 from urllib.parse import urlencode
 
-from tests.support.harness import (ApacheTest, ScriptedServer, decode_body, example_server, reply,
+from tests.support.harness import (BRIDGE, ROOT, SANITIZERS, ApacheTest, PrivateApache,
+                                   ScriptedServer, decode_body, example_server, open_folder, reply,
                                    write_preferences)
 
 FORM = {"name": 'Zoë "Zed" Müller', "sum": "1 + 1 = 2", "note": "100 % & {more}\r\n😀", "": "x"}
@@ -128,6 +135,148 @@ class ScriptedServers(ApacheTest):
         body = b"0123456789abcde\n" * 100_000
         self.east.answer = reply(body)
         self.assertEqual(self.get(), (200, "text/plain", body.decode() + "\r\n"))
+
+
+# The beginnings of the table's last cells whose cause would need another file system, minutes of
+# waiting or more rights.
+UNTRIED = ("see [suexec]", "the process of", "[TimeOut]", "the bridge ended while")
+HTML = b"Content-type: text/html\r\n"
+
+
+def location(directive):
+    return f'<Location "/">\n{directive}\n</Location>'
+
+
+def root_directory(directive):
+    return f'<Directory "/">\n{directive}\n</Directory>'
+
+
+def turn_to_link(file):
+    os.rename(file, file + ".target")
+    os.symlink(file + ".target", file)
+
+
+def turn_to_directory(file):
+    os.remove(file)
+    os.mkdir(file)
+
+
+def turn_to_other_processor(file):
+    with open(file, "wb") as program:
+        program.write(b"\x7fELF\2\1\1" + bytes(9) + b"\2\0\xff\xff" + bytes(200))
+
+
+class Cause(NamedTuple):
+    """What an administrator, a visitor or a server can do wrong."""
+
+    row: str  # the beginning of the table's last cell
+    path: str = "/cgi-bin/Gateway.cgi"
+    modules: tuple = ("mpm_prefork", "cgi")
+    directives: str = ""
+    change: object = None  # called with the bridge's path
+    form: bytes = b""
+    length: int = None  # what the visitor says of the form
+    page: bytes = HTML + b"\r\n<p>page"
+
+
+CAUSES = (
+    Cause("no module", modules=("mpm_prefork",)),
+    Cause("no module", path="/Gateway.cgi"),
+    Cause("the visitor", form=b"a=1", length=9),
+    Cause("no `Require`", directives=location("Require all denied")),
+    Cause("among pages", path="/Gateway.cgi", directives=location("SetHandler cgi-script")),
+    Cause("the copy is a link", change=turn_to_link, directives=root_directory("Options None")),
+    Cause("the copy is a link", change=lambda file: (os.remove(file), os.symlink("nowhere", file))),
+    Cause("Apache's user", change=lambda file: os.chmod(os.path.dirname(file), 0o600)),
+    Cause("the name is that", change=turn_to_directory),
+    Cause("no rule", path="/cgi/Gateway.cgi"),
+    Cause("there is no file", path="/cgi-bin/gateway.cgi"),
+    Cause("the form exceeds", directives="LimitRequestBody 2", form=b"a=1"),
+    Cause("the file is not", change=lambda file: os.chmod(file, 0o644)),
+    Cause("the program is for", change=turn_to_other_processor),
+    Cause("the bridge [ended", form=b"a=%zz"),
+    Cause("the server's page consists", page=HTML.rstrip()),
+    Cause("the header of the server's page has a line", page=HTML + b"no colon\r\n\r\n<p>page"),
+    Cause("the header of the server's page has a `Status", page=HTML + b"Status: none\r\n\r\n<p>"),
+    Cause("the bridge runs", page=b""),
+    Cause("the server's page [has", page=b"<!DOCTYPE html><p>page"),
+    Cause("the server's page [has", page=b"Content-Type: text/html\r\n\r\n<p>page"),
+)
+
+
+def rows_of_table():
+    page = (pathlib.Path(ROOT) / "docs/apache.md").read_text(encoding="utf-8")
+    section = page.partition("\n## You get, because\n")[2].partition("\n## ")[0]
+    return re.findall(r"^\| (.*?) \| (.*?) \| (.*) \|$", section, re.MULTILINE)[1:]
+
+
+class YouGetBecause(unittest.TestCase):
+    """The table of docs/apache.md."""
+
+    def test_each_cause_has_its_row_and_each_row_its_cause(self):
+        beginnings = {cause.row for cause in CAUSES}.union(UNTRIED)
+        for _, _, because in rows_of_table():
+            with self.subTest(because):
+                self.assertEqual(1, sum(because.startswith(row) for row in beginnings))
+        self.assertEqual(len(beginnings), len(rows_of_table()))
+
+    def test_each_cause_shows_as_its_row_says(self):
+        rows = rows_of_table()
+        for cause in CAUSES:
+            row, = (row for row in rows if row[2].startswith(cause.row))
+            for modules in self.modules_for(cause):
+                with self.subTest(cause=cause, modules=modules):
+                    self.try_out(cause._replace(modules=modules), row)
+
+    def modules_for(self, cause):
+        return (cause.modules, ("mpm_event", "cgid"))[:2 if "cgi" in cause.modules else 1]
+
+    def try_out(self, cause, row):
+        server = ScriptedServer(reply(cause.page))
+        self.addCleanup(server.close)
+        with open_folder("config", "pages") as folder:
+            write_preferences(os.path.join(folder, "config"), QZQuintoraServerPort=server.port)
+            shutil.copy(BRIDGE, os.path.join(folder, "pages", "Gateway.cgi"))
+            with PrivateApache(
+                    BRIDGE, ("Gateway.cgi",),
+                    {"XDG_CONFIG_HOME": os.path.join(folder, "config"), **SANITIZERS},
+                    document_root=os.path.join(folder, "pages"), runs_as=cause.modules,
+                    directives=cause.directives) as apache:
+                copies = os.path.join(apache.folder, "cgi-bin")
+                if cause.change:
+                    cause.change(os.path.join(copies, "Gateway.cgi"))
+                status, kind, text = self.visit(apache.port, cause)
+                os.chmod(copies, 0o755)
+                log = "".join(line for line in apache.error_log().splitlines(keepends=True)
+                              if ":notice]" not in line)
+        self.check(row, status, kind, text, log)
+
+    def visit(self, port, cause):
+        with socket.create_connection(("127.0.0.1", port), 30) as connection:
+            length = cause.length or len(cause.form)
+            connection.sendall(f"POST {cause.path} HTTP/1.1\r\nHost: localhost\r\n"
+                               "Connection: close\r\nContent-Type: text/x\r\n"
+                               f"Content-Length: {length}\r\n\r\n".encode() + cause.form)
+            connection.shutdown(socket.SHUT_WR)
+            response = http.client.HTTPResponse(connection)
+            response.begin()
+            return response.status, response.getheader("Content-Type"), response.read()
+
+    def check(self, row, status, kind, text, log):
+        you_get, in_log, _ = row
+        if you_get[0].isdigit():
+            self.assertEqual(str(status), you_get[:3])
+            self.assertEqual(b"<p>" in text and b"<title>" not in text, "with the page" in you_get)
+        elif you_get.startswith("the program itself"):
+            self.assertEqual((status, kind, text[:4]), (200, None, b"\x7fELF"))
+        elif you_get.startswith("the page's HTML"):
+            self.assertEqual((status, kind, text[-9:]), (200, "text/plain", b"<p>page\r\n"))
+        else:
+            self.assertEqual((status, kind, text[:11]), (200, "text/plain", b"CGI tunnel "))
+        if in_log == "nothing":
+            self.assertEqual(log, "")
+        for line in re.findall("`(.*?)`", in_log):
+            self.assertIn(line, log)
 
 
 if __name__ == "__main__":

@@ -1,9 +1,12 @@
 """What a visitor, a web server or an administrator can get wrong, and how a run ends then."""
 import errno
 import os
+import re
 import resource
+import shutil
 import subprocess
 import sys
+import tempfile
 import unittest
 
 from tests.support.harness import (BRIDGE, DEFAULT_HEADER, MIB, PREFERENCES, REQUEST_ERROR,
@@ -11,6 +14,10 @@ from tests.support.harness import (BRIDGE, DEFAULT_HEADER, MIB, PREFERENCES, REQ
                                    is_sanitizer_build, limit_memory, not_sanitized, reply, run)
 
 PAGE = DEFAULT_HEADER + b"page\r\n"
+STRACE = shutil.which("strace")
+# In strace's lines: calls that only look at a file, or at what is open already.
+LOOKS = re.compile(r"(execve|access|faccessat|newfstatat|stat|readlink)\("
+                   r"|open(at)?\([^\"]*\"[^\"]*\", O_RDONLY[|A-Z_]*\) = ")
 
 # CONTENT_LENGTH at and beyond the bounds of 64 bits, and one that no machine grants a buffer for.
 HUGE_LENGTHS = (
@@ -156,12 +163,26 @@ class Streams(BridgeTest):
 
     @unittest.skipIf(is_sanitizer_build() or has_bridge(b"__gcov_dump"),
                      "what watches over the bridge writes files")
+    @unittest.skipUnless(STRACE, "needs strace")
     def test_no_file_is_written(self):
-        """A single byte in one would end the run by a signal."""
-        def forbid_files():
-            resource.setrlimit(resource.RLIMIT_FSIZE, (0, 0))
+        """Nor made, renamed or removed: files are only looked at and opened for reading."""
+        with tempfile.NamedTemporaryFile("r") as log:
+            traced = subprocess.run(
+                [STRACE, "-qq", "-f", "-e", "trace=%file", "-o", log.name, BRIDGE],
+                env=self.environment(CONTENT_LENGTH="3"), input=b"a=1", stdout=subprocess.PIPE)
+            calls = [line.split(maxsplit=1)[1] for line in log]  # behind the process's number
+        self.assertEqual((traced.returncode, traced.stdout), (0, PAGE))
+        self.assertTrue([call for call in calls if PREFERENCES in call], calls)
+        self.assertEqual([call for call in calls if not LOOKS.match(call)], [])
 
-        self.assertEqual(self.post(b"a=1", before=forbid_files).stdout, PAGE)
+    @unittest.skipIf(has_bridge(b"__gcov_dump"), "coverage is written to files")
+    def test_output_beyond_the_limit_of_a_file_ends_with_0(self):
+        for limit in 0, 10, len(PAGE):
+            with self.subTest(limit=limit), tempfile.TemporaryFile() as stdout:
+                self.run_bridge(stdout=stdout, before=lambda: resource.setrlimit(
+                    resource.RLIMIT_FSIZE, (limit, limit)))
+                stdout.seek(0)
+                self.assertEqual(stdout.read(), PAGE[:limit])
 
     def test_output_on_a_full_disk_ends_with_0(self):
         if not os.path.exists("/dev/full"):

@@ -110,10 +110,8 @@ class Charsets(BridgeTest):
             with self.subTest(label=label):
                 page = self.page(reply("Zürich €".encode(codec), f"text/plain; charset={label}"))
                 self.assertEqual(page, DEFAULT_HEADER + "Zürich €\r\n".encode())
-        for label in "viscii", "utf-7", "ibm852", "x-user-defined":  # which some systems have
-            with self.subTest(label=label):
-                self.assertEqual(self.page(reply(b"a", f"text/plain; charset={label}")),
-                                 DEFAULT_HEADER)
+        self.assertEqual(self.page(reply(b"a", "text/plain; charset=x-user-defined")),
+                         DEFAULT_HEADER)
         with self.subTest(label="cp1047"):  # which Python lacks
             page = self.page(reply(b"\x81\xAD\xBD\xF0", "text/plain; charset=cp1047"))
             self.assertEqual(page, DEFAULT_HEADER + b"a[]0\r\n")

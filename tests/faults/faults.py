@@ -170,12 +170,13 @@ class Site:
     A second preferences file, for when the first cannot be read, names a port where nobody listens.
     """
 
-    def __init__(self, stack, request):
+    def __init__(self, stack, request, host="127.0.0.1"):
         self.request = request
         self.folder = stack.enter_context(open_folder("config", "fallback", "runtime"))
         nobody = stack.enter_context(socket.socket())
         nobody.bind(("127.0.0.1", 0))  # and does not listen
-        listener, answer = socket.create_server(("127.0.0.1", 0)), answer_post
+        family = socket.AF_INET6 if ":" in host else socket.AF_INET
+        listener, answer = socket.create_server((host, 0), family=family), answer_post
         port, other_port = (each.getsockname()[1] for each in (listener, nobody))
         protocol = {}
         if request.by_apple_event:

@@ -5,6 +5,7 @@ does before the bridge begins may keep it from starting. Refusals come from stra
 reach the loader and the C library, too. Whatever has to happen in spite of an error comes from a
 library in front of the C library, which only dynamic programs have: the sources are the same.
 """
+import contextlib
 import errno
 import os
 import re
@@ -18,7 +19,7 @@ import unittest
 from typing import NamedTuple
 
 from tests.faults.faults import (ALL, BRIDGE, IS_WHOLE, LONGEST_RUN, REQUESTS, FaultTest, Preload,
-                                 Run, preloadable, reasons, spread, with_each_request)
+                                 Run, Site, preloadable, reasons, spread, with_each_request)
 
 STRACE = shutil.which("strace")
 
@@ -57,7 +58,7 @@ ERRORS = {
     "read": "EAGAIN EBADF ECONNRESET EFAULT EINTR EINVAL EIO EISDIR ENOMEM ETIMEDOUT",
     "recvfrom": f"EAGAIN ECONNREFUSED ECONNRESET EINTR EIO ETIMEDOUT {ANY_SOCKET}",
     "rseq": "EBUSY EFAULT EINVAL ENOSYS EPERM",
-    "rt_sigaction": "EFAULT EINVAL",
+    "rt_sigprocmask": "EFAULT EINVAL",
     "sendto": "EACCES EAGAIN EALREADY EDESTADDRREQ EINTR EIO EISCONN EMSGSIZE ENETDOWN ENETUNREACH "
               f"EOPNOTSUPP EPERM ETIMEDOUT {ANY_SOCKET}",
     "set_robust_list": "EINVAL ENOSYS",
@@ -75,7 +76,7 @@ AGAIN = {"connect": {"EINTR"}, "poll": {"EINTR"}, "ppoll": {"EINTR"},
          "sendto": {"EAGAIN", "EINTR"}, "write": {"EAGAIN", "EINTR"},
          "writev": {"EAGAIN", "EINTR"}}
 # No response needs these.
-UNIMPORTANT = {"close", "ioctl", "madvise", "munmap", "rt_sigaction", "setsockopt", "shutdown"}
+UNIMPORTANT = {"close", "ioctl", "madvise", "munmap", "rt_sigprocmask", "setsockopt", "shutdown"}
 TRANSFERS = "read", "recv", "send", "write", "writev"
 
 # In the line that strace writes: the call, and its first argument when that is a descriptor.
@@ -145,7 +146,7 @@ class Refusals(FaultTest):
         for line in lines:
             name, descriptor, file = parts(line)
             numbers[name] = numbers.get(name, 0) + 1
-            if line.startswith("rt_sigaction(SIGPIPE") or descriptor == 1:
+            if line.startswith("rt_sigprocmask(SIG_BLOCK, [PIPE") or descriptor == 1:
                 owner = "bridge"
             elif "/gconv/" in line:
                 owner = "converter"
@@ -189,6 +190,18 @@ class Refusals(FaultTest):
                     self.assertEqual(reason[1].decode(), reasons()[getattr(errno, error)])
             else:  # the request took fewer such calls this time
                 self.assertEqual(site.verdict(run), "page", run)
+
+    def test_second_address_is_for_a_first_one_where_nobody_is(self):
+        with contextlib.ExitStack() as stack:
+            try:
+                site = Site(stack, REQUESTS["GET"], host="::1")
+            except OSError as error:
+                self.skipTest(f"no loopback address of IPv6: {error}")
+            for error, verdict, arrived in (("ECONNREFUSED", "page", 1), ("ENETUNREACH", "page", 1),
+                                            ("EACCES", "message", 0), ("EPERM", "message", 0)):
+                with self.subTest(error=error):
+                    run, _ = self.trace(site, "-e", f"inject=connect:error={error}:when=1")
+                    self.assertEqual((site.verdict(run), *run.arrived), (verdict, arrived, arrived))
 
 
 @preloadable

@@ -80,6 +80,17 @@ def counts_table(results):
     return table(["program", "instructions", "system calls", "page faults", "peak memory"], rows)
 
 
+def files_table(results):
+    rows = []
+    for name in "dynamic bridge", "C floor":
+        by_file = results["small"]["counts"][name]["by_file"]
+        loader, library = (sum(count for file, count in by_file.items() if file.startswith(start))
+                           for start in ("ld-", "libc."))
+        rows.append([name, f"{loader:,}", f"{library:,}",
+                     f"{sum(by_file.values()) - loader - library:,}"])
+    return table(["instructions of a GET", "program loader", "C library", "the program"], rows)
+
+
 class WithoutCPUIDs:
     """What GETs would take if a virtual machine did not stop at each CPUID instruction."""
 
@@ -253,7 +264,8 @@ def values(results):
              "reply": max(results["replies"].values(), key=lambda reply: reply["memory"])}
     return {
         "surroundings": surroundings(results), "small": small_table(results),
-        "counts": counts_table(results), "cpuids": without.table(),
+        "counts": counts_table(results), "files": files_table(results),
+        "cpuids": without.table(),
         "cpuid_cost": f"{without.one * 1e6:.1f} µs",
         "cpuid_share": f"{without.share_of_gain():.0%}",
         "loader_cost": milliseconds(capacity.loader), "aims": aims_table(results),
@@ -276,7 +288,7 @@ def page(template, results):
 
 def tables_only(results):
     found = values(results)
-    names = ("surroundings", "small", "counts", "aims", "cpuid_cost", "cpuids", "cpuid_share",
+    names = ("surroundings", "small", "counts", "files", "aims", "cpuid_cost", "cpuids", "cpuid_share",
              "apache", "forms", "replies", "operations", "capacity", "loader_cost", "rates")
     return "\n\n".join(found[name] for name in names)
 

@@ -1,4 +1,5 @@
 """Whole processes for a request as it comes every day: the bridge and its peers."""
+import collections
 import contextlib
 import os
 import re
@@ -147,6 +148,25 @@ def cpuids(build, command, environment):
     return count, nanoseconds / 1e9
 
 
+def instructions_by_file(command, environment):
+    """The same, by the file that they stand in: the program, its loader, its libraries."""
+    counts = collections.Counter()
+    with tempfile.NamedTemporaryFile("r", encoding="utf-8") as profile:
+        subprocess.run(
+            ["/usr/bin/valgrind", "-q", "--tool=callgrind", "--compress-strings=no",
+             f"--callgrind-out-file={profile.name}", *command], env=environment,
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, timeout=LONGEST, check=True)
+        lines = iter(profile.read().splitlines())
+    for line in lines:
+        if line.startswith("ob="):
+            file = os.path.basename(line[3:])
+        elif line.startswith("calls="):
+            next(lines)  # what the function that is called takes, which has lines of its own
+        elif re.match(r"[0-9+*-]\S* \d+$", line):
+            counts[file] += int(line.split()[1])
+    return counts
+
+
 def system_calls(command, environment):
     with tempfile.NamedTemporaryFile("r", encoding="utf-8", errors="replace") as log:
         subprocess.run([STRACE, "-f", "-o", log.name, *command], env=environment,
@@ -221,7 +241,8 @@ def measure_counts(peers_by_name, environment):
         command = peers_by_name[name].command
         counts = {instructions(command, environment) for _ in range(2)}
         result[name] = {"instructions": min(counts), "is_repeatable": len(counts) == 1,
-                        "system_calls": system_calls(command, environment)}
+                        "system_calls": system_calls(command, environment),
+                        "by_file": instructions_by_file(command, environment)}
     return result
 
 

@@ -42,6 +42,8 @@ python_test(install packaging install)
 set_tests_properties(install PROPERTIES ENVIRONMENT
   "QUINTORA_BRIDGE=${bridge};QUINTORA_BUILD=${PROJECT_BINARY_DIR};QUINTORA_CMAKE=${CMAKE_COMMAND}")
 
+set_tests_properties(end_to_end_hostile_servers PROPERTIES COST 100)  # waits for a minute
+
 # Under valgrind, for script/test-valgrind.
 if(NOT PORTABLE)
   foreach(folder bridge doctor)

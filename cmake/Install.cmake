@@ -8,10 +8,26 @@ endif()
 
 install(TARGETS Quintora.cgi RUNTIME DESTINATION ${CGI_DIR})
 install(TARGETS quintora-doctor RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+
+# install_text(FILE DIRECTORY [COMPONENT...]): installs a text that names installed files, with their
+# places below the prefix that is in effect then.
+configure_file(cmake/NamePrefix.cmake.in NamePrefix.cmake @ONLY)
+function(install_text file directory)
+  cmake_path(GET file FILENAME name)
+  install(FILES ${file} DESTINATION ${directory} ${ARGN})
+  install(CODE "set(installed_text \"${directory}/${name}\")" ${ARGN})
+  install(SCRIPT ${CMAKE_CURRENT_BINARY_DIR}/NamePrefix.cmake ${ARGN})
+endfunction()
 foreach(section 1 5 8)
   file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.${section})
-  install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+  foreach(page ${pages})
+    install_text(${page} ${CMAKE_INSTALL_MANDIR}/man${section})
+  endforeach()
 endforeach()
+# A Debian package has Apache's rules where a2enconf looks; elsewhere they are an example.
+set(apache_rules packaging/apache/quintora-cgi.conf)
+install_text(${apache_rules} ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT Elsewhere)
+install_text(${apache_rules} /etc/apache2/conf-available COMPONENT Debian EXCLUDE_FROM_ALL)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
   FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN man EXCLUDE)
@@ -24,15 +40,6 @@ install(DIRECTORY examples/servers DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(FILES packaging/com.quintora.QuintoraServer.conf
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
-# Apache's rules name the folder, so they fit the prefix that was configured. A Debian package has
-# them where a2enconf looks; elsewhere they are an example.
-cmake_path(ABSOLUTE_PATH CGI_DIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}
-  OUTPUT_VARIABLE CGI_FOLDER)
-set(apache_rules ${CMAKE_CURRENT_BINARY_DIR}/quintora-cgi.conf)
-configure_file(packaging/apache/quintora-cgi.conf.in ${apache_rules} @ONLY)
-install(FILES ${apache_rules} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT Elsewhere)
-install(FILES ${apache_rules} DESTINATION /etc/apache2/conf-available
-  COMPONENT Debian EXCLUDE_FROM_ALL)
 if(PORTABLE)  # with the licenses of what is linked into these programs
   install(FILES packaging/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
 endif()
@@ -71,6 +78,8 @@ else()
 endif()
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "apache2 | httpd-cgi")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
-  ${PROJECT_SOURCE_DIR}/packaging/debian/conffiles ${PROJECT_SOURCE_DIR}/packaging/debian/postrm)
+  ${PROJECT_SOURCE_DIR}/packaging/debian/conffiles
+  ${PROJECT_SOURCE_DIR}/packaging/debian/postinst
+  ${PROJECT_SOURCE_DIR}/packaging/debian/postrm)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 include(CPack)

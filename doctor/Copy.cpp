@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "doctor/CopyVersion.h"
 #include "extras/Message.h"
 #include "extras/NSString.h"
 #include "platform/Process.h"
@@ -20,6 +21,7 @@ void reportCopy(Report& report, const char* path) {
          "A web server that runs as this user shows an error page of its own.",
          "Correct the path, or let this user execute the file and enter each directory above it."});
   report.good(composed({name, " can be run by this user."}));
+  report.fact(versionOfCopy(path));
 }
 
 }  // namespace quintora

@@ -31,7 +31,7 @@ endif()
 
 # As a web server starts them, and under a real web server.
 foreach(name run charsets bad_input hostile_servers hostile_clients apache web_servers
-    apple_events demo doctor example_server servers)
+    apple_events demo doctor example_server servers versions)
   python_test(end_to_end_${name} end_to_end ${name})
   set_tests_properties(end_to_end_${name} PROPERTIES TIMEOUT 300 ENVIRONMENT
     "QUINTORA_BRIDGE=${bridge};QUINTORA_IMPATIENT_BRIDGE=${impatient_bridge};QUINTORA_DOCTOR=${doctor}")

@@ -1,15 +1,17 @@
 #!/usr/bin/env python3
-"""A newcomer's ways to a page in the browser, each in a fresh Debian: from a clone, from the .deb.
+"""A newcomer's ways to a page in the browser, each in a fresh Debian: from a clone, from the .deb,
+from the .tar.gz; and the ways on, to another version and back.
 
-The clone is one of what is committed, the .deb the one that script/package made. Each Debian lives
+The clone is one of what is committed, the packages those that script/package made. Each Debian lives
 in a folder of the build, copied from one that debootstrap made from the mirror that this machine
 uses, and shares nothing but the network with this machine. Only root can do that. The commands are
-those of the README, word for word; sudo and the service manager, which such a folder does not
+those of the README and the guides, word for word; sudo and the service manager, which such a folder does not
 have, are stood in for. A Debian for arm64 runs under emulation: while it does, the kernel of this
 machine hands such programs to an emulator.
 """
 import contextlib
 import email
+import functools
 import glob
 import hashlib
 import os
@@ -32,13 +34,14 @@ sys.path[:0] = [str(ROOT / "examples")]
 
 from demo import example_server  # noqa: E402
 from private_apache import free_port  # noqa: E402
-from tests.documents.test_links import dangling  # noqa: E402
+from tests.packaging.installed import OTHERS_PAGES, faults  # noqa: E402
 from tests.support.harness import ScriptedServer, reply  # noqa: E402
 
 PREFERENCES = "com.quintora.QuintoraServer.conf"
 STAND_INS = {
     "usr/local/sbin/sudo": 'exec "$@"',
-    "usr/local/sbin/systemctl": '[ "$2" = apache2 ] && exec apachectl "$1"',
+    "usr/local/sbin/systemctl": '[ "$1" != reload ] || set graceful "$2"\n'
+                                '[ "$2" = apache2 ] && exec apachectl "$1"',
     # Says no when a package would have its service started as it is installed: Apache would take
     # port 80 of this machine.
     "usr/sbin/policy-rc.d": "exit 101",
@@ -133,12 +136,52 @@ def mirror():
     raise AssertionError(f"apt knows no mirror of {release()}: run apt-get update.")
 
 
-def commands_of_readme(marker, tree=ROOT):
-    """The lines of the README's one block of commands that has the marker in it."""
-    blocks = re.findall("^```sh\n(.*?)^```$", (tree / "README.md").read_text(encoding="utf-8"),
+def commands_of(page, marker):
+    """A page's one block of commands that has the marker in it."""
+    blocks = re.findall("^```sh\n(.*?)^```$", page.read_text(encoding="utf-8"),
                         re.MULTILINE | re.DOTALL)
     block, = (block for block in blocks if marker in block)
-    return block.splitlines()
+    return block
+
+
+def commands_of_readme(marker, tree=ROOT):
+    return commands_of(tree / "README.md", marker).splitlines()
+
+
+def commands_for_archives(marker):
+    return commands_of(ROOT / "docs/apache.md", marker)
+
+
+def commands_for_upgrades(marker):
+    return commands_of(ROOT / "docs/upgrading.md", marker)
+
+
+def version_of(package_file):
+    return output("dpkg-deb", "--field", package_file, "Version").strip()
+
+
+def marks_in(program):
+    """The versions that the file of a program names."""
+    return re.findall(rb"\0Quintora\.cgi ([0-9.]+)(?=\0)", pathlib.Path(program).read_bytes())
+
+
+def older_package(package_file, folder):
+    """The package as a version before it might have been, with a rule that is no longer there."""
+    version, older = version_of(package_file), "0.0.1"
+    root = pathlib.Path(tempfile.mkdtemp(dir=folder))
+    output("dpkg-deb", "--raw-extract", package_file, str(root))
+    for path, old, new in (
+            ("DEBIAN/control", f"Version: {version}\n", f"Version: {older}\n"),
+            (BRIDGE[1:], f"\0Quintora.cgi {version}\0",
+             f"\0Quintora.cgi {older}\0".ljust(len(version) + 15, "\0")),
+            ("etc/apache2/conf-available/quintora-cgi.conf", "</IfDefine>",
+             '    ScriptAlias "/old/" "/usr/lib/cgi-bin/"\n</IfDefine>')):
+        text = (root / path).read_bytes()
+        assert text.count(old.encode()) == 1, path
+        (root / path).write_bytes(text.replace(old.encode(), new.encode()))
+    output("dpkg-deb", "--build", "--root-owner-group", str(root), folder)
+    shutil.rmtree(root)
+    return older
 
 
 def wait_until(condition, patience, failure):
@@ -247,6 +290,15 @@ class FreshDebian:
         return found
 
 
+@functools.lru_cache(maxsize=None)
+def made_debian(architecture):
+    """One that the tests copy; it stays as it is."""
+    fresh = FreshDebian(architecture)
+    unittest.addModuleCleanup(fresh.remove)
+    fresh.make()
+    return fresh
+
+
 def fingerprint(path):
     status = os.lstat(path)
     holds = None
@@ -290,6 +342,8 @@ class PackageTest(unittest.TestCase):
                     self.assertIn(processor, machine)
                     self.assertNotIn("INTERP", said)
                     self.assertLessEqual(os.path.getsize(f"{folder}/{program}"), 512 << 10)
+                self.assertEqual(marks_in(folder + BRIDGE),
+                                 [version_of(package(architecture)).encode()])
 
     def test_unpacked_archive_answers_in_an_empty_root(self):
         """With the page of a server in windows-1252, and nothing there but the program."""
@@ -306,27 +360,27 @@ class PackageTest(unittest.TestCase):
         self.assertEqual(page, "Content-type: text/plain\n\n€ 5 für Zürich\n")
         self.assertEqual(len(server.requests), 1)
 
-    def test_archive_and_installation_hold_the_same(self):
-        listed = output("tar", "--list", "--file", archive(own_architecture())).splitlines()
-        packed = {name.partition("/")[2] for name in listed if name[-1] != "/"}
-        with tempfile.TemporaryDirectory() as folder:
-            output("cmake", "--install", str(ROOT / "build/package/portable"), "--prefix", folder)
-            installed = {str(path.relative_to(folder))
-                         for path in pathlib.Path(folder).rglob("*") if path.is_file()}
-            documents = pathlib.Path(folder, "share/doc/quintora-cgi")
-            self.assertEqual([], dangling(documents.rglob("*.md"), documents))
-            bridge = os.path.join(folder, "lib/cgi-bin/Quintora.cgi")
-            self.assertEqual(stat.S_IMODE(os.stat(bridge).st_mode), 0o755)
-        self.assertEqual(packed, installed)
-        self.assertLessEqual({"bin/quintora-doctor",
-                              "share/man/man1/quintora-doctor.1",
-                              "share/man/man5/com.quintora.QuintoraServer.conf.5",
-                              "share/man/man8/Quintora.cgi.8",
-                              "share/doc/quintora-cgi/README.md",
-                              "share/doc/quintora-cgi/copyright",
-                              "share/doc/quintora-cgi/docs/preferences.md",
-                              "share/doc/quintora-cgi/examples/quintora-cgi.conf",
-                              "share/doc/quintora-cgi/examples/" + PREFERENCES}, packed)
+    def test_archives_hold_what_is_installed(self):
+        for architecture in ARCHITECTURES:
+            with self.subTest(architecture), tempfile.TemporaryDirectory() as folder:
+                output("cmake", "--install", str(ROOT / f"build/package/portable-{architecture}"),
+                       "--prefix", folder)
+                installed = {str(path.relative_to(folder))
+                             for path in pathlib.Path(folder).rglob("*") if path.is_file()}
+                bridge = os.path.join(folder, "lib/cgi-bin/Quintora.cgi")
+                self.assertEqual(stat.S_IMODE(os.stat(bridge).st_mode), 0o755)
+                listed = output("tar", "--list", "--file", archive(architecture)).splitlines()
+                packed = {name.partition("/")[2] for name in listed if name[-1] != "/"}
+                self.assertEqual(packed, installed)
+                self.assertLessEqual({"bin/quintora-doctor",
+                                      "share/man/man1/quintora-doctor.1",
+                                      "share/man/man5/com.quintora.QuintoraServer.conf.5",
+                                      "share/man/man8/Quintora.cgi.8",
+                                      "share/doc/quintora-cgi/README.md",
+                                      "share/doc/quintora-cgi/copyright",
+                                      "share/doc/quintora-cgi/docs/preferences.md",
+                                      "share/doc/quintora-cgi/examples/quintora-cgi.conf",
+                                      "share/doc/quintora-cgi/examples/" + PREFERENCES}, packed)
 
 
 class InFreshDebian:
@@ -336,9 +390,7 @@ class InFreshDebian:
 
     @classmethod
     def setUpClass(cls):
-        cls.fresh = FreshDebian(cls.architecture)
-        cls.addClassCleanup(cls.fresh.remove)
-        cls.fresh.make()
+        cls.fresh = made_debian(cls.architecture)
 
     def setUp(self):
         self.debian = FreshDebian(self.architecture)
@@ -350,6 +402,7 @@ class InFreshDebian:
         server_port = free_port()
         self.assertEqual(self.debian.run("command -v apache2 || true"), "")
         self.install_as_readme_says()
+        self.assertEqual(faults(self.debian.folder, "/usr"), ([], 3, 1))
         with self.preferences(server_port):
             with example_server(port=server_port):
                 self.check_page("Quintora.cgi")
@@ -360,6 +413,36 @@ class InFreshDebian:
         self.check_absence()
         # Apache and what came with it stay; of the package not even a name does.
         self.assertEqual([path for path in self.debian.listing() if "quintora" in path.lower()], [])
+
+    def check_way_from_the_archive_to_a_page(self):
+        """With Apache there, and its module."""
+        copy = pathlib.Path(shutil.copy(archive(self.architecture), self.debian.folder / "root"))
+        self.debian.run(commands_for_archives("tar -xzf"))
+        self.debian.run(commands_for_archives("a2enconf"))
+        self.assertEqual(faults(self.debian.folder, "/usr/local"), ([], 3, 2))
+        with example_server() as server_port, self.link(server_port, "/usr/local") as name:
+            self.check_page(name, "/usr/local")
+            with self.running_bridge("/usr/local"):
+                self.debian.run(commands_for_archives("tar -xzf"))  # as an upgrade does
+            self.check_page(name, "/usr/local")
+        self.debian.run(commands_for_archives("tar -tzf"))
+        wait_until(lambda: self.debian.request("Quintora.cgi")[0] == 404, PATIENCE, "It stays.")
+        shutil.rmtree(copy.with_name(copy.name.removesuffix(".tar.gz")))
+        copy.unlink()
+        self.assertEqual([path for path in self.debian.listing() if "quintora" in path.lower()], [])
+
+    @contextlib.contextmanager
+    def running_bridge(self, prefix):
+        """It waits for a form of which nothing comes."""
+        bridge = f"{prefix}/lib/cgi-bin/Quintora.cgi"
+        with subprocess.Popen(self.debian.command(f"CONTENT_LENGTH=1 exec {bridge}"),
+                              stdin=subprocess.PIPE, stdout=subprocess.DEVNULL) as process:
+            command = pathlib.Path(f"/proc/{process.pid}/cmdline")
+            wait_until(lambda: b"exec" not in command.read_bytes(), PATIENCE,
+                       "The bridge does not start.")
+            yield
+            self.assertIsNone(process.poll())
+            process.stdin.close()
 
     def install_as_readme_says(self):
         copy = shutil.copy(package(self.architecture), self.debian.folder / "root")
@@ -372,7 +455,7 @@ class InFreshDebian:
 
     def purge_as_readme_says(self):
         command, = commands_of_readme("apt purge quintora-cgi")
-        self.debian.run(command, input="y\n")
+        return self.debian.run(command, input="y\n")
 
     def check_doctor(self, command, status):
         run = subprocess.run(self.debian.command(command), stdout=subprocess.PIPE,
@@ -407,15 +490,15 @@ class InFreshDebian:
             file.parent.rmdir()
 
     @contextlib.contextmanager
-    def link(self, server_port):
+    def link(self, server_port, prefix="/usr"):
         """A copy's name that has the port, so no preferences are needed."""
         name = f"Gateway_{server_port}.cgi"
-        link = self.debian.folder / "usr/lib/cgi-bin" / name
+        link = self.debian.folder / prefix[1:] / "lib/cgi-bin" / name
         link.symlink_to("Quintora.cgi")
         yield name
         link.unlink()
 
-    def check_page(self, name):
+    def check_page(self, name, prefix="/usr"):
         status, content_type, page = self.debian.request(f"{name}?id=7")
         self.assertEqual((status, content_type), (200, "text/html; charset=utf-8"))
         self.assertIn("id=7", page)
@@ -427,7 +510,7 @@ class InFreshDebian:
         for field, value in form.items():
             self.assertIn(f"{field} = {value}", lines)
         self.assertIn("REQUEST_METHOD = POST", lines)
-        self.assertIn(f"CLIPATH = /usr/lib/cgi-bin/{name}", lines)
+        self.assertIn(f"CLIPATH = {prefix}/lib/cgi-bin/{name}", lines)
 
     def check_absence(self):
         self.assertEqual(self.debian.request("Quintora.cgi")[0], 404)
@@ -438,10 +521,14 @@ class InFreshDebian:
         self.assertGreaterEqual(len(pages), 2)
         for page in pages:  # one by one: of several compressed ones it can only read the first
             self.assertEqual(self.debian.run(f"mandoc -Tlint {page} 2>&1 || true"), "")
+        there = {page.name for page in self.debian.folder.glob("usr/share/man/man?/*")}
+        self.assertLessEqual({f"{page}.gz" for page in OTHERS_PAGES}, there)
+
 
 class FreshDebianTest(InFreshDebian, unittest.TestCase):
-    def test_from_the_package_to_a_page(self):
+    def test_from_the_packages_to_a_page(self):
         self.check_way_from_the_package_to_a_page()
+        self.check_way_from_the_archive_to_a_page()
 
     def test_from_a_clone_to_a_page(self):
         """With nothing there but git, which a clone takes."""
@@ -513,6 +600,114 @@ class FreshDebianTest(InFreshDebian, unittest.TestCase):
             self.check_man_pages()
 
 
+class UpgradeTest(InFreshDebian, unittest.TestCase):
+    """From a version to the next, and back, with copies and links of the administrator's."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        plain, cls.fresh = cls.fresh, FreshDebian(cls.architecture)
+        cls.addClassCleanup(cls.fresh.remove)
+        plain.copy_to(cls.fresh)
+        cls.fresh.run("apt-get install --yes --no-install-recommends apache2")
+
+    def setUp(self):
+        super().setUp()
+        self.debian.move_apache()
+        # Apache is where it harms nobody, so packages may have it reloaded.
+        self.debian.write("usr/sbin/policy-rc.d", "#!/bin/sh\nexit 0\n")
+        self.before = self.debian.listing()
+        self.new = version_of(package(self.architecture))
+        home = self.debian.folder / "root"
+        for name in "old", "new":
+            (home / name).mkdir()
+        self.old = older_package(package(self.architecture), str(home / "old"))
+        shutil.copy(package(self.architecture), home / "new")
+        self.debian.run("apt-get install --yes ./old/*.deb; a2enmod cgid; a2enconf quintora-cgi;"
+                        "apachectl start")
+        self.check_rules(self.old)
+
+    def upgrade(self, folder, marker):
+        return self.debian.run(f"cd {folder}; {commands_for_upgrades(marker)}", input="y\n")
+
+    def versions(self):
+        """As the guide lists them: by file name."""
+        listed = self.debian.run(commands_for_upgrades("grep -aoH"))
+        return dict(re.fullmatch(r"/usr/lib/cgi-bin/(.*):Quintora\.cgi (.*)", line).groups()
+                    for line in listed.splitlines())
+
+    def check_rules(self, version):
+        """The running Apache has those of that version."""
+        url = f"http://127.0.0.1:{self.debian.port}/old/Quintora.cgi"
+        expected = 200 if version == self.old else 404
+        wait_until(lambda: fetch(url)[0] == expected, PATIENCE, f"{url} is not {expected}.")
+
+    def check_versions(self, **expected):
+        self.assertEqual(self.versions(), {f"{name}.cgi": version
+                                           for name, version in expected.items()})
+
+    def test_copies_and_links(self):
+        old, new, folder = self.old, self.new, self.debian.folder / "usr/lib/cgi-bin"
+        with example_server() as port:
+            link, copy = f"Gateway_{port}", f"Gateway_{port}_copy"
+            self.debian.run(f"cd /usr/lib/cgi-bin; ln -s Quintora.cgi {link}.cgi;"
+                            f"cp Quintora.cgi {copy}.cgi; echo text >note.cgi")
+            self.check_versions(Quintora=old, **{link: old, copy: old})
+
+            self.upgrade("new", "apt install ./")
+            self.check_versions(Quintora=new, **{link: new, copy: old})
+            self.check_rules(new)
+            self.assertIn(f"Its version is {old}.\n",
+                          self.debian.run(f"quintora-doctor /usr/lib/cgi-bin/{copy}.cgi"))
+            self.upgrade(".", "for copy in")
+            self.check_versions(Quintora=new, **{link: new, copy: new})
+            for name in link, copy:
+                self.check_page(f"{name}.cgi")
+
+            self.upgrade("old", "--allow-downgrades")
+            self.check_rules(old)
+            self.upgrade(".", "for copy in")
+            self.check_versions(Quintora=old, **{link: old, copy: old})
+
+            self.upgrade(".", "Quintora.old Gateway")
+            self.upgrade("new", "apt install ./")
+            self.check_versions(Quintora=new, Gateway_8081=old, **{link: new, copy: old})
+            self.assertEqual(self.debian.request("Gateway_8081.cgi")[0], 200)
+            self.upgrade(".", "rm Quintora.old")
+            self.check_versions(Quintora=new, Gateway_8081=new, **{link: new, copy: old})
+            self.check_page(f"{copy}.cgi")
+        (folder / "note.cgi").unlink()
+        self.check_purge(f"{link}.cgi", "Gateway_8081.cgi", f"{copy}.cgi")
+
+    def check_purge(self, *left):
+        """The package goes, what is left is listed and stays."""
+        shutil.rmtree(self.debian.folder / "root/old")
+        shutil.rmtree(self.debian.folder / "root/new")
+        said = self.purge_as_readme_says()
+        listed = re.findall(r"^  /usr/lib/cgi-bin/(\S+)( [(]a link.*)?$", said, re.MULTILINE)
+        self.assertEqual({name: bool(link) for name, link in listed},
+                         {name: "copy" not in name for name in left})
+        self.assertEqual(said.count("and stay:"), 1)
+        self.assertEqual(self.debian.request(left[0])[0], 403)
+        self.assertEqual(changed(self.before, self.debian.listing()) - {"run/apache2"},
+                         {f"usr/lib/cgi-bin/{name}" for name in left})
+
+    def test_rules_that_are_not_enabled_stay_so_and_leave_with_the_package(self):
+        self.debian.run("a2disconf quintora-cgi; apachectl graceful")
+        self.upgrade("new", "apt install ./")
+        self.check_rules(self.new)
+        self.debian.run("! a2query -q -c quintora-cgi")
+        self.debian.run("a2enconf quintora-cgi; apt-get remove --yes quintora-cgi;"
+                        "! a2query -q -c quintora-cgi; apachectl configtest")
+
+    def test_purge_after_apache_was_removed(self):
+        self.debian.stop_apache()
+        self.debian.run("apt-get remove --yes apache2")
+        self.assertNotIn("and stay:", self.purge_as_readme_says())
+        left = [path for path in self.debian.listing() if "quintora" in path.lower()]
+        self.assertEqual([path for path in left if not path.startswith("root/")], [])
+
+
 @unittest.skipIf(own_architecture() == "arm64", "the others are for arm64 already")
 class FreshDebianForARM64Test(InFreshDebian, unittest.TestCase):
     architecture = "arm64"
@@ -524,8 +719,9 @@ class FreshDebianForARM64Test(InFreshDebian, unittest.TestCase):
         cls.addClassCleanup(context.__exit__, None, None, None)
         super().setUpClass()
 
-    def test_from_the_package_to_a_page(self):
+    def test_from_the_packages_to_a_page(self):
         self.check_way_from_the_package_to_a_page()
+        self.check_way_from_the_archive_to_a_page()
 
 
 def changed(before, after):

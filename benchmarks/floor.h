@@ -14,7 +14,7 @@ static const char header[] = "Content-type: text/plain\r\n\r\n";
 
 static char buffer[65536];
 
-static void print(const char* bytes, size_t count) {
+static inline void print(const char* bytes, size_t count) {
   while (count > 0) {
     const ssize_t went = write(STDOUT_FILENO, bytes, count);
     if (went <= 0)
@@ -25,7 +25,7 @@ static void print(const char* bytes, size_t count) {
 }
 
 /* A connection on which the request has been sent. */
-static int request_sent(void) {
+static inline int request_sent(void) {
   struct sockaddr_in server = {.sin_family = AF_INET};
   server.sin_port = htons((uint16_t)atoi(getenv("BENCHMARK_PORT")));
   server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

@@ -1,4 +1,5 @@
 """Whole processes for a request as it comes every day: the bridge and its peers."""
+import collections
 import contextlib
 import os
 import re
@@ -27,9 +28,10 @@ VARIABLES = {
 FIELDS = {"name": "Zoë Müller", "street": "Main Street 17 & Garden", "city": "Zürich",
           "note": "A few lines,\r\nas somebody types them:\r\n1 + 1 = 2; 100 %", "empty": ""}
 FORM = urlencode(FIELDS).encode()
-NAMES = ("bridge", "dynamic bridge", "C floor", "static C floor", "printing program",
+NAMES = ("bridge", "dynamic bridge", "C floor", "static C floor", "careful floor",
+         "printing program",
          "static printing program", "/bin/true", "cgi-fcgi", "shell and curl", "Perl", "Python")
-CHEAP = NAMES[:8]
+CHEAP = NAMES[:9]
 STRACE = "/usr/bin/strace"
 
 
@@ -59,6 +61,11 @@ def is_list_answer(answer, variables, fields):
             and all(f"{name}={value}" in lines for name, value in variables.items()))
 
 
+def is_unescaped_answer(answer, variables, _):
+    return answer.startswith(HEADER) and all(
+        f"ApacheTunnel_{name}={value}&".encode() in answer for name, value in variables.items())
+
+
 def peers(build, fastcgi_port):
     """Every program that answers a request, by the name that the tables have for it."""
     def script(name):
@@ -75,6 +82,7 @@ def peers(build, fastcgi_port):
         Peer([build.dynamic_bridge], is_form_answer),
         Peer([build.floor], is_floors),
         Peer([build.static_floor], is_floors),
+        Peer([build.careful_floor], is_unescaped_answer),
         Peer([build.printing], is_printed),
         Peer([build.static_printing], is_printed),
         Peer(["/bin/true"], lambda answer, *_: answer == b""),
@@ -138,6 +146,25 @@ def cpuids(build, command, environment):
                          timeout=LONGEST, check=True)
     count, nanoseconds = map(int, run.stdout.split())
     return count, nanoseconds / 1e9
+
+
+def instructions_by_file(command, environment):
+    """The same, by the file that they stand in: the program, its loader, its libraries."""
+    counts = collections.Counter()
+    with tempfile.NamedTemporaryFile("r", encoding="utf-8") as profile:
+        subprocess.run(
+            ["/usr/bin/valgrind", "-q", "--tool=callgrind", "--compress-strings=no",
+             f"--callgrind-out-file={profile.name}", *command], env=environment,
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, timeout=LONGEST, check=True)
+        lines = iter(profile.read().splitlines())
+    for line in lines:
+        if line.startswith("ob="):
+            file = os.path.basename(line[3:])
+        elif line.startswith("calls="):
+            next(lines)  # what the function that is called takes, which has lines of its own
+        elif re.match(r"[0-9+*-]\S* \d+$", line):
+            counts[file] += int(line.split()[1])
+    return counts
 
 
 def system_calls(command, environment):
@@ -210,11 +237,12 @@ def measure_cpuids(build, peers_by_name, environment):
 def measure_counts(peers_by_name, environment):
     environment = {**environment, **VARIABLES, "REQUEST_METHOD": "GET"}
     result = {}
-    for name in "bridge", "dynamic bridge", "C floor", "static C floor", "/bin/true", "cgi-fcgi":
+    for name in "bridge", "dynamic bridge", "C floor", "static C floor", "careful floor", "/bin/true", "cgi-fcgi":
         command = peers_by_name[name].command
         counts = {instructions(command, environment) for _ in range(2)}
         result[name] = {"instructions": min(counts), "is_repeatable": len(counts) == 1,
-                        "system_calls": system_calls(command, environment)}
+                        "system_calls": system_calls(command, environment),
+                        "by_file": instructions_by_file(command, environment)}
     return result
 
 

@@ -249,8 +249,8 @@ class WebServerTest(unittest.TestCase):
                  HTML + b"Status: 404 Not Found\r\n\r\n<p>page"),
                 ("a `Status` without a number", HTML + b"Status: none\r\n\r\n<p>page"),
                 ("a header line without a colon", HTML + b"no colon\r\n\r\n<p>page"),
-                ("no empty line behind the header", HTML + b"<p>a: b"),
-                ("no page behind the header", b"Content-type: text/html")):
+                ("no empty line after the header", HTML + b"<p>a: b"),
+                ("no page after the header", b"Content-type: text/html")):
             with self.subTest(row):
                 self.page_outcome(row, page)
 

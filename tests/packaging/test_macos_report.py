@@ -215,7 +215,7 @@ class ReportTest(CopyOfTheTree):
         self.add_program(self.fakes / "bridge", f"#!{sys.executable}\n" + FAKE_BRIDGE.format(
             disk=str(self.disk), state=str(self.state), all_users=ALL_USERS, www=WWW))
         self.add_program(self.fakes / "doctor", FAKE_DOCTOR.format(state=self.state))
-        (self.tree / "examples").mkdir()
+        (self.tree / "examples").mkdir(exist_ok=True)
         (self.tree / "examples/quintora_server.py").write_text(SERVER)
         self.add_program(self.tree / "script/test", """#!/bin/sh
 echo "$HOME of Ann Lee (ann) on anns-mac passed"

@@ -36,7 +36,8 @@ OWN_TESTS = {
     "platform/": ("platform_tests",),
 }
 # Tests by ctest that run in the programs above, too, or do not look at the product's behaviour.
-NOT_BY_CTEST = r"\.|with_arguments|packaging|documents_(links|man_pages|security)|layers|seeded_faults|uppercase_table"
+NOT_BY_CTEST = (r"\.|with_arguments|packaging|macos_report|launch_agent|install|versions|layers"
+                r"|documents_(links|man_pages|security)|seeded_faults|uppercase_table")
 
 
 class DoesNotCompile(Exception):

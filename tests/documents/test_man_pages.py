@@ -1,4 +1,6 @@
-"""The man pages against docs/: the same messages, and the same table of file names and ports."""
+"""The man pages against docs/: the same messages, and the same table of file names and ports; and
+what stands above and below each page.
+"""
 import pathlib
 import re
 import shlex
@@ -8,6 +10,10 @@ from tests.support.messages_page import FROM_THE_SERVER, rows_of_page
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BRIDGE = (ROOT / "docs/man/Quintora.cgi.8").read_text(encoding="utf-8")
+
+COLUMNS = 80
+VOLUMES = {"1": "BSD General Commands Manual", "5": "BSD File Formats Manual",
+           "8": "BSD System Manager's Manual"}  # as groff names them
 
 # What stands for a value in the man page, and on the page of messages.
 VALUES = {"status": "N", "count": "N", "reason": "REASON"}
@@ -61,6 +67,17 @@ class ManPages(unittest.TestCase):
     def test_the_table_of_file_names_is_that_of_the_guide(self):
         self.assertGreater(len(table_of_guide()), 5)
         self.assertEqual(table_of_man_page(), table_of_guide())
+
+    def test_header_and_footer_fit_the_page_and_name_the_product(self):
+        for page in sorted((ROOT / "docs/man").iterdir()):
+            text = page.read_text(encoding="utf-8")
+            title, section = re.search(r"^\.Dt (\S+) (\d)$", text, re.MULTILINE).groups()
+            with self.subTest(page.name):
+                # Without a name, groff writes that of an operating system into the footer.
+                self.assertRegex(text, r"(?m)^\.Os Quintora\.cgi$")
+                # The title stands at both ends of the header, the volume between them.
+                sides = 2 * len(f"{title}({section})")
+                self.assertLess(sides + len(f" {VOLUMES[section]} "), COLUMNS)
 
 
 if __name__ == "__main__":

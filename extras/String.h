@@ -31,7 +31,7 @@ using Dictionary = std::optional<StringMap>;
 // Bytes.
 using Data = std::string;
 
-// The length in UTF-16 code units; 0 for an absent text.
+// The length in UTF-16 code units; 0 for an absent string.
 uint64_t length(const String& receiver);
 
 // Ends the run at once, as an uncaught exception does: nothing has been or will be written to

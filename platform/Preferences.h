@@ -19,7 +19,8 @@ class Preferences {
   // preferences cannot be read or the value is neither text nor a number.
   String objectForKey(const String& key);
 
-  // A place where values come from, and what was found there so far.
+  // A place where values come from, and what was found there so far. sources() lists them in the
+  // order of precedence.
   struct Source {
     enum class State { notNeeded, read, absent, unreadable, notUTF8 };
     String name;

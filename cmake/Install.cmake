@@ -1,4 +1,4 @@
-# What is installed where, and the packages that CPack makes of it (script/package).
+# What is installed where, and the packages that CPack builds from it (script/package).
 
 include(GNUInstallDirs)
 set(CGI_DIR lib/cgi-bin CACHE STRING "Where the bridge is installed, below the prefix")
@@ -15,8 +15,8 @@ endforeach()
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
   FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN man EXCLUDE)
-# What the author of a server starts with: the example server, which needs the files beside it, and the
-# first servers of docs/server.md.
+# For authors of servers: the example server, with the files that it needs beside it, and the first
+# servers of docs/server.md.
 install(PROGRAMS examples/quintora_server.py DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(FILES examples/apple_events.py examples/pages.py examples/answer.html examples/form.html
   examples/style.css DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
@@ -24,8 +24,8 @@ install(DIRECTORY examples/servers DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(FILES packaging/com.quintora.QuintoraServer.conf
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
-# Apache's rules name the folder, so they fit the prefix that was configured. A Debian package has
-# them where a2enconf looks; elsewhere they are an example.
+# Apache's rules name the installation directory, so they match the configured prefix. The Debian
+# package installs them where a2enconf looks for them; elsewhere they are an example.
 cmake_path(ABSOLUTE_PATH CGI_DIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}
   OUTPUT_VARIABLE CGI_FOLDER)
 set(apache_rules ${CMAKE_CURRENT_BINARY_DIR}/quintora-cgi.conf)
@@ -33,7 +33,7 @@ configure_file(packaging/apache/quintora-cgi.conf.in ${apache_rules} @ONLY)
 install(FILES ${apache_rules} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT Elsewhere)
 install(FILES ${apache_rules} DESTINATION /etc/apache2/conf-available
   COMPONENT Debian EXCLUDE_FROM_ALL)
-if(PORTABLE)  # with the licenses of what is linked into these programs
+if(PORTABLE)  # it has the licences of the libraries that are linked into these programs
   install(FILES packaging/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
 endif()
 install(FILES packaging/debian/changelog
@@ -62,7 +62,7 @@ set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/packaging/debian/cpack.cmake
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION web)
-if(PORTABLE)  # a static program needs no package
+if(PORTABLE)  # static programs depend on no other package
   set(debian_name_of_x86_64 amd64)
   set(debian_name_of_aarch64 arm64)
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${debian_name_of_${CMAKE_SYSTEM_PROCESSOR}})

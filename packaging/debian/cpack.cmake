@@ -1,4 +1,4 @@
-# What CPack does for a Debian package only; it reads this once for each kind of package.
+# Settings for the Debian package only. CPack reads this file once for each kind of package.
 if(CPACK_GENERATOR STREQUAL "DEB")
   list(GET CPACK_INSTALL_CMAKE_PROJECTS 0 build)
   set(CPACK_INSTALL_CMAKE_PROJECTS

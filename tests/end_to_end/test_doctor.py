@@ -1,4 +1,4 @@
-"""quintora-doctor beside the bridge: what it says of a copy must be what the copy then does."""
+"""quintora-doctor compared with the bridge: what it says about a copy is what the copy does."""
 import contextlib
 import http.client
 import os
@@ -23,7 +23,7 @@ PRINTED = "What the bridge would print\n"
 
 
 class Finding(NamedTuple):
-    """One of the report's last section."""
+    """A finding of the report's last section."""
 
     found: str
     effect: str
@@ -31,7 +31,7 @@ class Finding(NamedTuple):
 
 
 def findings_of(report):
-    """What the last section says, in its order; each finding stands where it was met, too."""
+    """The findings of the last section, in order; the report shows each where it was met, too."""
     section = report[report.rindex("\nFindings") + 1:]
     found = [Finding(*finding) for finding in re.findall(
         r"^  [0-9]+\. (.+)\n     (.+)\n     Fix: (.+)\n", section, re.MULTILINE)]
@@ -66,7 +66,7 @@ class DoctorTest(BridgeTest):
                               preexec_fn=before)
 
     def report(self, status, *arguments, **environment):
-        """What it says, when it ends as expected."""
+        """The report, which must end with this exit status."""
         result = self.doctor(*arguments, **environment)
         self.assertEqual((result.returncode, result.stderr), (status, b""), result)
         return result.stdout.decode()
@@ -86,7 +86,7 @@ class DoctorTest(BridgeTest):
             file.write(text)
 
     def assert_found(self, name, *findings):
-        """What is found of a copy with this name: exactly this, in this order."""
+        """A copy with this name has exactly these findings, in this order."""
         report, found = self.examine(self.copy(name))
         self.assertEqual(found, [Finding(*finding) for finding in findings], report)
         return report
@@ -470,7 +470,7 @@ class Probe(DoctorTest):
         self.assertLess(said, asked[0] + 0.4)
 
     def check(self, answer, *findings):
-        """What is found in a reply: exactly this, in this order, and the bridge's own output."""
+        """A reply has exactly these findings, in this order; the output shown is the bridge's."""
         self.server.answer = answer
         report, found = self.examine("--probe", self.copy())
         self.assertEqual(found, [Finding(*finding) for finding in findings], report)
@@ -613,7 +613,7 @@ class Probe(DoctorTest):
 
 
 class UnderApache(ApacheTest):
-    """The doctor says that Apache answers 500 for those pages only for which Apache does."""
+    """The doctor predicts Apache's status 500 for exactly those pages that get it."""
 
     def setUp(self):
         self.server = ScriptedServer()
@@ -629,14 +629,14 @@ class UnderApache(ApacheTest):
         return findings_of(result.stdout.decode("utf-8", "replace"))
 
     def status(self):
-        """What a visitor's browser gets first; the length of Apache's error page may be wrong."""
+        """The status alone: the Content-Length of Apache's error page may be wrong."""
         connection = http.client.HTTPConnection("127.0.0.1", self.apache.port, timeout=30)
         with contextlib.closing(connection):
             connection.request("GET", "/cgi-bin/Gateway.cgi")
             return connection.getresponse().status
 
     def check_header(self, lines, found=None):
-        """A page whose header has these lines behind its first; the finding for which it fails."""
+        """Checks a page whose header has these lines after its first, and the finding expected."""
         body = b"Content-type: text/html\r\n" + lines + b"page\r\n"
         findings, log = self.findings(body), self.apache.error_log()
         status = self.status()

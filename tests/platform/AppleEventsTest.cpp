@@ -533,6 +533,9 @@ TEST_F(AppleEventsTest, WhatCannotBePutIntoAnEventLeavesItAsItWas) {
   EXPECT_EQ(received_, sized("quiZxRUN" + number(7) + number(9) + textParameter("text")));
 }
 
+// Only macOS returns it; administrators find it by this number.
+TEST(AppleEventStatus, OfAMissingLibraryIsTheSystems) { EXPECT_EQ(cfragNoLibraryErr, -2804); }
+
 TEST_F(AppleEventsTest, OnlyWaitingForTheReplyIsKnown) {
   sendText("x");
   EXPECT_EQ(AESendMessage(&event_, &reply_, 1, kAEDefaultTimeout), -1710);

@@ -12,7 +12,7 @@ namespace {
 
 String orElse(const String& stored, const char* otherwise) { return stored ? stored : otherwise; }
 
-// Looks the port text up in the table: the first entry with exactly that key holds, and its value
+// Looks up the port text in the port table. The first entry with exactly that key wins; its value
 // is not looked up again.
 void applyTable(ConnectionChoice& choice) {
   if (!isNotEmpty(choice.cloudPorts))

@@ -1,4 +1,4 @@
-// How the server application is reached: decided once, before the request is read.
+// Chooses how the server is reached, once in a run and before the request is read.
 #pragma once
 
 #include "extras/String.h"
@@ -6,33 +6,33 @@
 
 namespace quintora {
 
-// The server application's preference domain, chosen when the bridge is built.
+// The domain of the server's preferences, set at build time.
 extern const char* const kServerDefaultsSuite;
 
-// A decision and what it rests on, for the doctor to explain.
+// The connection and the values that led to it, which the doctor explains.
 struct ConnectionChoice {
   bool isAppleEventMode = false;
-  // The stored preferences; absent, too, where they are not read.
+  // The stored preferences; also absent where the choice does not need them.
   String protocol;
   String serverPort;
   String cloudPorts;
   String nameText;    // the file-name tag; absent without a "_" in the name
   String tableEntry;  // the entry of the port table that matches the tag; absent without one
   String portText;    // absent in Apple-event mode
-  int64_t port = 0;   // the number in portText, not necessarily one of a TCP port
+  int64_t port = 0;   // the number in portText, not necessarily a valid TCP port
 };
 
-// Decides for a bridge with this file name. What stands in the name between the first "_" and the
-// next "_" or "." is a port or a name from the preferences' table, so that several copies of the
-// bridge reach several servers.
+// Chooses the connection for a copy of the bridge with this file name. The part of the name between
+// the first "_" and the next "_" or "." is a port or a key of the port table, so that several
+// copies can reach several servers.
 ConnectionChoice connectionFor(const String& commandName, Preferences& preferences);
 
-// Makes one of the two containers of the request state, empty, and the other one absent; in tunnel
-// mode also sets quiZServerPort. A port that cannot be used is not refused here but where the
-// connection is made.
+// Records the mode: makes one of the two containers of the request state empty and the other one
+// absent. In tunnel mode also sets quiZServerPort; an invalid port is rejected later, when the
+// request is sent.
 void recordConnection(const ConnectionChoice& choice);
 
-// Decides for this bridge, by the server application's preferences, and records it.
+// Chooses the connection for this copy by the server's preferences, and records it.
 void ChooseConnection(const String& commandName);
 
 }  // namespace quintora

@@ -1,15 +1,15 @@
-// The format of what the web server gets.
+// The format of the response that the bridge prints for the web server.
 #pragma once
 
 #include "extras/String.h"
 
 namespace quintora {
 
-// What is put before a response that has no header of its own.
+// Printed before a response that has no header of its own.
 inline constexpr const char* kDefaultHeader = "Content-type: text/plain\r\n\r\n";
 
-// The finished response in the parts in which it is written, so that a large one is not copied for
-// what stands around it.
+// The finished response, in the parts that are written one after the other: joining them would copy
+// a large text.
 struct FinishedResponse {
   std::string_view header;  // the default header, or nothing
   std::string text;
@@ -18,12 +18,12 @@ struct FinishedResponse {
   std::string whole() const;
 };
 
-// Finishes the response: line ends that are all lone CR become CR LF, a default header is put
-// before what has none of its own (exactly "Content-type:", nothing else counts), and the last line
-// is ended. An absent response becomes "(null)".
+// Finishes the response. Where it has no LF, each CR becomes CR LF. Unless it begins with exactly
+// "Content-type:", it gets the default header. Its last line gets a line end where that is missing.
+// An absent response becomes "(null)".
 FinishedResponse FinishResponse(String response);
 
-// The response up to its first NUL, where what is printed ends.
+// Cuts the response off before its first NUL: nothing from there on is printed.
 void cutAtNUL(FinishedResponse& response);
 
 }  // namespace quintora

@@ -1,5 +1,5 @@
-// Every text of the bridge's own that a visitor may see; docs/messages.md explains them. They are
-// kept as they are, odd ones too: servers and people rely on them.
+// The bridge's own messages to the visitor; docs/messages.md explains them. Their wording must not
+// change, odd as some of it is: servers and people rely on it.
 #pragma once
 
 #include "extras/Message.h"
@@ -8,7 +8,7 @@ namespace quintora {
 
 inline constexpr const char* kOutOfMemory = "Quintora CGI error: Out of memory.";
 
-// What becomes of the request replaces this one before anything is printed.
+// Never printed: the outcome of the exchange with the server replaces it.
 inline constexpr const char* kNoMemoryForForm = "Quintora CGI Error: Out of memory (form data).";
 
 // Tunnel mode.
@@ -16,7 +16,8 @@ inline constexpr const char* kMalformedURL = "CGI tunnel error: malformed URL.";
 inline constexpr Message<1> kRequestError = {"CGI tunnel request error:", ""};
 inline constexpr const char* kBinaryData = "Error: CGI tunnel returned binary data.";
 
-// Apple-event mode; the values are statuses of the Apple Event Manager, and a size in bytes.
+// Apple-event mode. The values are status codes of the Apple Event Manager and, in
+// kNoMemoryForReply, a size.
 inline constexpr const char* kNotRunning = "Quintora CGI error: Quintora Server is not running.";
 inline constexpr Message<1> kCreateDescError = {"Quintora CGI error ",
                                                 " returned by AECreateDesc()"};

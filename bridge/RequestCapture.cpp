@@ -16,13 +16,13 @@ namespace quintora {
 
 namespace {
 
-// Left over behind the body; the zero that ends it needs one byte of them.
+// Spare room after the body; the terminating NUL needs one byte of it.
 constexpr uint64_t kSpareBytes = 100;
 
 // The key of postParameters under which a CGI variable is sent.
 std::string tunnelKey(const char* name) { return std::string("ApacheTunnel_") += name; }
 
-// As getCGIVariable, in the place where the variable is.
+// Like getCGIVariable, without a copy.
 std::optional<std::string_view> variableText(const char* name) {
   const char* const value = std::getenv(name);
   const std::string_view text = value ? value : "";
@@ -31,22 +31,21 @@ std::optional<std::string_view> variableText(const char* name) {
   return text;
 }
 
-// What a form says by "+" and percent escapes, decoded where it stands, in the buffer that is this
-// file's own. The body has been found to be UTF-8, and it was cut at ASCII characters.
+// Decodes "+" and percent escapes in place: the text lies in the buffer that AddPostData allocated.
+// It is valid UTF-8, because the whole body is and is cut only at ASCII characters.
 std::optional<std::string_view> decodedFormText(std::string_view text) {
   char* const bytes = const_cast<char*>(text.data());
   std::transform(bytes, bytes + text.size(), bytes, [](char c) { return c == '+' ? ' ' : c; });
   return removePercentEncodingInPlace(bytes, text.size());
 }
 
-// The body up to its first zero byte. The buffer is never released, for the process ends soon
-// after.
+// The body up to its first NUL. The buffer is never freed: the process ends soon after.
 std::string_view readBody(char* buffer, size_t count) {
   buffer[readStandardInput(buffer, count)] = '\0';
   return buffer;
 }
 
-// What stands behind a second "=" is lost.
+// Anything after a second "=" is dropped.
 void forwardFormField(std::string_view piece, std::string& entryList) {
   const auto key = decodedFormText(cutPiece(piece, '='));
   const auto value = decodedFormText(cutPiece(piece, '='));
@@ -71,8 +70,8 @@ void AddPostData() {
   const int64_t contentLength = integerValue(getCGIVariable("CONTENT_LENGTH"));
   if (contentLength <= 0)
     return;
-  // As unsigned numbers the sum cannot overflow; what no machine has, malloc refuses. It does not
-  // touch the memory, so a false length costs nothing but addresses.
+  // The sum of unsigned numbers cannot overflow here, and malloc fails for more than a machine has.
+  // malloc does not touch the memory, so a false CONTENT_LENGTH costs address space only.
   const uint64_t size = static_cast<uint64_t>(contentLength);
   char* const buffer = static_cast<char*>(std::malloc(size + kSpareBytes));
   if (!buffer) {
@@ -82,8 +81,8 @@ void AddPostData() {
   const std::string_view body = readBody(buffer, size);
   std::string entryList;
   if (isValidUTF8(body)) {
-    // Neither pieces nor entries are listed: for a body of nothing but "&" a list would take a
-    // hundred times its size.
+    // No list of pieces or entries is built: for a body that consists of "&" only, the list would
+    // take a hundred times the body's size.
     forEachPiece(body, '&',
                  [&entryList](std::string_view piece) { forwardFormField(piece, entryList); });
   }

@@ -1,5 +1,5 @@
-// The five values that the steps of a run share. They live from the start of the process to its
-// end. Which of the two containers exists is the only record of the mode.
+// The five values that the steps of a run share, for as long as the process lives. Which of the two
+// containers exists is the only record of the mode.
 #pragma once
 
 #include "extras/String.h"
@@ -12,7 +12,7 @@ extern Dictionary postParameters;
 // Apple-event mode: the dictionary entries of the CGI variables. Absent in tunnel mode.
 extern Array environmentVariables;
 
-// The server's HTTP port in tunnel mode, not necessarily a possible one; 0 otherwise.
+// The server's HTTP port in tunnel mode, not necessarily a valid one; 0 otherwise.
 extern int64_t quiZServerPort;
 
 // The form, as a piece of the server script statement; absent until AddPostData has run.

@@ -24,7 +24,7 @@ constexpr AEEventClass kEventClass = fourCharCode("quiZ");
 constexpr AEEventID kEventID = fourCharCode("xRUN");
 constexpr OSType kServerSignature = fourCharCode("QUIZ");
 
-// A margin behind the reply's text; the zero that ends it needs one byte of them.
+// Spare room after the reply's text; the terminating NUL needs one byte of it.
 constexpr uint64_t kSpareBytes = 100;
 
 struct Descriptors {
@@ -33,8 +33,8 @@ struct Descriptors {
   AEDesc reply = {typeNull, nullptr};
 };
 
-// Makes the event with the statement in it, or leaves a message and the descriptors released that
-// had been made.
+// Makes the event that carries the statement. On failure, sets a message and releases the
+// descriptors made so far.
 bool makeEvent(const String& statement, Descriptors& d) {
   const OSType signature = kServerSignature;
   OSErr status = AECreateDesc(typeApplSignature, &signature, sizeof signature, &d.target);
@@ -49,7 +49,7 @@ bool makeEvent(const String& statement, Descriptors& d) {
     AEDisposeDesc(&d.target);
     return false;
   }
-  // The size is the count of UTF-16 code units, never more than there are bytes.
+  // The size is the number of UTF-16 code units, which never exceeds the number of bytes.
   status = AEPutParamPtr(&d.event, keyDirectObject, typeChar, statement ? statement->c_str() : "",
                          static_cast<Size>(length(statement)));
   if (status != noErr) {
@@ -67,9 +67,9 @@ void disposeAll(Descriptors& d) {
   AEDisposeDesc(&d.reply);
 }
 
-// Sends the event and waits; on failure leaves a message and everything released.
+// Sends the event and waits for the reply. On failure, sets a message and releases all descriptors.
 bool send(Descriptors& d) {
-  // The system's own status is wider than what is tested and printed.
+  // AESendMessage returns 32 bits; only the lower 16 are tested and printed.
   const OSErr status =
       static_cast<OSErr>(AESendMessage(&d.event, &d.reply, kAEWaitReply, kAEDefaultTimeout));
   if (status == noErr)
@@ -82,15 +82,15 @@ bool send(Descriptors& d) {
   return false;
 }
 
-// Leaves the reply's text in cgiResult. On failure leaves a message there and, since the process
-// ends soon, the descriptors as they are; the buffer is never released for the same reason.
+// Puts the reply's text, or on failure a message, into cgiResult. The descriptors stay unreleased
+// on failure, and the buffer is never freed: the process ends soon after.
 bool receive(const AEDesc& reply) {
   DescType type = typeNull;
   Size size = 0;
-  // A reply without the parameter is reported by the call after the next.
+  // A missing parameter is reported by AEGetParamPtr, below.
   AESizeOfParam(&reply, keyDirectObject, &type, &size);
-  // As an unsigned sum it cannot overflow; one of 0, from a size that no system tells, would leave
-  // no room for the zero.
+  // The sum is unsigned, so a negative size cannot make it overflow. Should it be 0, which takes a
+  // size that no system reports, there has to be room for the NUL.
   const uint64_t capacity = std::max<uint64_t>(static_cast<uint64_t>(size) + kSpareBytes, 1);
   char* const buffer = static_cast<char*>(std::realloc(nullptr, capacity));
   if (!buffer) {
@@ -104,7 +104,7 @@ bool receive(const AEDesc& reply) {
     cgiResult = kGetParamPtrError(status);
     return false;
   }
-  // A text longer than the size first told was copied up to that size only.
+  // Of a text longer than AESizeOfParam said, only so many bytes were copied.
   const uint64_t copied = static_cast<uint64_t>(std::max<Size>(std::min(actualSize, size), 0));
   buffer[copied] = '\0';
   cgiResult = decodeData(buffer, kUTF8TextEncoding);

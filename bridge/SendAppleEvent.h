@@ -1,18 +1,18 @@
-// Apple-event mode: the exchange with the server application as one Apple event.
+// Apple-event mode: the exchange with the server as one Apple event.
 #pragma once
 
 #include "extras/String.h"
 
 namespace quintora {
 
-// Sends the statement to the application with the signature 'QUIZ', waits for the reply and leaves
-// its text, or a message, in cgiResult, which is absent afterwards when the text is not UTF-8.
+// Sends the statement to the application with the signature 'QUIZ' and waits for the reply. Puts
+// the reply's text, or a message, into cgiResult; a text that is not UTF-8 makes it absent.
 //
-// The server gets as many bytes of the statement's UTF-8 form as it has UTF-16 units, so with
-// characters beyond ASCII the end is missing. Servers are used to it, and it stays so.
+// Of the statement in UTF-8, only as many bytes are sent as it has UTF-16 code units: with
+// characters beyond ASCII, its end is missing. Servers expect that, so it must stay.
 void SendAppleEvent(const String& statement);
 
-// The same; returns whether a reply has come, so that cgiResult is no message.
+// The same. Returns whether a reply has come; otherwise cgiResult is a message.
 bool exchangeAppleEvent(const String& statement);
 
 }  // namespace quintora

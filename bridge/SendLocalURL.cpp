@@ -16,7 +16,7 @@ constexpr std::chrono::seconds kTimeoutInterval(60);
 
 bool isPortOfURL(int64_t port) { return port >= 0; }
 
-// The wire format. The Content-Type has no ";" before its charset; servers rely on it as it is.
+// The wire format. The Content-Type has no ";" before its charset, and servers rely on that.
 HTTPRequest localRequest(HTTPBody& body) {
   return {
       "POST",

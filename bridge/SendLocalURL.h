@@ -1,4 +1,4 @@
-// Tunnel mode: the exchange with the server application as one HTTP POST.
+// Tunnel mode: the exchange with the server as one HTTP POST.
 #pragma once
 
 #include "extras/NSDictionary+NSDictionary_Extras.h"
@@ -7,8 +7,8 @@
 
 namespace quintora {
 
-// Posts postParameters to the server's port on this machine, waits for the reply and leaves its
-// text, or a message, in cgiResult, which is never absent afterwards. Never sends twice.
+// Posts postParameters to the server's port on this machine, once, and waits for the reply. Puts
+// the reply's text, or a message, into cgiResult, which is never absent afterwards.
 void SendLocalURL();
 
 // The fields of a dictionary as the body of a request.
@@ -22,21 +22,21 @@ class FormBody final : public HTTPBody {
   PostDataEncoder encoder_;
 };
 
-// Whether a URL can be made of the port: a negative number is none, any other is for the client to
-// judge.
+// Whether the port is acceptable in a URL: a negative number is not. The HTTP client rejects the
+// other invalid ports.
 bool isPortOfURL(int64_t port);
 
-// The request that SendLocalURL sends to such a port.
+// The request that SendLocalURL sends.
 HTTPRequest localRequest(HTTPBody& body);
 
-// Whether a reply has come whose text can be told: one with a body and a declared charset.
+// Whether a reply has come that has a body and declares a charset.
 bool isReadableReply(const HTTPResponse& response);
 
-// What cgiResult becomes for the client's answer.
+// The value of cgiResult for this result of the HTTP client.
 String resultOfResponse(HTTPResponse response);
 
-// The text of a reply whose declared charset has this identifier: 0 leaves the encoding to be
-// found out. What cannot be decoded gives the empty text.
+// Decodes the body of a reply. For kNoTextEncoding the encoding is guessed. Returns the empty
+// string when the body is not valid in the encoding.
 String textOfReply(Data body, TextEncoding encoding);
 
 }  // namespace quintora

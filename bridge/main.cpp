@@ -1,5 +1,5 @@
-// One request, from the web server to the server application and back. No step looks at how an
-// earlier one went: each leaves its outcome in the request state, and the last outcome is printed.
+// One request, from the web server to the Quintora Server and back. No step checks how an earlier
+// one went: each records its outcome in the request state, and the last outcome is printed.
 #include <utility>
 
 #include "bridge/ChooseConnection.h"

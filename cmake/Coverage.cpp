@@ -1,6 +1,6 @@
-// Part of the build type Coverage only. The counts of what ran are written when a process leaves
-// main; here also when it ends otherwise: by abort, and by _exit, whose calls the linker turns to
-// the function here.
+// Part of the build type Coverage only. gcc's runtime writes the coverage counts when a process
+// leaves main. This writes them also when it ends by abort or by _exit, whose calls the linker
+// redirects to the function here.
 #include <csignal>
 
 extern "C" {
@@ -17,7 +17,7 @@ void __gcov_dump();
 
 namespace {
 
-// Afterwards abort goes on as it does without.
+// abort continues after the handler returns.
 void writeCounts(int) { __gcov_dump(); }
 
 const auto before = std::signal(SIGABRT, writeCounts);

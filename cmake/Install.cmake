@@ -1,4 +1,4 @@
-# What is installed where, and the packages that CPack makes of it (script/package).
+# What is installed where, and the packages that CPack builds from it (script/package).
 
 include(GNUInstallDirs)
 set(CGI_DIR lib/cgi-bin CACHE STRING "Where the bridge is installed, below the prefix")
@@ -31,8 +31,8 @@ install_text(${apache_rules} /etc/apache2/conf-available COMPONENT Debian EXCLUD
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
   FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN man EXCLUDE)
-# What the author of a server starts with: the example server, which needs the files beside it, and the
-# first servers of docs/server.md.
+# For authors of servers: the example server, with the files that it needs beside it, and the first
+# servers of docs/server.md.
 install(PROGRAMS examples/quintora_server.py DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(FILES examples/apple_events.py examples/pages.py examples/answer.html examples/form.html
   examples/style.css DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
@@ -40,7 +40,7 @@ install(DIRECTORY examples/servers DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(FILES packaging/com.quintora.QuintoraServer.conf
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
-if(PORTABLE)  # with the licenses of what is linked into these programs
+if(PORTABLE)  # it has the licences of the libraries that are linked into these programs
   install(FILES packaging/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
 endif()
 install(FILES packaging/debian/changelog
@@ -69,7 +69,7 @@ set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/packaging/debian/cpack.cmake
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION web)
-if(PORTABLE)  # a static program needs no package
+if(PORTABLE)  # static programs depend on no other package
   set(debian_name_of_x86_64 amd64)
   set(debian_name_of_aarch64 arm64)
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${debian_name_of_${CMAKE_SYSTEM_PROCESSOR}})

@@ -9,11 +9,11 @@ namespace quintora {
 
 namespace {
 
-// What is to be said behind an advice.
+// What follows a piece of advice.
 enum class More { nothing, port, listener };
 
 struct Advice {
-  std::string_view part;  // of the sentence
+  std::string_view part;  // of the HTTP client's sentence
   const char* fix;
   More more;
 };
@@ -21,10 +21,11 @@ struct Advice {
 constexpr const char* kSeeLog =
     "See the server's log. If this is its HTTPS port, use its HTTP port. ";
 
-// The first one that fits counts.
+// The first one whose part the sentence contains wins.
 constexpr Advice kAdvices[] = {
     {kRefused.texts[1], "Start the server. If it has another port: ", More::port},
-    {kIdle.texts[1], "See what keeps the server busy; a dialog on its screen can.", More::nothing},
+    {kIdle.texts[1], "Find out what keeps the server busy, such as a dialog on its screen.",
+     More::nothing},
     {kClosedWithoutReply.texts[1], kSeeLog, More::listener},
     {kExchangeFailed.texts[0], kSeeLog, More::listener},
     {kClosedTooSoon.texts[1],
@@ -43,9 +44,10 @@ std::string fixOfPort(const ConnectionChoice& choice) {
   if (!choice.nameText)
     return "Set QZQuintoraServerPort to the server's port, a number alone.";
   const std::string keys = choice.cloudPorts ? keysOfTable(*choice.cloudPorts) : "";
-  return composed({"Rename the copy, as to Gateway_8081.cgi for port 8081, or add an entry for ",
-                   quoted(*choice.nameText), " to QZQuintoraCloudServerPorts",
-                   keys.empty() ? "" : ", which has entries for ", keys, "."});
+  return composed(
+      {"Rename the copy, for example to Gateway_8081.cgi for port 8081, or add an entry for ",
+       quoted(*choice.nameText), " to QZQuintoraCloudServerPorts",
+       keys.empty() ? "" : ", which has entries for ", keys, "."});
 }
 
 }  // namespace

@@ -5,14 +5,14 @@
 
 namespace quintora {
 
-// The effect of whatever the bridge has a text for.
+// The effect of every failure for which the bridge has a message.
 inline constexpr const char* kInsteadOfPage =
-    "Every visitor sees a text that says so, and no page.";
+    "Every visitor sees a message that says so, and no page.";
 
-// For a sentence of the HTTP client, or the message on a port of which no URL can be made.
+// What to do about a sentence of the HTTP client, or about kMalformedURL.
 std::string fixOfFailure(std::string_view sentence, const ConnectionChoice& choice);
 
-// How to learn which program listens on a port.
+// How to find out which program listens on a port.
 std::string findingListener(int64_t port);
 
 }  // namespace quintora

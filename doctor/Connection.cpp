@@ -15,13 +15,13 @@ namespace quintora {
 namespace {
 
 constexpr const char* kIgnoredSource =
-    "Its values are ignored: mode and port may not be those that were meant.";
+    "Its values are ignored: mode and port may not be the intended ones.";
 
 std::string_view tableOf(const ConnectionChoice& choice) {
   return choice.cloudPorts ? std::string_view(*choice.cloudPorts) : std::string_view();
 }
 
-// A stored value and where it is from.
+// A stored value and the source that it comes from.
 String stored(const char* key, const String& value, Preferences& preferences) {
   if (!value)
     return composed({key, " is not set."});
@@ -34,7 +34,7 @@ void reportReadSource(Report& report, const Preferences::Source& source) {
     report.add(findingsOfLine(source.name, line));
 }
 
-// What was found where values may come from, and whether that keeps them from being read.
+// Reports the state of a source; one that exists but cannot be used is a finding.
 void reportSource(Report& report, const Preferences::Source& source) {
   using State = Preferences::Source::State;
   switch (source.state) {
@@ -55,7 +55,7 @@ void reportSource(Report& report, const Preferences::Source& source) {
   }
 }
 
-// Whether the value asks for Apple-event mode only by what was meant as a comment.
+// Whether the value contains "apple" only in what was meant as a comment.
 bool isAppleInComment(std::string_view value) {
   const size_t comment = std::min(value.find_first_of("#;"), value.find("//"));
   return comment != value.npos &&
@@ -65,7 +65,7 @@ bool isAppleInComment(std::string_view value) {
 void reportQuotes(Report& report, const char* key, const String& value) {
   if (value && value->find_first_of("\"'") != std::string::npos)
     report.finding({Weight::harms, composed({"The value of ", key, " has quotation marks."}),
-                    "They are part of the value, and a port behind one is not found.",
+                    "They are part of the value, and a port after one is not recognised.",
                     composed({"Write ", key, " without quotation marks."})});
 }
 
@@ -88,7 +88,7 @@ void reportTable(Report& report, const ConnectionChoice& choice, Preferences& pr
     report.fact(composed({"Its entry ", quoted(*choice.tableEntry), " is in effect."}));
   else if (!keys.empty())
     report.fact(
-        composed({"It has no entry for ", quoted(*choice.nameText), ", but for ", keys, "."}));
+        composed({"It has no entry for ", quoted(*choice.nameText), "; its keys are ", keys, "."}));
   if (!choice.tableEntry)
     report.fact("So the file-name tag itself is the port.");
   reportQuotes(report, "QZQuintoraCloudServerPorts", choice.cloudPorts);
@@ -110,7 +110,7 @@ void reportMode(Report& report, const ConnectionChoice& choice, Preferences& pre
                                       : "That is tunnel mode.");
   if (choice.isAppleEventMode && isAppleInComment(*choice.protocol))
     report.finding({Weight::harms,
-                    "\"apple\" stands in a comment behind the value of QZCGIConnectionProtocol.",
+                    "\"apple\" is in a comment after the value of QZCGIConnectionProtocol.",
                     "The comment is part of the value, so this copy is in Apple-event mode.",
                     "Put the comment on a line of its own that begins with \"#\"."});
 }

@@ -1,4 +1,4 @@
-// Mode and port of a copy, step by step, and what in the preferences may not have been meant so.
+// How a copy gets its mode and its port, step by step, and likely mistakes in the preferences.
 #pragma once
 
 #include "bridge/ChooseConnection.h"
@@ -6,7 +6,7 @@
 
 namespace quintora {
 
-// To be called after the choice has been made: what was not needed for it has not been read.
+// To be called after the choice has been made, which reads only the sources that it needs.
 void reportPreferences(Report& report, const Preferences& preferences);
 
 void reportMode(Report& report, const ConnectionChoice& choice, Preferences& preferences);

@@ -25,7 +25,7 @@ bool isASCII(std::string_view text) {
 
 bool hasOwnHeader(const FinishedResponse& response) { return response.header.empty(); }
 
-// Apache takes any three digits; a browser waits for another response after a status below 200.
+// Apache accepts any three digits. After a status below 200 a browser waits for another response.
 void checkStatus(Findings& findings, const std::string& status) {
   const long number = std::strtol(status.c_str(), nullptr, 10);
   const std::string written = excerpt(composed({"Status: ", status}));
@@ -42,7 +42,7 @@ void checkStatus(Findings& findings, const std::string& status) {
                         "A browser waits for another response and shows nothing.", kFix});
 }
 
-// The bridge prints UTF-8, whatever the page says of itself.
+// The bridge prints UTF-8, whatever charset the page declares.
 void checkCharset(Findings& findings, const std::string& contentType, std::string_view body) {
   const String charset = charsetOfContentType(contentType);
   if (!charset || isASCII(body) || textEncodingFromIANACharSetName(charset) == kUTF8TextEncoding)
@@ -68,7 +68,7 @@ Findings findingsOfHeader(std::string_view page) {
   return findings;
 }
 
-// Whether a line before the first empty one names a content type, in whatever case.
+// Whether a line before the first empty one is a "Content-type:", in any case.
 bool hasHeaderInText(std::string_view text) {
   while (!text.empty()) {
     std::string_view line = trimmed(cutPiece(text, '\n'), kSpace);
@@ -86,7 +86,7 @@ bool isHTML(std::string_view text) {
          text.find('>') != text.npos;
 }
 
-// Of a page that the bridge has to give a header.
+// The findings of a page to which the bridge adds the default header.
 Findings findingsOfText(std::string_view text) {
   const std::string_view start = trimmed(text, kSpace);
   if (hasHeaderInText(start))
@@ -94,7 +94,7 @@ Findings findingsOfText(std::string_view text) {
              composed({"The page has a header that does not begin with exactly "
                        "\"Content-type:\". The page begins with ",
                        excerpt(text), "."}),
-             "It is no header for the bridge: a visitor sees it, and the page's source, as text.",
+             "The bridge ignores that header: a visitor sees it, and the page's source, as text.",
              kBeginning}};
   if (isHTML(start))
     return {{Weight::harms, composed({"The page is HTML without a header: ", excerpt(start), "."}),

@@ -1,4 +1,4 @@
-// A page as a web server and a browser take it: by RFC 3875, and by what Apache does with it.
+// Checks a page as a web server and a browser would: by RFC 3875, and by how Apache behaves.
 #pragma once
 
 #include "bridge/FinishResponse.h"
@@ -9,7 +9,7 @@ namespace quintora {
 // What is wrong with what the bridge prints.
 Findings findingsOfPage(const FinishedResponse& response);
 
-// Whether a visitor sees nothing of it, and was not meant to go elsewhere.
+// Whether the visitor sees an empty page; a redirect and the status 204 are none.
 bool isEmptyPage(const FinishedResponse& response);
 
 }  // namespace quintora

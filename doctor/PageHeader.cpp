@@ -11,7 +11,7 @@ namespace quintora {
 
 namespace {
 
-// Apache's limit, seen with version 2.4: a longer line is the end of the header for it.
+// Apache's limit, seen with version 2.4: it takes a longer line for the end of the header.
 constexpr size_t kMostLineBytes = 8189;
 
 // RFC 9110, section 5.6.2.
@@ -58,7 +58,7 @@ void readLine(PageHeader& header, std::string_view line) {
 
 }  // namespace
 
-// Apache drops each CR.
+// Like Apache, ignores each CR.
 PageHeader headerOf(std::string_view page) {
   PageHeader header;
   while (!page.empty() && !header.fault) {

@@ -1,4 +1,4 @@
-// The header that a page has of its own, read as Apache reads it.
+// The page's own header, read as Apache reads it.
 #pragma once
 
 #include "extras/String.h"
@@ -6,11 +6,11 @@
 namespace quintora {
 
 struct PageHeader {
-  String fault;   // a sentence on what Apache sends its error page for; absent when it does not
+  String fault;   // why Apache sends an error page instead, a sentence; absent when it does not
   String status;  // of the last "Status:"; absent without one
   String contentType;       // of the last "Content-type:"
   bool isRedirect = false;  // it has a "Location:"
-  std::string_view body;    // what follows it
+  std::string_view body;    // what follows the header
 };
 
 // The page must live as long as the result.

@@ -23,8 +23,8 @@ struct Entry {
     port = cutPiece(written, ':');
   }
   std::string_view text, key, port;
-  bool isEntry = false;  // with a colon
-  bool hasMore = false;  // behind a second one
+  bool isEntry = false;  // has a colon
+  bool hasMore = false;  // has a second colon
 };
 
 std::vector<Entry> entriesOf(std::string_view table) {
@@ -93,7 +93,7 @@ Findings findingsOfTable(std::string_view table) {
     }
     if (std::find(keys.begin(), keys.end(), entry.key) != keys.end())
       findings.push_back(
-          findingOfEntry(entry, "has the key of an earlier one", "The earlier entry wins."));
+          findingOfEntry(entry, "has the same key as an earlier one", "The earlier entry wins."));
     keys.push_back(entry.key);
     checkKey(findings, entry);
     checkPort(findings, entry);

@@ -17,12 +17,12 @@ void reportStatus(Report& report, const HTTPResponse& response) {
       {Weight::harms, composed({"The HTTP status of the reply is ", response.status, "."}),
        "The bridge prints the body of the reply all the same: a visitor may see the error "
        "page of another program.",
-       composed({"Look whether the page above is the server's. If not, the port may be "
+       composed({"Check whether the page above is the server's. If not, the port may be "
                  "another program's, the web server's own, or an HTTPS port. ",
                  findingListener(quiZServerPort)})});
 }
 
-// Whether the charset lets the text through.
+// Reports on the charset. Returns whether the body can be decoded in it.
 bool reportCharset(Report& report, const HTTPResponse& response) {
   constexpr const char* kEmpty = "Every visitor sees an empty page.";
   const String& name = response.textEncodingName;

@@ -1,4 +1,4 @@
-// What the server sent, before the bridge makes a page of it.
+// The server's reply, before the bridge makes a page of it.
 #pragma once
 
 #include "doctor/Report.h"
@@ -6,8 +6,8 @@
 
 namespace quintora {
 
-// Reports on a reply that has come: status, length, charset. Returns whether its text can be told;
-// if not, a finding says why.
+// Reports on a reply that has come: status, length, charset. Returns whether its body can be
+// decoded; if not, a finding says why.
 bool reportReply(Report& report, const HTTPResponse& response);
 
 }  // namespace quintora

@@ -24,7 +24,8 @@ std::string excerpt(std::string_view text) {
   return quoted(shown.append(shown.size() < text.size() ? "..." : ""));
 }
 
-// Each line is seen as soon as it is said: what comes next may take a minute.
+// Line-buffered even into a pipe, so that each line is seen at once: the next step may take a
+// minute.
 Report::Report() : isColoured_(isTerminalOutput()) {
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
 }

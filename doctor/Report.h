@@ -1,15 +1,15 @@
-// What the doctor says of a copy: what it meets on its way, and at the end what is wrong.
+// The doctor's output: facts as it comes to them, and the findings at the end.
 #pragma once
 
 #include "extras/String.h"
 
 namespace quintora {
 
-// What a finding does to a visitor, the worst first: no page comes; the page, or the server that it
-// comes from, is not the one that was meant; nothing so far.
+// What a finding means for a visitor, the worst first: there is no page; the page is wrong or comes
+// from the wrong server; no harm so far.
 enum class Weight { stops, harms, surprises };
 
-// What was found, what a visitor sees by it and what to do, in whole sentences.
+// What was found, its effect and how to fix it, in whole sentences.
 struct Finding {
   Weight weight;
   std::string found;
@@ -19,10 +19,11 @@ struct Finding {
 
 using Findings = std::vector<Finding>;
 
-// The text in quotes, which are others than those that it has.
+// The text in double quotes, or in single ones when it has double ones itself.
 std::string quoted(std::string_view text);
 
-// The beginning of a text's first line, quoted, with "?" for what a terminal might obey.
+// The beginning of the text's first line, quoted. "?" replaces control characters, which could
+// change the state of a terminal.
 std::string excerpt(std::string_view text);
 
 class Report {

@@ -31,7 +31,8 @@ class StopWatch {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-// What the bridge would print, and what becomes of it. Why it is empty may have been said.
+// Shows what the bridge would print, and reports on it as a page. isEmptyExplained: an earlier
+// finding says why the page is empty.
 void reportOutput(Report& report, bool isEmptyExplained = false) {
   report.section("What the bridge would print");
   FinishedResponse response = FinishResponse(cgiResult);
@@ -48,7 +49,7 @@ void reportOutput(Report& report, bool isEmptyExplained = false) {
                     "Let the server send no NUL."});
   if (!isEmptyExplained && isEmptyPage(response))
     report.finding({Weight::stops, "The page is empty.", "Every visitor sees an empty page.",
-                    "Let the server send a page behind the header."});
+                    "Let the server send a page after the header."});
   report.add(findingsOfPage(response));
 }
 
@@ -71,7 +72,7 @@ void probeTunnel(Report& report, const ConnectionChoice& choice, const HTTPReque
     report.good(composed({"The reply came after ", time, "."}));
     isReadable = reportReply(report, response);
   } else {
-    report.fact(composed({"There was none after ", time, "."}));
+    report.fact(composed({"The exchange failed after ", time, "."}));
     reportFailure(report, choice, response.localizedDescription);
   }
   reportOutput(report, /*isEmptyExplained=*/!isReadable);
@@ -80,8 +81,9 @@ void probeTunnel(Report& report, const ConnectionChoice& choice, const HTTPReque
 void lookAtPort(Report& report, const ConnectionChoice& choice, const HTTPRequest& request) {
   if (const String failure = connectionFailure(request))
     return reportFailure(report, choice, failure);
-  report.good(composed({"Something on this machine takes connections on port ", choice.port, "."}));
-  report.fact("Whether it is the server, --probe will tell.");
+  report.good(
+      composed({"Something on this machine accepts connections on port ", choice.port, "."}));
+  report.fact("--probe shows whether it is the server.");
 }
 
 void reportTunnel(Report& report, const ConnectionChoice& choice, bool isProbing) {
@@ -97,8 +99,8 @@ void reportTunnel(Report& report, const ConnectionChoice& choice, bool isProbing
 
 void reportAppleEvents(Report& report, bool isProbing) {
   if (!isProbing)
-    return report.fact("Only an event shows whether it can be reached: --probe sends one.");
-  report.fact("Waiting up to a minute or so for the reply.");
+    return report.fact("Only an event shows whether the server can be reached: --probe sends one.");
+  report.fact("Waiting up to about a minute for the reply.");
   const StopWatch watch;
   const bool hasReply =
       exchangeAppleEvent(serverScriptStatement(environmentVariables, postDataCode));

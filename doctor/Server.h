@@ -1,4 +1,4 @@
-// What comes back from the server of a copy.
+// Whether a copy's server can be reached, and what it replies.
 #pragma once
 
 #include "bridge/ChooseConnection.h"
@@ -6,8 +6,8 @@
 
 namespace quintora {
 
-// Looks whether the server can be reached, in the mode that the request state holds; when probing,
-// also sends one request and shows what the bridge would print.
+// Reports whether the server can be reached in the mode that the request state records. When
+// probing, also sends one request and shows what the bridge would print.
 void reportServer(Report& report, const ConnectionChoice& choice, bool isProbing);
 
 }  // namespace quintora

@@ -13,10 +13,10 @@ namespace {
 constexpr std::string_view kKeys[] = {"QZCGIConnectionProtocol", "QZQuintoraServerPort",
                                       "QZQuintoraCloudServerPorts"};
 
-// So many letters may be wrong, missing or too many for a key to be nearly another one.
+// At most this many wrong, missing or extra letters make a key a misspelling of another.
 constexpr size_t kMostMistakes = 3;
 
-// The Levenshtein distance between two keys; case does not matter.
+// The Levenshtein distance between two keys, ignoring case.
 size_t mistakesBetween(std::string_view a, std::string_view b) {
   std::vector<size_t> row(b.size() + 1);
   for (size_t j = 0; j < row.size(); ++j)

@@ -1,6 +1,6 @@
-// Answers the question why an installed copy of the bridge does not answer. It decides, sends and
-// reads with the bridge's own procedures, says what they find, and looks for the mistakes that
-// people make in what these take as it is.
+// Finds out why an installed copy of the bridge does not work. It chooses the connection, sends and
+// reads with the bridge's own functions and reports their results. It also looks for mistakes that
+// the bridge itself does not report.
 #include <cstdio>
 #include <cstdlib>
 #include <new>
@@ -40,8 +40,8 @@ constexpr const char* kUsage =
     "\n"
     "Exit status: 0 healthy, 1 something was found, 2 wrong use.\n";
 
-// Makes the environment that of a request which no visitor has sent: nothing of the caller's own,
-// and marks by which a server can tell it.
+// Replaces the caller's CGI variables by those of a harmless request, with marks by which a server
+// can recognise it.
 void setProbeEnvironment() {
   for (const char* name : kCGIVariables)
     setEnvironmentVariable(name, nullptr);
@@ -102,7 +102,7 @@ int run(int count, const char* const* arguments) {
   return *path == '\0' ? wrongUse("no path", "") : examine(path, isProbing);
 }
 
-// There may be no memory for anything but this, and no more to be said.
+// Allocates nothing: there is no memory left.
 [[noreturn]] void endOutOfMemory() {
   std::fflush(stdout);
   std::fputs("quintora-doctor: out of memory\n", stderr);

@@ -1,8 +1,8 @@
 """Apple events where there is no Apple Event Manager: messages, statements and a server for them.
 
-An event goes over a Unix-domain stream socket that is named after the server's signature, one
-event and its reply per connection. The message is laid out alike in both directions, every
-integer big-endian:
+An event is sent over a Unix-domain stream socket that is named after the server's signature; each
+connection carries one event and its reply. Both messages have this layout, with all integers in
+big-endian order:
 
     offset  size  field
          0     4  length of all that follows, at most 2^30
@@ -50,7 +50,7 @@ def pack(event):
 
 
 def receive(stream):
-    """The event that comes next; ValueError when the bytes are not one."""
+    """Receives the next event; ValueError when the bytes are not an event."""
     length, = LENGTH.unpack(exactly(stream, LENGTH.size))
     if not HEAD.size <= length <= LONGEST:
         raise ValueError(f"a message of {length} bytes")
@@ -68,7 +68,7 @@ def receive(stream):
 
 
 def exactly(stream, count):
-    """Reads count bytes; fewer mean that the peer went away in the middle of a message."""
+    """Reads exactly count bytes; ValueError when the peer closes the connection before."""
     data = stream.read(count)
     if len(data) != count:
         raise ValueError(f"the message ended {count - len(data)} bytes early")
@@ -80,23 +80,23 @@ class StatementReader:
 
         setappleeventvalue call({_TavrelLib},{httpRequest},DICTIONARY,DICTIONARY or "")
 
-    A dictionary is initializeDictionary(key,value,...). A text stands in double quotes, its own
-    quotes doubled and everything else raw, line ends and braces too; (null) is a text that the
-    bridge could not read. The bridge sends as many bytes as the statement has UTF-16 units, so
-    one that is not wholly ASCII has lost its end. The end of the statement therefore passes for
-    whatever should have followed: quotes and parentheses are closed, missing texts are None.
+    A dictionary is initializeDictionary(key,value,...). A string is in double quotes; quotes in it
+    are doubled, and nothing else is escaped, not even line ends and braces. (null) is a string that
+    the bridge could not decode. The bridge sends only as many bytes as the statement has UTF-16
+    code units, so a statement that is not wholly ASCII has lost its end. Therefore the end of the
+    text counts as whatever is missing: quotes and parentheses are closed, missing strings are None.
     """
 
     BLANKS = re.compile(r"\s*")
     LITERAL = re.compile(r'"((?:[^"]+|"")*)"?')
 
     def __init__(self, statement):
-        self.text = codecs.utf_8_decode(statement)[0]  # leaves out a sequence cut at the very end
+        self.text = codecs.utf_8_decode(statement)[0]  # drops an incomplete sequence at the end
         self.at = 0
         self.move_by(0)
 
     def statement(self):
-        """The two dictionaries as lists of pairs; ValueError when it is no such statement."""
+        """The two dictionaries as lists of pairs; ValueError for any other statement."""
         for word in "setappleeventvalue call", "(", "{_TavrelLib}", ",", "{httpRequest}", ",":
             self.need(word)
         variables = self.dictionary()
@@ -108,7 +108,7 @@ class StatementReader:
         return variables, fields
 
     def dictionary(self):
-        """A list of pairs and not a dict: a form may send one name twice."""
+        """A list of pairs and not a dict: a form may have several fields of one name."""
         self.need("initializeDictionary")
         self.need("(")
         texts = []
@@ -124,7 +124,7 @@ class StatementReader:
         return list(zip(texts[::2], texts[1::2]))
 
     def item(self):
-        """A text without its quotes, or None."""
+        """A string without its quotes, or None."""
         literal = self.LITERAL.match(self.text, self.at)
         if not literal:
             self.need("(null)")
@@ -133,7 +133,7 @@ class StatementReader:
         return literal[1].replace('""', '"')
 
     def take(self, word):
-        """Passes the word, or as much of it as the cut has left, if it comes next."""
+        """Skips the word, if it comes next, or the part of it that is left at the end."""
         found = self.text[self.at:self.at + len(word)]
         if found != word and not (word.startswith(found) and self.at_end(len(found))):
             return False
@@ -141,12 +141,12 @@ class StatementReader:
         return True
 
     def need(self, word):
-        """Passes the word, which has to come next."""
+        """Skips the word, which must come next."""
         if not self.take(word):
             raise ValueError(f"{word} expected at character {self.at}")
 
     def move_by(self, count):
-        """Moves on, and over the blanks there, so that at is always where something stands."""
+        """Moves on, and over blanks, so that `at` is never at a blank."""
         self.at = self.BLANKS.match(self.text, self.at + count).end()
 
     def at_end(self, further=0):
@@ -154,7 +154,7 @@ class StatementReader:
 
 
 def run_event(event, answer):
-    """The parameters of the reply to an event: the page, or what went wrong."""
+    """The parameters of the reply to an event: the page, or an error."""
     if event.kind != RUN:
         return failure(NOT_HANDLED, "This server runs statements and nothing else.")
     if b"----" not in event.parameters:
@@ -172,7 +172,7 @@ def failure(number, sentence):
 
 
 class EventHandler(socketserver.StreamRequestHandler):
-    """One event; bytes that are none end the connection, for there is nothing to reply to."""
+    """Handles one event; without a valid event there is no reply."""
 
     def handle(self):
         try:
@@ -187,9 +187,9 @@ class EventHandler(socketserver.StreamRequestHandler):
 class AppleEventServer(socketserver.ThreadingUnixStreamServer):
     """Listens where the bridge looks for the application with the signature QUIZ.
 
-    A socket that a killed server left behind is replaced. The web server seldom runs as the user
-    who starts this program, so every user of the machine may connect; where XDG_RUNTIME_DIR is a
-    private folder, as it mostly is, only bridges of the same user reach the socket in it.
+    Replaces the socket that a killed server has left behind. Every user of the machine may connect,
+    because the web server seldom runs as the user who starts this program. If XDG_RUNTIME_DIR is a
+    private directory, as it usually is, only bridges of the same user reach the socket in it.
     """
 
     daemon_threads = True

@@ -20,9 +20,9 @@ EXAMPLES = os.path.dirname(os.path.abspath(__file__))
 PREFERENCES = "com.quintora.QuintoraServer.conf"
 MODES = {"TCP/IP": ("tunnel", "the bridge sends the server an HTTP POST"),
          "AppleEvents": ("Apple-event", "the bridge sends the server an Apple event (a stand-in)")}
-# macOS has preferences and Apple events of its own. There the demo changes no user's preferences,
-# and its server is no application that could get an event: it shows tunnel mode only, and the
-# bridge has the server's port in its file name.
+# macOS has its own preferences and Apple events. There the demo must not change a user's
+# preferences, and its server is not an application that can receive events. So it shows tunnel mode
+# only, and the bridge gets the server's port from its file name.
 IS_MACOS = sys.platform == "darwin"
 QUERY = {"id": "7", "city": "Zürich"}
 ADDRESS = "id=7&city=Z%C3%BCrich"
@@ -30,7 +30,7 @@ FORM = {"name": 'Zoë "Zed" Müller', "sum": "1 + 1 = 2", "note": "100 % & more 
 
 
 class DemoError(Exception):
-    """A page is not what the example server makes of the request."""
+    """A page is not what the example server returns for the request."""
 
 
 @contextlib.contextmanager
@@ -58,7 +58,7 @@ def write_preferences(folder, **values):
 
 @contextlib.contextmanager
 def open_folder(*names):
-    """A temporary folder with folders of these names that the web server's user may enter too."""
+    """A temporary folder with these subfolders, which the web server's user may enter, too."""
     folder = tempfile.mkdtemp(prefix="quintora-", dir="/tmp" if os.geteuid() == 0 else None)
     try:
         for path in folder, *(os.path.join(folder, name) for name in names):
@@ -70,7 +70,7 @@ def open_folder(*names):
 
 
 class Demo:
-    """Apache, the bridge and the example server at work together, to the end of a with block."""
+    """Apache, the bridge and the example server, running until the end of a with block."""
 
     def __init__(self, bridge):
         self.bridge = bridge
@@ -96,7 +96,7 @@ class Demo:
         return self.stack.__exit__(*details)
 
     def choose(self, protocol):
-        """The mode from the next request on."""
+        """Sets the mode from the next request on."""
         write_preferences(self.config, QZQuintoraServerPort=self.port,
                           QZCGIConnectionProtocol=protocol)
 
@@ -105,7 +105,7 @@ class Demo:
 
 
 def show_all(demo):
-    """Sends both requests in each mode that there is, and says in the end what it was."""
+    """Sends both requests in each mode that the system has, and prints a summary at the end."""
     protocols = list(MODES)[:1] if IS_MACOS else MODES
     gateway = demo.url(f"{demo.path}?short")
     for protocol in protocols:
@@ -123,7 +123,7 @@ def show_all(demo):
 
 
 def show(title, mode, sent, *arguments):
-    """Prints a request as the command that sends it, then the page, in which all of it must be."""
+    """Prints a request as a curl command, then its page; checks that the page shows all fields."""
     print(f"\n--- {title}\n\n$ {shlex.join(['curl', *arguments])}\n", flush=True)
     page = subprocess.run(["curl", "--silent", "--show-error", "--max-time", "60", *arguments],
                           stdout=subprocess.PIPE, check=True).stdout.decode("utf-8", "replace")

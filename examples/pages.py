@@ -1,6 +1,6 @@
 """The example server's pages; their HTML is in form.html and answer.html, their look in style.css.
 
-Whatever came from outside is escaped here and nowhere else.
+All data from outside is escaped here and nowhere else.
 """
 import html
 import pathlib
@@ -14,9 +14,9 @@ def read(name):
 
 FORM, STYLE = read("form.html"), read("style.css")
 ANSWER = string.Template(read("answer.html"))
-LONGEST_RAW = 20_000  # characters; a larger request would bury what comes below it
-PADDING = "spare"  # the form's last field, which has nothing to say
-UNREADABLE = "unreadable"  # stands for a text that the bridge could not read
+LONGEST_RAW = 20_000  # characters; more would push what follows too far down
+PADDING = "spare"  # the form's last field, which carries no information
+UNREADABLE = "unreadable"  # replaces a string that the bridge could not decode
 TUNNEL = {
     "mode": "tunnel", "target": "to port {port}", "way": "HTTP to port {port}",
     "raw_title": "The HTTP request as it arrived",
@@ -31,7 +31,7 @@ APPLE_EVENT = {
 
 
 def mode_of(port):
-    """What the pages say of the mode; port is None for an Apple event."""
+    """What the pages say about the mode; port is None for an Apple event."""
     mode = APPLE_EVENT if port is None else TUNNEL
     return {name: text.format(port=port) for name, text in mode.items()}
 
@@ -54,7 +54,7 @@ def answer_page(variables, fields, raw, port):
 
 
 def short_page(variables, fields, port):
-    """The request in a few lines of plain text, as a terminal has room for."""
+    """The request in a few lines of plain text, for a terminal."""
     query = variables.get("QUERY_STRING") or ""
     lines = ["The request came in {mode} mode, {target}.".format_map(mode_of(port)), "",
              f"{variables.get('REQUEST_METHOD') or UNREADABLE} ?{query}"]
@@ -74,7 +74,7 @@ def shown(text):
 
 
 def folded(text):
-    """A value out of the way, for whoever wants to see it."""
+    """The HTML of a value that is hidden until the visitor opens it."""
     if text is None:
         return shown(text)
     return (f"<details><summary>{len(text)} characters of padding</summary>{shown(text)}</details>")

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Starts an Apache of its own around a bridge, for the demo, the tests and a quick try.
 
-The machine's Apache, its configuration and its port are left alone: only the program and its
-modules are used (Debian's package apache2-bin, or the httpd that comes with macOS). Everything
-else lives in a temporary folder that goes away with it.
+The machine's Apache, its configuration and its port are not touched: only the program and its
+modules are used (Debian's package apache2-bin, or the httpd of macOS). Everything else is in a
+temporary folder, which is removed at the end.
 
     with PrivateApache("build/release/Quintora.cgi", names=["Gateway.cgi"]) as apache:
         urllib.request.urlopen(apache.url("/cgi-bin/Gateway.cgi"))
@@ -63,7 +63,7 @@ def find_apache():
 
 
 def find_web_user():
-    """The user to whom Apache gives up root's rights; None when there are none to give up."""
+    """The user to whom Apache switches when it is started by root; None for any other user."""
     if os.geteuid() != 0:
         return None
     users = {entry.pw_name for entry in pwd.getpwall()}
@@ -79,11 +79,11 @@ def free_port():
 class PrivateApache:
     """An Apache on a free loopback port, from the start of a with block to its end.
 
-    bridge is copied to /cgi-bin/ under each of the names, so the original may lie where the web
-    server's user cannot go. environment reaches the copies as part of their CGI environment. The
-    files in document_root, if given, are served as they are and must be readable for that user.
-    runs_as names the modules for Apache's own processes and for those of CGI programs, directives
-    say how many there are, and whatever else. A port that is given must be free.
+    bridge is copied to /cgi-bin/ under each of the names, so the original may be where the web
+    server's user cannot read it. environment is added to the copies' CGI environment. The files in
+    document_root, if given, are served as they are and must be readable for that user. runs_as
+    names the MPM and the CGI module; directives are further lines of the configuration, such as the
+    number of processes. A given port must be free.
     """
 
     def __init__(self, bridge, names=("Quintora.cgi",), environment=None, document_root=None,
@@ -99,7 +99,7 @@ class PrivateApache:
 
     def __enter__(self):
         program, modules = find_apache()
-        # A folder that root alone may enter, as TMPDIR can be, is closed to the web server's user.
+        # Root's TMPDIR may be closed to the web server's user.
         self.folder = tempfile.mkdtemp(prefix="private-apache-",
                                        dir="/tmp" if os.geteuid() == 0 else None)
         try:
@@ -126,7 +126,7 @@ class PrivateApache:
         return f"http://127.0.0.1:{self.port}{path}"
 
     def error_log(self):
-        """What Apache has complained about so far, and whatever the bridge wrote on stderr."""
+        """Apache's error log so far, with all that the bridge wrote to standard error."""
         try:
             with open(os.path.join(self.folder, "error.log"), encoding="utf-8") as log:
                 return log.read()
@@ -144,12 +144,12 @@ class PrivateApache:
             os.chmod(copy, 0o755)
 
     def _start(self, program, modules):
-        """One attempt; False when somebody else took the port first."""
+        """One attempt; False when another program took the port first."""
         self.port = self.fixed_port or free_port()
         configuration = os.path.join(self.folder, "apache.conf")
         with open(configuration, "w", encoding="utf-8") as file:
             file.write(self._configuration(modules))
-        # In a session of its own neither Ctrl-C nor a resized terminal stops it before we do.
+        # In a session of its own, neither Ctrl-C nor a resized terminal stops Apache before we do.
         with open(os.path.join(self.folder, "error.log"), "ab") as log:
             self.process = subprocess.Popen(
                 [program, "-D", "FOREGROUND", "-f", configuration], env={"PATH": os.defpath},
@@ -164,7 +164,7 @@ class PrivateApache:
         return False
 
     def _answers(self):
-        """The process file comes after the port is ours, so no stranger answers in our place."""
+        """Whether Apache listens: it writes the PID file only when it has the port."""
         if not os.path.exists(os.path.join(self.folder, "apache.pid")):
             return False
         try:
@@ -186,7 +186,7 @@ class PrivateApache:
 
 
 def load_module(name, folder):
-    """Loads a module that is not part of the program already; systems differ in which are."""
+    """Loads a module unless it is compiled into the program, which differs between systems."""
     return (f"<IfModule !{name}_module>\n"
             f'    LoadModule {name}_module "{folder}/mod_{name}.so"\n'
             "</IfModule>")

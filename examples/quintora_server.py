@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Stands in for the Quintora Server, so that the bridge has somebody to talk to.
+"""An example of a Quintora Server: replies to the bridge with pages that show the request.
 
 The bridge reaches it over loopback HTTP (tunnel mode, below) and, with --apple-events, by an
 Apple event too (apple_events.py). Both ways end in httpRequest(), which returns the page.
@@ -12,15 +12,15 @@ A request in tunnel mode, its body on one line:
 
     ApacheTunnel_REQUEST_METHOD=POST&ApacheTunnel_QUERY_STRING=id=7&sum=1%2B1%20=2
 
-"&" parts the pairs, which come in no particular order, and each pair is parted at its first "=".
-The bridge does not escape "=", so a field whose name holds one cannot be told from a field with
-a shorter name and a longer value. The rest is percent-escaped UTF-8: a blank is %20 and a plus
-%2B, and no "+" ever stands for a blank. Keys that begin with ApacheTunnel_ are the web server's
-CGI variables, all others are the fields of the visitor's form, each name at most once.
+"&" separates the pairs, which come in no particular order; the first "=" of a pair separates its
+key from its value. The bridge does not escape "=", so a field whose name contains "=" looks like a
+field with a shorter name and a longer value. The rest is percent-escaped UTF-8: a blank is %20, a
+plus is %2B, and "+" never means a blank. Keys that begin with ApacheTunnel_ are the web server's
+CGI variables; all others are the fields of the visitor's form, each name at most once.
 
-The bridge prints the reply's body, whatever the status. The body must not be empty and its
-Content-Type must name a charset. A page that begins with a "Content-type:" line of its own and a
-blank line keeps that header; any other is given "Content-type: text/plain".
+The bridge prints the reply's body, whatever the status. The body must not be empty, and the reply's
+Content-Type must declare a charset. A page that begins with a "Content-type:" line of its own and a
+blank line keeps that header; any other gets "Content-type: text/plain".
 """
 import argparse
 import contextlib
@@ -31,7 +31,7 @@ import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from urllib.parse import parse_qs, unquote
 
-sys.dont_write_bytecode = True  # root, who may, leaves nothing in the package's directory
+sys.dont_write_bytecode = True  # or root would leave files in the package's directory
 
 from apple_events import AppleEventServer  # noqa: E402
 from pages import FORM, STYLE, answer_page, short_page  # noqa: E402
@@ -42,11 +42,11 @@ HEADER = "Content-type: {}; charset=utf-8\r\n\r\n"
 
 
 def httpRequest(variables, fields, raw, port=None):  # named as the bridge's statement names it
-    """Answers one request, given as a dict of variables and a list of (name, value) fields.
+    """Returns the page for a request: a dict of variables and a list of (name, value) fields.
 
-    None stands for a text that the bridge could not read. raw is the request as it arrived, and
-    port the one it came to; an Apple event comes to none. The page shows a NUL character as
-    U+FFFD, because the bridge's output would end there.
+    None stands for a string that the bridge could not decode. raw is the request as it arrived, and
+    port the port at which it arrived, None for an Apple event. The page shows a NUL character as
+    U+FFFD, because the bridge's output would end at the NUL.
     """
     query = parse_qs(variables.get("QUERY_STRING") or "", keep_blank_values=True)
     if "style" in query:
@@ -72,7 +72,7 @@ def decode_body(body):
 
 
 class RecordingReader:
-    """Reads from a stream and keeps what was read, so that a page can show it to the byte."""
+    """Reads from a stream and keeps what was read, so that a page can show it unchanged."""
 
     def __init__(self, stream):
         self.stream, self.seen, self.close = stream, b"", stream.close
@@ -89,7 +89,7 @@ class RecordingReader:
 
 
 class TunnelHandler(BaseHTTPRequestHandler):
-    """Answers the bridge's POST; everything else is refused with a text that says so."""
+    """Answers the bridge's POST; rejects everything else with a text that says so."""
 
     def setup(self):
         super().setup()
@@ -127,7 +127,7 @@ class TunnelHandler(BaseHTTPRequestHandler):
             self.wfile.write(body)
 
     def log_message(self, format, *values):
-        """Says nothing: the page shows all there is to know about a request."""
+        """Logs nothing: the page shows everything about a request."""
 
 
 def parse_arguments():
@@ -139,7 +139,7 @@ def parse_arguments():
 
 
 def listen(port):
-    """The server on that port; the program ends with a sentence when it cannot have the port."""
+    """The server on that port; ends the program with a message when the port cannot be used."""
     try:
         return ThreadingHTTPServer(("127.0.0.1", port), TunnelHandler)
     except (OSError, OverflowError) as error:

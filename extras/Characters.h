@@ -16,7 +16,7 @@ constexpr char lowercaseASCII(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// The second text has no capital letters.
+// lowercaseText must not contain capital ASCII letters.
 inline bool isEqualIgnoringASCIICase(std::string_view text, std::string_view lowercaseText) {
   return std::equal(text.begin(), text.end(), lowercaseText.begin(), lowercaseText.end(),
                     [](char a, char b) { return lowercaseASCII(a) == b; });
@@ -43,7 +43,7 @@ constexpr bool isHighSurrogate(char32_t value) { return (value & 0xFFFFFC00) == 
 constexpr bool isLowSurrogate(char32_t value) { return (value & 0xFFFFFC00) == 0xDC00; }
 constexpr bool isSurrogate(char32_t value) { return (value & 0xFFFFF800) == 0xD800; }
 
-// The halves of a character from U+10000 on, and the character of two halves.
+// The two surrogates of a character from U+10000 on, and the character of two surrogates.
 constexpr char16_t highSurrogate(char32_t value) {
   return static_cast<char16_t>(0xD800 + ((value - 0x10000) >> 10));
 }
@@ -54,22 +54,22 @@ constexpr char32_t pairedSurrogates(char32_t high, char32_t low) {
   return 0x10000 + ((high & 0x3FF) << 10) + (low & 0x3FF);
 }
 
-// Whether a byte of UTF-8 is one of a character's after its first.
+// Whether a byte of UTF-8 is a continuation byte: not the first of its character.
 constexpr bool isContinuation(char byte) { return (byte & 0xC0) == 0x80; }
 
-// How many bytes a character has, by its first one.
+// The length in bytes of the UTF-8 character that begins with this byte.
 constexpr size_t bytesOfCharacter(char first) {
   const unsigned char byte = static_cast<unsigned char>(first);
   return byte < 0x80 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
 }
 
-// A character and how many bytes it has.
+// A character and its length in bytes.
 struct Character {
   char32_t value;
   size_t bytes;
 };
 
-// The character whose first byte, of a text in UTF-8, is the one at the position.
+// The character that begins at this byte of a string in UTF-8.
 constexpr Character characterAt(std::string_view text, size_t at) {
   const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[at + i]); };
   const size_t bytes = bytesOfCharacter(text[at]);
@@ -81,7 +81,7 @@ constexpr Character characterAt(std::string_view text, size_t at) {
   return {value, bytes};
 }
 
-// Writes the UTF-8 bytes of a character, 1 to 4, and returns the end of them.
+// Writes a character as 1 to 4 bytes of UTF-8 and returns the end of what it wrote.
 inline char* putUTF8(char* to, char32_t character) {
   const auto put = [&to](char32_t byte) { *to++ = static_cast<char>(byte); };
   if (character < 0x80) {

@@ -1,5 +1,5 @@
-// Sentences with values in them. The compiler holds the values to the sentence: no format is read
-// while the program runs.
+// Sentences with values in them. The compiler checks that their number is right; there is no format
+// string to parse at run time.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +11,8 @@
 
 namespace quintora {
 
-// A piece of a text: characters, a String (kAbsentText for an absent one) or an integer in
-// decimal. It refers to what it is made of, so it lives no longer than the call.
+// A piece of a sentence: characters, a String (kAbsentText if absent) or an integer in decimal. It
+// refers to its argument, so it must not outlive the call.
 class Piece {
  public:
   Piece(const char* text) : text_(text) {}
@@ -38,10 +38,10 @@ class Piece {
   uint64_t number_ = 0;
 };
 
-// The pieces, one after the other.
+// Joins the pieces.
 std::string composed(std::initializer_list<Piece> pieces);
 
-// A sentence with so many values in it: the texts before, between and after them.
+// A sentence with this number of values: the texts before, between and after them.
 template <size_t Values>
 struct Message {
   std::string_view texts[Values + 1];

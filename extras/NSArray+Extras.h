@@ -5,11 +5,12 @@
 
 namespace quintora {
 
-// The very element at an index, or an absent text when the index is not below the count.
+// A reference to the element at the index; to an absent string when the index is out of range.
 const String& safeObjectAtIndex(const Array& receiver, uint64_t index);
 
-// The very element at an index, counted from the end when it is negative (-1 is the last), or the
-// empty text when there is none; absent for an absent receiver.
+// A reference to the element at the index, which counts from the end when it is negative (-1 is the
+// last); to the empty string when there is no such element, and to an absent one for an absent
+// receiver.
 const String& stringFromArrayElement(const Array& receiver, int64_t index);
 
 }  // namespace quintora

@@ -9,14 +9,14 @@ namespace quintora {
 
 namespace {
 
-// An escape or, of an ASCII character that is kept, the character.
+// What a byte becomes: an escape, or the byte itself where it is not escaped.
 struct Escape {
   char bytes[3] = {};
   uint8_t size = 0;
 };
 
-// The body's escapes in one pass: what stringByAddingPercentEscapesUsingEncoding and, after it,
-// percentEscapeList with "+&" would make of each byte.
+// Escapes a body in one pass, to what stringByAddingPercentEscapesUsingEncoding followed by
+// percentEscapeList with "+&" would make of it.
 struct Escapes {
   Escape ofByte[256];
   constexpr Escapes() {
@@ -41,8 +41,8 @@ uint64_t escapedSize(std::string_view text) {
 }
 
 // Writes the escapes of the bytes at the front of the text, as many as there is room for, and
-// removes these bytes from the text. Returns the end of what it wrote. Always writes all four bytes
-// of an escape, which needs no test.
+// removes these bytes from the text. Returns the end of what it wrote. Copies the whole Escape
+// every time, whatever its size, because that needs no branch.
 char* writeEscapes(std::string_view& text, char* to, const char* end) {
   while (!text.empty() && end - to >= static_cast<ptrdiff_t>(sizeof(Escape))) {
     const size_t count = std::min(text.size(), static_cast<size_t>(end - to - 1) / 3);
@@ -55,8 +55,8 @@ char* writeEscapes(std::string_view& text, char* to, const char* end) {
   return to;
 }
 
-// Whether half of a surrogate pair stands alone in the text: ED begins the characters from U+D000
-// to U+DFFF, whose second byte tells which of them are surrogates.
+// Whether the text has an unpaired surrogate. The byte ED begins the characters from U+D000 to
+// U+DFFF; the second byte tells which of them are surrogates.
 bool hasSurrogate(std::string_view text) {
   for (size_t at = 0; (at = text.find('\xED', at)) != text.npos; ++at) {
     if (static_cast<unsigned char>(text[at + 1]) >= 0xA0)
@@ -117,7 +117,7 @@ size_t PostDataEncoder::read(char* to, size_t room) {
   return static_cast<size_t>(at - to);
 }
 
-// Writes what separates the next key or value from the one before; false when there is none.
+// Writes the separator before the next key or value; false when there is no other.
 bool PostDataEncoder::startField(char*& to) {
   if (isKey_) {
     *to++ = '=';

@@ -12,29 +12,29 @@ namespace quintora {
 
 namespace {
 
-// A position that counts from the start, or, when it is negative, from the end backwards; `atEnd`
-// is the one that stands for the end. As unsigned 64-bit numbers, by which positions are clamped,
-// one before the start is larger than any, so it becomes the end as one behind the end does.
+// A position counted from the start or, when the index is negative, backwards from the end; `atEnd`
+// is the negative index of the end itself, or 0. Positions are clamped as unsigned 64-bit numbers:
+// one before the start is larger than any other, so it becomes the end, like one after the end.
 UnitPosition position(std::string_view text, int64_t index, int64_t atEnd) {
   if (index >= 0)
     return positionAfter(text, {}, static_cast<uint64_t>(index));
   return positionBeforeEnd(text, static_cast<uint64_t>(atEnd) - static_cast<uint64_t>(index));
 }
 
-// The end of a substring of a negative length: a sum that is not below 0 comes before the start, so
-// nothing is left; one below 0 is larger than any position, as above.
+// The end of a substring of a negative length. If start + length is 0 or more, the end comes before
+// the start, and the substring is empty. If the sum is negative, it becomes the end, as above.
 UnitPosition endOfNegativeLength(std::string_view text, UnitPosition start, int64_t length) {
   const uint64_t units =
       unitCount(text.substr(0, start.byte)) + static_cast<uint64_t>(start.isWithinPair);
   return units <= static_cast<uint64_t>(-(length + 1)) ? UnitPosition{text.size(), false} : start;
 }
 
-// A count trimmed off the start as a position; the largest counts must not become negative ones.
+// The position after a count trimmed off the start; the largest counts must not become negative.
 int64_t startAfter(uint64_t count) {
   return static_cast<int64_t>(std::min<uint64_t>(count, INT64_MAX));
 }
 
-// What a count trimmed off the end is as the end of a substring: -(count + 1).
+// The end of the substring from which a count is trimmed off the end: -(count + 1).
 int64_t endBefore(uint64_t count) { return static_cast<int64_t>(~count); }
 
 bool isFound(const NSRange& range) { return range.location != NSNotFound; }

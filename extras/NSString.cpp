@@ -24,8 +24,8 @@ void forEachCharacter(std::string_view text, Call call) {
   }
 }
 
-// The text with simple upper-case mappings. None of them changes how many UTF-16 units a character
-// has, so positions in it are positions in the text.
+// The text in simple upper case. No simple mapping changes how many UTF-16 code units a character
+// has, so positions in the result are positions in the text.
 std::string folded(std::string_view text) {
   std::string result;
   forEachCharacter(text, [&](char32_t c) { appendUTF8(result, simpleUppercase(c)); });

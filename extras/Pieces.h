@@ -1,4 +1,4 @@
-// Cutting texts at ASCII separators, without copies.
+// Cuts strings at ASCII separators, without copies.
 #pragma once
 
 #include <algorithm>
@@ -6,8 +6,8 @@
 
 namespace quintora {
 
-// Cuts the text before the first separator, and the separator, off the text and returns it; all of
-// the text where there is none.
+// Cuts the piece before the first separator off the text, together with the separator, and returns
+// the piece: all of the text where there is no separator.
 inline std::string_view cutPiece(std::string_view& text, char separator) {
   const std::string_view piece = text.substr(0, text.find(separator));
   text.remove_prefix(std::min(piece.size() + 1, text.size()));

@@ -50,8 +50,8 @@ class State {
 
 }  // namespace
 
-// Words of eight bytes, the lowest first as on every processor that is built for; the last word has
-// the number of bytes, too.
+// Reads words of eight bytes in little-endian order, which every supported processor has. The last
+// word also holds the number of bytes.
 uint64_t sipHash(const uint64_t (&key)[2], std::string_view bytes) {
   State state(key);
   const uint64_t size = bytes.size();

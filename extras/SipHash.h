@@ -1,4 +1,4 @@
-// A hash for texts that strangers choose.
+// A keyed hash for strings that an attacker may choose.
 #pragma once
 
 #include <cstdint>

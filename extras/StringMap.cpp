@@ -27,7 +27,7 @@ void StringMap::insert_or_assign(std::string_view key, std::string_view value) {
   const uint64_t hash = hashOf(key);
   uint32_t& bucket = buckets_[bucketOf(key, hash)];
   const Entry entry = {block_.size(), key.size(), value.size()};
-  block_.append(key).append(value);  // a value that is replaced stays in the block, unused
+  block_.append(key).append(value);  // a replaced value stays in the block, unused
   if (bucket != 0) {
     entries_[indexIn(bucket)] = entry;
   } else {
@@ -49,17 +49,17 @@ StringMap::value_type StringMap::at(size_t index) const {
   return {{bytes, entry.keySize}, {bytes + entry.keySize, entry.valueSize}};
 }
 
-// Without the key of the hash nobody can choose texts that fall into one bucket, which would take
-// the square of their number.
+// Without knowing the hash's key, nobody can choose strings that all fall into one bucket, which
+// would take time quadratic in their number.
 uint64_t StringMap::hashOf(std::string_view key) const { return sipHash(hashKey_, key); }
 
-// What a bucket holds for an entry. The bucket's number comes from the lower half of the hash.
+// The content of an entry's bucket. The bucket's number comes from the lower half of the hash.
 uint32_t StringMap::bucketValue(uint64_t hash, size_t index) const {
   const uint32_t indexBits = static_cast<uint32_t>(buckets_.size() - 1);
   return (static_cast<uint32_t>(hash >> 32) & ~indexBits) | static_cast<uint32_t>(index + 1);
 }
 
-// The bucket of the key's entry, or the empty one that would be.
+// The bucket of the key's entry, or the empty bucket where a new entry would go.
 size_t StringMap::bucketOf(std::string_view key, uint64_t hash) const {
   const size_t last = buckets_.size() - 1;
   size_t number = hash & last;
@@ -71,8 +71,8 @@ size_t StringMap::bucketOf(std::string_view key, uint64_t hash) const {
   return number;
 }
 
-// Makes four times the buckets. The key of the hash is what nobody outside knows: the time to the
-// nanosecond, and where the system has put this process in memory.
+// Makes four times as many buckets. The hash's key is made of what an attacker cannot know: the
+// time to the nanosecond, and where the system has put this process in memory.
 void StringMap::rehash() {
   if (buckets_.size() >= kMostBuckets)
     raiseException();
@@ -86,8 +86,8 @@ void StringMap::rehash() {
     fillBuckets(index, std::min(index + kTogether, entries_.size()));
 }
 
-// Puts entries into the buckets, which are too many for the processor's cache: it fetches those of
-// all of these entries at once, where one after the other would wait.
+// Puts entries into the buckets. These may be too many for the processor's cache, so they are
+// prefetched for all these entries at once, instead of waiting for one after the other.
 void StringMap::fillBuckets(size_t first, size_t end) {
   const size_t last = buckets_.size() - 1;
   uint64_t hashes[kTogether];

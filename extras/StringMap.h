@@ -1,4 +1,4 @@
-// The container behind a Dictionary.
+// The container that a Dictionary holds.
 #pragma once
 
 #include <cstdint>
@@ -11,9 +11,9 @@
 
 namespace quintora {
 
-// A map from text to text, in the order in which the keys first came. It keeps copies of their
-// bytes in one block, so that a field of a form costs no allocation of its own. To set or find a
-// key takes the same time however many there are, and although visitors choose them.
+// A map from string to string, in the order in which the keys were first set. Copies of all the
+// bytes are kept in one block, so that a form field costs no allocation of its own. Setting or
+// finding a key takes constant time, even for keys that an attacker has chosen.
 class StringMap {
  public:
   using value_type = std::pair<std::string_view, std::string_view>;
@@ -22,11 +22,11 @@ class StringMap {
   StringMap() = default;
   StringMap(std::initializer_list<value_type> entries);
 
-  // Sets the key to the value, in place of an earlier one. Views that earlier calls returned are no
-  // longer valid, so the arguments must not be such views.
+  // Sets the key to the value, replacing an earlier one. Invalidates the views that earlier calls
+  // returned, so the arguments must not be such views.
   void insert_or_assign(std::string_view key, std::string_view value);
 
-  // The value of the key, good until the map is changed; absent when the key is not set.
+  // The value of the key, valid until the map is changed; absent when the key is not set.
   std::optional<std::string_view> find(std::string_view key) const;
 
   size_t size() const { return entries_.size(); }
@@ -35,7 +35,7 @@ class StringMap {
   const_iterator end() const;
 
  private:
-  // The key's bytes, and the value's right behind them, in the block.
+  // Where in the block the key's bytes are; the value's follow them.
   struct Entry {
     size_t offset, keySize, valueSize;
   };
@@ -50,9 +50,10 @@ class StringMap {
 
   std::string block_;
   std::vector<Entry> entries_;
-  // A power of two, at least half of them 0. The others hold an entry's index + 1 in as many bits
-  // as number the buckets, and bits of its key's hash in those above, so that hardly any key but
-  // the right one is ever compared. Small, for large tables do not stay in the processor's cache.
+  // The number of buckets is a power of two, and at least half of them are 0, which is empty. A
+  // used bucket holds an entry's index + 1 in its lower bits, as many as a bucket's number has. The
+  // bits above are from the hash of the key, so that hardly ever a wrong key is compared. Buckets
+  // have 32 bits because large tables do not stay in the processor's cache.
   std::vector<uint32_t> buckets_;
   uint64_t hashKey_[2] = {};
 };

@@ -58,8 +58,8 @@ struct CharactersOfBytes {
 constexpr CharactersOfBytes kISOLatin1Charset(nullptr);
 constexpr CharactersOfBytes kMacOSRomanCharset(kMacOSRoman);
 
-// Whether eight bytes, of which the lowest comes first on every processor that is built for, are
-// ASCII; `high` gets the highest bits of those that are not.
+// Whether eight bytes are ASCII; `high` gets the highest bit of each byte. (Every supported
+// processor is little-endian.)
 bool isASCIIWord(const Byte* at, uint64_t& high) {
   std::memcpy(&high, at, sizeof high);
   high &= 0x8080808080808080;
@@ -81,7 +81,7 @@ size_t bytesBeyondASCII(std::string_view bytes) {
   return count;
 }
 
-// Writes the characters of at most so many bytes that a block has room for their characters.
+// Writes the characters of the bytes, for the longest of which the caller has room.
 char* putCharacters(char* to, std::string_view bytes, const CharactersOfBytes& charset) {
   const Byte* at = reinterpret_cast<const Byte*>(bytes.data());
   const Byte* const end = at + bytes.size();
@@ -90,7 +90,7 @@ char* putCharacters(char* to, std::string_view bytes, const CharactersOfBytes& c
     for (; end - at >= 8 && isASCIIWord(at, high); at += 8, to += 8)
       std::memcpy(to, at, 8);
     for (const Byte* const stop = at + std::min<ptrdiff_t>(end - at, 8); at != stop; ++at) {
-      // All of it is written, which needs no test; its size is the highest byte.
+      // All four bytes are written, which needs no branch; the highest one is the size.
       uint32_t character;
       std::memcpy(&character, &charset.ofByte[*at], sizeof character);
       std::memcpy(to, &character, sizeof character);
@@ -100,8 +100,8 @@ char* putCharacters(char* to, std::string_view bytes, const CharactersOfBytes& c
   return to;
 }
 
-// A text is filled by way of a block that stays in the processor's cache: a string has no room to
-// write into that it has not cleared, and to clear many megabytes takes as long as to fill them.
+// The text is written by way of a block that stays in the processor's cache: a string clears the
+// room that it gives out, and clearing many megabytes takes as long as filling them.
 std::string decodeSingleBytes(std::string_view bytes, const CharactersOfBytes& charset) {
   constexpr size_t kBytesAtOnce = 1024;
   char block[kBytesAtOnce * 3 + 1];
@@ -124,8 +124,8 @@ const Byte* endOfASCII(const Byte* at, const Byte* end) {
 
 bool isBetween(Byte byte, Byte low, Byte high) { return byte >= low && byte <= high; }
 
-// The length of the well-formed sequence at the start of [at, end), which is not ASCII; 0 where
-// there is none. Only the second byte's range depends on the first (Unicode 15.0, table 3-7).
+// The length of the well-formed sequence at the start of [at, end), which is not ASCII; 0 when it
+// is ill-formed. Only the range of the second byte depends on the first (Unicode 15.0, table 3-7).
 size_t sequenceLength(const Byte* at, const Byte* end) {
   const Byte first = *at;
   const ptrdiff_t left = end - at;
@@ -144,8 +144,8 @@ size_t sequenceLength(const Byte* at, const Byte* end) {
   return isWhole ? 4 : 0;
 }
 
-// Appends units of two bytes, the high one at index `high` (0 or 1) of each. False when the bytes
-// are no whole units or a surrogate has no other half.
+// Appends code units of two bytes each; the more significant byte is at index `high` (0 or 1).
+// False when a unit is incomplete or a surrogate unpaired.
 bool decodeUTF16(std::string_view bytes, size_t high, std::string& text) {
   const auto unitAt = [&](size_t at) {
     return static_cast<char32_t>(static_cast<Byte>(bytes[at + high]) << 8 |
@@ -153,8 +153,7 @@ bool decodeUTF16(std::string_view bytes, size_t high, std::string& text) {
   };
   if (bytes.size() % 2 != 0)
     return false;
-  text.reserve(bytes.size() / 2 *
-               3);  // the most that they can be; what is not needed costs nothing
+  text.reserve(bytes.size() / 2 * 3);  // the most that they can be; unused room costs nothing
   for (size_t at = 0; at < bytes.size(); at += 2) {
     char32_t value = unitAt(at);
     if (isSurrogate(value)) {
@@ -182,7 +181,7 @@ String decodedMarkedUTF16(std::string_view bytes) {
   return decodedUTF16(mark == "\xFE\xFF" ? bytes.substr(2) : bytes, 0);
 }
 
-// The bytes themselves where they are a text in UTF-8.
+// The bytes themselves, if they are a text in UTF-8.
 String textIf(bool isText, Data&& bytes) {
   if (!isText)
     return std::nullopt;
@@ -197,7 +196,7 @@ bool isASCII(std::string_view bytes) {
 }  // namespace
 
 bool isBuiltInTextEncoding(TextEncoding encoding) {
-  // Every one of them can decode the empty text, and no other identifier can.
+  // Each of them decodes the empty string, and no other identifier does.
   return initWithDataEncoding({}, encoding).has_value();
 }
 
@@ -226,7 +225,7 @@ bool isValidUTF8(std::string_view bytes) {
   const Byte* at = reinterpret_cast<const Byte*>(bytes.data());
   const Byte* const end = at + bytes.size();
   while ((at = endOfASCII(at, end)) != end) {
-    do {  // where one character is beyond ASCII, the next one often is
+    do {  // a character beyond ASCII is often followed by another
       const size_t length = sequenceLength(at, end);
       if (length == 0)
         return false;

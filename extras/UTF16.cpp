@@ -9,12 +9,12 @@ namespace quintora {
 
 namespace {
 
-constexpr size_t kHalfBytes = 3;  // of a half that stands alone
+constexpr size_t kHalfBytes = 3;  // of an unpaired surrogate
 constexpr size_t kPairBytes = 4;
 
-// The half at the start or at the end of a text; 0 where there is none.
+// The unpaired surrogate at the start or at the end of a text; 0 when there is none.
 char32_t halfAtStart(std::string_view text) {
-  if (text.empty() || text.front() != '\xED')  // which begins all of them
+  if (text.empty() || text.front() != '\xED')  // the first byte of every surrogate
     return 0;
   const char32_t first = characterAt(text, 0).value;
   return isSurrogate(first) ? first : 0;
@@ -27,7 +27,7 @@ char32_t halfAtEnd(std::string_view text) {
 
 }  // namespace
 
-// Continuation bytes are no units, and the first byte of four is two.
+// Counts the first byte of a character as one unit, that of four bytes as two, and no other byte.
 uint64_t unitCount(std::string_view text) {
   uint64_t count = 0;
   for (const char c : text) {

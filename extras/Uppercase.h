@@ -1,5 +1,5 @@
-// Upper-casing of single characters by the Unicode Character Database (version in
-// UppercaseTable.cpp), the same in every locale.
+// Upper-cases single characters by the Unicode Character Database, the same in every locale;
+// UppercaseTable.cpp says which version.
 #pragma once
 
 #include <cstdint>
@@ -10,11 +10,11 @@ namespace quintora {
 // The character's simple mapping (one character to one); itself where it has none.
 char32_t simpleUppercase(char32_t character);
 
-// Appends the character's full mapping, which has up to three characters: an unconditional one of
-// SpecialCasing.txt, else the simple one.
+// Appends the character's full mapping, up to three characters: the unconditional one of
+// SpecialCasing.txt, if there is one, else the simple one.
 void appendUppercase(std::string& text, char32_t character);
 
-// The tables behind them, written by generate_uppercase_table.py; both sorted by character.
+// The tables for both, written by generate_uppercase_table.py and sorted by character.
 struct UppercaseRun {
   uint32_t first, last, step;  // the characters first, first + step, ..., last
   int32_t offset;              // from each of them to its upper case

@@ -3,9 +3,9 @@
 
 usage: generate_uppercase_table.py [--check] [--data FOLDER]
 
-Characters whose upper case lies at the same distance and that follow each other at the same step
-become one run: the whole database fits in a few kilobytes. --check writes nothing and fails when
-the file in the tree is not what would be written.
+Characters that follow each other at the same step, and whose upper case is at the same distance,
+become one run: so the whole database fits into a few kilobytes. --check writes nothing and fails
+when the file in the tree differs from what would be written.
 """
 import argparse
 import pathlib
@@ -28,7 +28,7 @@ def simple_mappings(folder):
 
 
 def special_mappings(folder):
-    """Character to upper case of several characters; those under a condition are locale's."""
+    """Character to upper case of several characters, without those for some locales only."""
     return {int(row[0], 16): [int(unit, 16) for unit in row[3].split()]
             for row in rows(folder / "SpecialCasing.txt")
             if (len(row) < 5 or not row[4]) and len(row[3].split()) > 1}

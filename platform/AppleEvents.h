@@ -1,7 +1,7 @@
-// The Apple Event Manager, as far as the bridge uses it: its types, constants and seven functions
-// under the system's names, in the product's namespace. On macOS they lead to the system's own;
-// on other systems elsewhere/AppleEvents.cpp stands in for it, so that the mode can be developed,
-// tested and tried there.
+// The part of the Apple Event Manager that the bridge uses: types, constants and seven functions,
+// which have the system's names but are in the product's namespace. On macOS they call the system's
+// own. On other systems elsewhere/AppleEvents.cpp replaces it, so that Apple-event mode can be
+// developed, tested and tried there.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ using AETransactionID = int32_t;
 using AESendMode = int32_t;
 using Size = long;
 
-// A descriptor: a type and data that belong to it until AEDisposeDesc. The null descriptor has
+// A descriptor: a type and the data that it owns until AEDisposeDesc. The null descriptor has
 // typeNull and no data.
 struct AEDataStorageType;
 using AEDataStorage = AEDataStorageType*;
@@ -60,13 +60,13 @@ enum : OSErr {
   errAEEventNotPermitted = -1743,  // the socket is there and may not be used by this user
 };
 
-// Make a descriptor of a copy of the data, an event for a target without parameters; on failure
-// the result is left as it was.
+// Make a descriptor with a copy of the data, or an event without parameters for a target. On
+// failure they leave the result as it was.
 OSErr AECreateDesc(DescType type, const void* data, Size size, AEDesc* result);
 OSErr AECreateAppleEvent(AEEventClass eventClass, AEEventID eventID, const AEAddressDesc* target,
                          AEReturnID returnID, AETransactionID transactionID, AppleEvent* result);
 
-// Adds a parameter with a copy of the data, in place of an earlier one of the same keyword.
+// Adds a parameter with a copy of the data, replacing an earlier one with the same keyword.
 OSErr AEPutParamPtr(AppleEvent* event, AEKeyword keyword, DescType type, const void* data,
                     Size size);
 
@@ -76,8 +76,8 @@ OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode mo
 // The type and the size in bytes of a parameter.
 OSErr AESizeOfParam(const AppleEvent* event, AEKeyword keyword, DescType* type, Size* size);
 
-// Copies at most maximumSize bytes of a parameter, as the desired type, and tells its whole size as
-// that type: text in Unicode, which may be longer or shorter in its own type, becomes 'TEXT'.
+// Copies at most maximumSize bytes of a parameter, converted to the desired type, and reports its
+// whole size in that type. Unicode text can be converted to 'TEXT', which may change its size.
 OSErr AEGetParamPtr(const AppleEvent* event, AEKeyword keyword, DescType desiredType,
                     DescType* actualType, void* data, Size maximumSize, Size* actualSize);
 

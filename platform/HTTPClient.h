@@ -1,5 +1,5 @@
-// A blocking HTTP client for one request to this machine. Nothing comes between the two: no proxy,
-// no cookie, no redirect, no cache, no undoing of content codings, and no second attempt.
+// A blocking HTTP client for one request to this machine. It uses no proxy, cookies or cache, does
+// not follow redirects, does not decode content codings, and never tries again.
 #pragma once
 
 #include <chrono>
@@ -12,11 +12,11 @@ namespace quintora {
 // The body of a request, made piece by piece while it is sent.
 class HTTPBody {
  public:
-  // The body's whole length in bytes, which read() must keep to.
+  // The size of the whole body in bytes, exactly what read() writes in all.
   virtual uint64_t size() const = 0;
 
   // Writes the next bytes, as many as there is room for, which is 16 bytes at least. Returns how
-  // many there were, 0 at the end only.
+  // many bytes it wrote: 0 only at the end.
   virtual size_t read(char* to, size_t room) = 0;
 
  protected:
@@ -30,7 +30,7 @@ struct HTTPRequest {
   std::string path;
   std::vector<std::pair<std::string, std::string>> headers;  // name and value, in sending order
   HTTPBody& body;
-  // How long neither side may send a byte before the exchange is given up.
+  // The exchange fails after this time without a byte in either direction.
   std::chrono::milliseconds timeoutInterval;
 };
 
@@ -42,13 +42,13 @@ struct HTTPResponse {
 };
 
 // Sends the request and waits until the reply is complete, without waiting for the server to close
-// the connection. IPv4's loopback address is tried first, and IPv6's only when that refuses the
-// connection or is not there. The status of the reply has no influence, but that 1xx replies are
-// skipped and 204 and 304 have no body.
+// the connection. Tries IPv4's loopback address first, and IPv6's only when the first refuses the
+// connection or does not exist. Of the status only this matters: 1xx replies are skipped, 204 and
+// 304 have no body.
 HTTPResponse sendSynchronousRequest(const HTTPRequest& request);
 
-// Connects as sendSynchronousRequest does, and sends nothing. Absent when a connection stands, else
-// the sentence that says why not.
+// Connects as sendSynchronousRequest does, and sends nothing. Absent on success, else the sentence
+// that says why there is no connection.
 String connectionFailure(const HTTPRequest& request);
 
 }  // namespace quintora

@@ -1,5 +1,5 @@
-// The sentences of the HTTP client, which follow kRequestError in what a visitor sees;
-// docs/messages.md explains them. Their first value is the peer, as in "127.0.0.1 port 8080".
+// The sentences of the HTTP client, which a visitor sees after kRequestError; docs/messages.md
+// explains them. Their first value is the peer, as in "127.0.0.1 port 8080".
 #pragma once
 
 #include "extras/Message.h"
@@ -14,7 +14,7 @@ inline constexpr Message<1> kClosedWithoutReply = {"", " closed the connection w
 inline constexpr Message<1> kClosedTooSoon = {
     "", " closed the connection before its reply was complete."};
 
-// What the system refused; the second value is its sentence for the error.
+// System calls that failed; the second value is the system's sentence for the error.
 inline constexpr Message<2> kSocketFailed = {"Making a socket for ", " failed: ", "."};
 inline constexpr Message<2> kConnectionFailed = {"The connection to ", " failed: ", "."};
 inline constexpr Message<2> kWaitingFailed = {"Waiting for ", " failed: ", "."};

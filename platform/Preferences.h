@@ -9,7 +9,7 @@ namespace quintora {
 
 class Preferences {
  public:
-  // The domain is the application's identifier in reverse-domain form. Nothing is read yet.
+  // The domain is the application's identifier in reverse-domain form. Reads nothing yet.
   explicit Preferences(const String& domain);
   ~Preferences();
   Preferences(const Preferences&) = delete;
@@ -19,7 +19,8 @@ class Preferences {
   // preferences cannot be read or the value is neither text nor a number.
   String objectForKey(const String& key);
 
-  // Where values come from, in the order of precedence, and what was found there so far.
+  // A place where values come from, and what was found there so far. sources() lists them in the
+  // order of precedence.
   struct Source {
     enum class State { notNeeded, read, absent, unreadable, notUTF8 };
     String name;

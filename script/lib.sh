@@ -1,11 +1,11 @@
 # shellcheck shell=bash
-# What the scripts of this folder share; to be sourced, not run.
+# Functions that the scripts share; to be sourced, not run.
 
 # install_packages PKG...
 #
-# Sees to it that the packages with these Debian names are there. On Debian the missing ones are
-# installed, without a word when none is. Elsewhere nothing is installed: the function says what
-# is missing and where to get it, and returns 1.
+# Makes sure that the packages with these Debian names are there. On Debian, installs the missing
+# ones, and prints nothing when there are none. Elsewhere installs nothing: prints what is missing
+# and where to get it, and returns 1.
 install_packages() {
   if command -v dpkg-query >/dev/null; then
     install_debian_packages "$@"
@@ -17,7 +17,7 @@ install_packages() {
 install_debian_packages() {
   local package missing=() as_root=()
   for package in "$@"; do
-    # A package that was removed but not purged is still known, only not as "installed".
+    # A package that was removed but not purged is listed, too, but not as "installed".
     if [[ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" != installed ]]; then
       missing+=("$package")
     fi
@@ -34,8 +34,8 @@ install_debian_packages() {
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# has_tool TOOL: whether it can be run. macOS has stubs of the developer tools in /usr/bin, which only
-# open a dialog as long as the tools are not installed.
+# has_tool TOOL: whether it can be run. On macOS /usr/bin has stubs of the developer tools, which
+# only open a dialog as long as the tools are not installed.
 has_tool() {
   command -v "$1" >/dev/null || return 1
   case "$1" in
@@ -70,8 +70,8 @@ name_missing_tools() {
 
 # install_portable_tools PRESET
 #
-# Sees to it that the presets portable (for this machine's processor), portable-amd64 and
-# portable-arm64 have what they build with, on Debian.
+# Installs what the presets portable (for this machine's processor), portable-amd64 and
+# portable-arm64 need for building, on Debian.
 install_portable_tools() {
   local own wanted
   own=$(dpkg --print-architecture)
@@ -85,7 +85,7 @@ install_portable_tools() {
   esac
 }
 
-# install_foreign_tools ARCHITECTURE PROCESSOR: Debian's and the system's name for the same.
+# install_foreign_tools ARCHITECTURE PROCESSOR: Debian's and the system's name of the processor.
 install_foreign_tools() {
   install_packages "libgcc-12-dev-$1-cross" qemu-user-static
   unpack_package musl-dev "$1" "build/$2-linux-musl"
@@ -93,10 +93,10 @@ install_foreign_tools() {
 
 # unpack_package PKG ARCHITECTURE FOLDER
 #
-# Unpacks a package of Debian's that this machine does not install, as one for another processor or a
-# web server, which would start. It has lists of its own: apt, for this machine, keeps knowing this
-# one's processor only. Nothing is done where the folder was unpacked for the version that this
-# machine has of the package, or has none. Whatever happens, the folder is whole or absent.
+# Unpacks a Debian package that must not be installed: one for another processor, or a web server,
+# which would start. Uses package lists of its own, so that this machine's apt is not configured for
+# another processor. Does nothing if the folder is already unpacked and, where this machine has the
+# package, of the same version. Whatever happens, the folder is complete or absent.
 unpack_package() (
   version=$(dpkg-query -W -f='${Version}' "$1" 2>/dev/null || true)
   if [[ -f "$3/unpacked-for" && "$(cat "$3/unpacked-for")" == "$version" ]]; then
@@ -105,7 +105,7 @@ unpack_package() (
   mkdir -p "${3%/*}"
   work=$(mktemp -d "$PWD/$3.XXXXXX")
   trap 'rm -rf "$work"' EXIT
-  trap 'exit 1' HUP INT TERM # by way of the one above
+  trap 'exit 1' HUP INT TERM # which runs the trap above
   mkdir -p "$work/lists/partial" "$work/archives/partial"
   apt=(apt-get -qq -o "APT::Architecture=$2" -o "APT::Architectures=$2"
     -o "Dir::State::Lists=$work/lists" -o "Dir::Cache=$work" -o APT::Sandbox::User=)

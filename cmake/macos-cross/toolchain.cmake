@@ -1,13 +1,13 @@
 # Builds for macOS on Linux, for script/check-macos-build; never for a release. The compiler is
-# clang with macOS's C headers, the linker LLVM's with the lists of what the system's libraries have.
-# MACOS_CROSS_TARGET is x86_64-macos.10.11, for example, and MACOS_CROSS_COMPILER the compiler's
-# folder.
+# clang with macOS's C headers; the linker is LLVM's, with the symbol lists of the system's
+# libraries. MACOS_CROSS_TARGET is the target, such as x86_64-macos.10.11, and MACOS_CROSS_COMPILER
+# the compiler's directory.
 set(CMAKE_SYSTEM_NAME Darwin)
 string(REGEX MATCH "^[^-]+" CMAKE_SYSTEM_PROCESSOR "${MACOS_CROSS_TARGET}")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES MACOS_CROSS_TARGET MACOS_CROSS_COMPILER)
 
-# Said here, since finding it out would link a program, for which this compiler would first build a
-# C++ library of its own.
+# Set here because CMake's own detection links a program, for which this compiler would first build
+# a C++ library.
 set(CMAKE_CXX_COMPILER ${MACOS_CROSS_COMPILER}/zig c++)
 set(CMAKE_CXX_COMPILER_ID_RUN TRUE)
 set(CMAKE_CXX_COMPILER_ID Clang)
@@ -22,12 +22,13 @@ find_program(CMAKE_AR llvm-ar-14 REQUIRED)
 find_program(CMAKE_RANLIB llvm-ranlib-14 REQUIRED)
 find_program(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool-14 REQUIRED)
 
-# The headers say since when the system has what they declare, the C++ library's on demand.
+# The headers say since which version of the system a function exists, the C++ library's only on
+# demand.
 set(CMAKE_CXX_FLAGS_INIT "-target ${MACOS_CROSS_TARGET} -Wunguarded-availability \
 -U_LIBCPP_HAS_NO_VENDOR_AVAILABILITY_ANNOTATIONS -I${CMAKE_CURRENT_LIST_DIR}/include \
 -I${CMAKE_CURRENT_LIST_DIR}/../../tests/macos")
 
-# Code for macOS is position-independent anyway, and this compiler takes -fPIE for whole programs only.
+# Code for macOS is position-independent anyway, and this compiler accepts -fPIE only when it links.
 set(CMAKE_CXX_COMPILE_OBJECT
   "<CMAKE_CXX_COMPILER> <DEFINES> <INCLUDES> <FLAGS> -fno-PIE -o <OBJECT> -c <SOURCE>")
 

@@ -1,15 +1,14 @@
 #!/usr/bin/env python3
-"""Shows two sites behind a balancer, one of which fails and comes back while visitors send forms.
+"""Shows two sites behind a load balancer; one fails and comes back while visitors send forms.
 
 A site is a private Apache, the bridge and the example server; haproxy.cfg puts HAProxy in front of
-both. Visitors send one request after the other from the start to the end, half of them GETs and
-half POSTs, each with a token of its own: a third of the requests while both sites are there, a
-third while one of them is gone, a third when it is back, and as many more as it takes the balancer
-to notice each change. The site is killed, server, Apache, bridges and all, while its server has
-requests that it has not answered.
+both. Visitors send one request after the other, half of them GETs and half POSTs, each with a token
+of its own: a third of the requests while both sites are up, a third while one is down, a third when
+it is up again, and some more until the load balancer has noticed each change. The site is killed as
+a whole, server, Apache and bridges, while its server has unanswered requests.
 
-Prints what became of them. Fails unless every answer was for its own request or told of a failure
-(or the connection was cut off without one, which tells as much), no request arrived twice, each
+Prints the outcomes. Fails unless every response was for its own request or reported a failure (or
+the connection was closed without a response, which means the same), no request arrived twice, each
 with an answer arrived once, only requests that were under way when the site failed had none, some
 of these had arrived, and each phase had requests at each of its sites.
 """
@@ -63,11 +62,11 @@ class Server(ThreadingHTTPServer):
     request_queue_size = 128
 
     def handle_error(self, *_):
-        """Says nothing of bridges that were killed."""
+        """Does not report bridges that were killed."""
 
 
 class Site:
-    """One Apache, one bridge and one server, which keep their ports when they start again."""
+    """One Apache, one bridge and one server, which keep their ports after a restart."""
 
     def __init__(self, bridge, stack):
         self.bridge, self.port, self.server_port = bridge, free_port(), free_port()
@@ -89,7 +88,7 @@ class Site:
         self.apache.__enter__()
 
     def answer(self, variables, fields, *rest):
-        """Keeps the token, then does as the example server does. Checks have no token."""
+        """Counts the token, then replies as the example server does. Health checks have none."""
         query = parse_qs(variables.get("QUERY_STRING") or "")
         for token in query.get("token", []) + [value for name, value in fields if name == "token"]:
             self.arrived[token] += 1
@@ -100,22 +99,22 @@ class Site:
         return httpRequest(variables, fields, *rest)
 
     def hold(self):
-        """Keeps the next GET and the next POST without an answer; returns when it has both.
+        """Leaves the next GET and the next POST unanswered; returns when both have arrived.
 
-        No more, since all POSTs might be here then, and the balancer's GETs go to the other site.
+        No more than these: otherwise all POSTs might wait here while all GETs go to the other site.
         """
         self.is_answering.clear()
         wait_until(lambda: self.held == {"GET", "POST"}, "a GET and a POST at the site", HELD)
 
     def kill(self):
-        """At once, as a power failure does; nothing is brought to its end."""
+        """Kills everything at once, as a power failure does."""
         if self.apache:
             with contextlib.suppress(ProcessLookupError):
                 os.killpg(self.apache.process.pid, signal.SIGKILL)
             self.apache.__exit__()
             self.server.shutdown()
             self.server.server_close()
-        self.is_answering.set()  # there is nobody left to answer to
+        self.is_answering.set()  # nobody is left who waits for a reply
         self.apache = self.server = None
 
 
@@ -136,7 +135,7 @@ class Balancer:
         stack.callback(process.terminate)
 
     def states(self):
-        """What it takes each site for, by name; nothing as long as it does not listen."""
+        """The state that it reports for each site, by name; empty as long as it does not listen."""
         with socket.socket(socket.AF_UNIX) as connection:
             try:
                 connection.connect(self.socket)
@@ -151,7 +150,7 @@ class Balancer:
 
 
 class Request:
-    """One visitor's request, what it was told, and the phases in which it began and ended."""
+    """One visitor's request, its outcome, and the phases in which it began and ended."""
 
     def __init__(self, number):
         self.token = f"token-{secrets.token_hex(8)}"
@@ -183,7 +182,7 @@ class Request:
 
 
 class Visitors:
-    """So many at a time; each sends one request after the other until they are sent away."""
+    """AT_ONCE visitors; each sends one request after the other until send_away."""
 
     def __init__(self, port, stack):
         self.port, self.phase, self.requests = port, BOTH, []
@@ -201,7 +200,7 @@ class Visitors:
             request.last = self.phase
 
     def wait_for(self, count):
-        """Until so many requests have begun and ended in this phase."""
+        """Waits until count requests have begun and ended in this phase."""
         wait_until(lambda: sum(request.first == request.last == self.phase
                                for request in self.requests) >= count, "a phase", LONGEST)
 
@@ -215,7 +214,7 @@ class Visitors:
 
 
 def run(visitors, balancer, site, each):
-    """The phases, with so many requests in each that lasts."""
+    """Runs through the phases, with `each` requests in each phase that lasts."""
     visitors.wait_for(each)
     site.hold()
     visitors.phase = FAILING
@@ -232,13 +231,13 @@ def run(visitors, balancer, site, each):
 
 
 def arrivals(requests, site):
-    """By phases, of the requests that began and ended in one."""
+    """The number of requests that arrived, by the phase in which they began and ended."""
     return collections.Counter(request.first for request in requests
                                if request.first == request.last and site.arrived[request.token])
 
 
 def faults(requests, sites):
-    """What is not as it must be, as sentences."""
+    """What went wrong, as sentences."""
     arrived = sum((site.arrived for site in sites), collections.Counter())
     for request in requests:
         count = arrived[request.token]

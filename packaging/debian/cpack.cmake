@@ -1,4 +1,4 @@
-# What differs between the kinds of package; CPack reads this once for each.
+# Settings that differ between the kinds of package. CPack reads this file once for each kind.
 if(CPACK_GENERATOR STREQUAL "DEB")
   list(GET CPACK_INSTALL_CMAKE_PROJECTS 0 build)
   set(CPACK_INSTALL_CMAKE_PROJECTS

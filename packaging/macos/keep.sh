@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# What packaging/macos/report changes on a Mac, and how that is put back; to be sourced by it. A
-# function keep_... is called before the change, and says by undo what is to be done at the end.
+# What packaging/macos/report changes on a Mac, and how it restores that; to be sourced by it. A
+# function keep_... is called before a change and registers, by undo, what is to be done at the end.
 # shellcheck disable=SC2034,SC2154 # what the other files read and set
 
 root=$(cd "$here/../.." && pwd)
@@ -16,7 +16,7 @@ server=
 keeper=
 preferences_are_kept=
 
-# folders_above PATH...: those that are there and those that are not, the upper ones first.
+# folders_above PATH...: prints all directories above them, existing or not, the upper ones first.
 folders_above() {
   local path
   for path; do
@@ -31,11 +31,11 @@ files=$("$here/package" --dry-run | sed "s|.* -> |$disk|")
 # shellcheck disable=SC2086
 folders=$(folders_above $files)
 
-# snapshot: all that the report may change, and has to be afterwards as it was.
+# snapshot: prints the state of all that the report may change and has to restore.
 snapshot() {
   # shellcheck disable=SC2086
   modes $files $folders "$all_users.plist" "$library_of_www/Preferences" "$configuration"
-  # Not for everybody to read: the server's preferences are more than what is set here.
+  # Only checksums: the server's preferences may contain more than what is set here.
   echo "Preferences of all users: $(sudo -H -u root defaults read "$all_users" | cksum)"
   echo "Preferences of _www: $(sudo -H -u _www defaults read "$domain" | cksum)"
   echo "Receipt: $(pkgutil --pkg-info "$receipt" | grep version)"
@@ -43,10 +43,10 @@ snapshot() {
   names_of_crash_reports
 }
 
-# modes PATH...: owner, mode and path of those that are there, a line each.
+# modes PATH...: prints owner, mode and path of each that exists, one in a line.
 modes() { sudo stat -f '%u:%g %Lp %N' "$@" 2>/dev/null; }
 
-# keep_mode PATH: it gets its owner and mode back, if it has others at the end.
+# keep_mode PATH: its owner and mode are restored at the end.
 keep_mode() { undo "restore_mode $(modes "$1")"; }
 
 # restore_mode OWNER MODE PATH
@@ -54,7 +54,7 @@ restore_mode() {
   [[ "$(modes "$3")" == "$*" ]] || { sudo chown "$1" "$3" && sudo chmod "$2" "$3"; }
 }
 
-# keep_uninstalled: of the package nothing stays, nor do folders that are not there yet.
+# keep_uninstalled: the package and the directories that it creates are removed at the end.
 keep_uninstalled() {
   local path
   for path in $folders; do
@@ -78,7 +78,7 @@ is_installed() {
   pkgutil --pkg-info "$receipt" >/dev/null 2>&1
 }
 
-# keep_packages: what was built before, perhaps notarised, is there again.
+# keep_packages: packages that were built before, perhaps notarised, are restored at the end.
 keep_packages() {
   local path
   mkdir "$work/packages"
@@ -88,8 +88,8 @@ keep_packages() {
   undo "find '$work/packages' -type f -exec cp -p {} '$root/build/macos' ';'"
 }
 
-# keep_preferences USER DOMAIN FILE: fails where they cannot be saved, and so must not be changed.
-# What is saved is for nobody else to read, so the import gets it by its standard input.
+# keep_preferences USER DOMAIN FILE: fails when they cannot be saved and so must not be changed.
+# Nobody else may read the saved file, so the import gets it as its standard input.
 keep_preferences() {
   local command="sudo -H -u $1 defaults" saved=$work/$1.plist
   if sudo test -e "$3"; then
@@ -105,7 +105,7 @@ keep_preferences() {
 # others_may_read FILE
 others_may_read() { [[ "$(modes "$1")" =~ ^[0-9:]+\ [0-7]*[4-7]\  ]]; }
 
-# keep_folder_of_www: the folder of its preferences, which the system does not come with.
+# keep_folder_of_www: creates the directory of _www's preferences, which the system does not have.
 keep_folder_of_www() {
   local made=$library_of_www/Preferences
   if ! sudo test -d "$made"; then
@@ -123,7 +123,7 @@ apache_is_enabled() {
     grep -E '"org.apache.httpd" => (false|enabled)' >/dev/null
 }
 
-# keep_apache: it runs at the end if it does now, and comes back after a restart if it does now.
+# keep_apache: whether it runs, and whether it starts with the system, is restored at the end.
 keep_apache() {
   local running=no enabled=disable
   if apache_is_running; then running=yes; fi
@@ -133,8 +133,8 @@ keep_apache() {
 
 restore_apache() {
   if [[ "$1" == no ]]; then
-    sudo apachectl stop || true # one that fails to start is not running, and is tried again
-    # apachectl start and stop decide, too, whether Apache is started with the system.
+    sudo apachectl stop || true # fails if Apache does not run now, because launchd retries its start
+    # apachectl start and stop also set whether Apache starts with the system.
     sudo launchctl "$2" system/org.apache.httpd
   elif apache_is_running; then
     sudo apachectl restart
@@ -150,8 +150,8 @@ start_server() {
   wait_until grep . "$work/server"
 }
 
-# keep_sudo: what comes takes longer than sudo remembers the password. It ends with the report, also
-# where that is killed.
+# keep_sudo: the report takes longer than sudo remembers the password, so this renews it. It ends
+# with the report, even if that is killed.
 keep_sudo() {
   while kill -0 $$ && sudo -n -v; do sleep 50; done >/dev/null 2>&1 </dev/null 4>&- &
   keeper=$!
@@ -169,7 +169,7 @@ stop_server() {
   server=
 }
 
-# keep_crash_reports: those that come are taken away.
+# keep_crash_reports: new ones are removed at the end.
 keep_crash_reports() {
   names_of_crash_reports >"$work/crash-reports"
   undo remove_new_crash_reports

@@ -1,14 +1,14 @@
 # shellcheck shell=bash
-# What the scripts of this folder share; to be sourced, not run. They work with the bash 3.2 of
+# What the scripts of this folder share; to be sourced, not run. They run with the bash 3.2 of
 # macOS.
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=script/lib.sh
 source "$here/../../script/lib.sh"
-# shellcheck disable=SC2034 # for those who source this
+# shellcheck disable=SC2034 # used where this is sourced
 entitlements=$here/Quintora.entitlements
 automation=com.apple.security.automation.apple-events
-# What the package installs, seen from the root of the disk, and what the system records it as.
+# What the package installs, relative to the root of the disk, and the identifier of its receipt.
 # shellcheck disable=SC2034
 {
   bridge=Library/WebServer/CGI-Executables/Quintora.cgi
@@ -38,7 +38,7 @@ check_minimum_system() {
     die "MINIMUM_SYSTEM is $MINIMUM_SYSTEM, not a version like 10.13 or 12.0."
 }
 
-# need TOOL...: stops unless all of them are there.
+# need TOOL...: exits unless all of them are there.
 need() {
   local tool
   for tool; do
@@ -48,8 +48,8 @@ need() {
   done
 }
 
-# plist_value FILE KEY: its value, a line. Fails, without a word, when FILE is no property list or
-# has no such key.
+# plist_value FILE KEY: prints the key's value. Fails silently when FILE is not a property list or
+# does not have the key.
 plist_value() {
   python3 -c '
 import plistlib, sys
@@ -57,7 +57,7 @@ with open(sys.argv[1], "rb") as file:
     print(plistlib.load(file)[sys.argv[2]])' "$@" 2>/dev/null
 }
 
-# embedded_info_plist BINARY: the property list inside it, of the first slice that has one.
+# embedded_info_plist BINARY: prints the property list inside it, from the first slice that has one.
 embedded_info_plist() {
   otool -P "$1" | awk '
     /<\?xml/ { within = !seen }
@@ -65,8 +65,8 @@ embedded_info_plist() {
     /<\/plist>/ { within = 0; seen = 1 }'
 }
 
-# check_info_plist FILE NAME: stops unless FILE has all that the system wants to know; NAME is what
-# a person calls it.
+# check_info_plist FILE NAME: exits unless FILE has all keys that the system requires; NAME is its
+# name for the message.
 check_info_plist() {
   local missing
   missing=$(python3 -c '
@@ -82,7 +82,7 @@ except Exception:
   [[ -z "$missing" ]] || die "$2 is no property list with values for $missing."
 }
 
-# check_entitlements FILE NAME: stops unless FILE grants the sending of Apple events.
+# check_entitlements FILE NAME: exits unless FILE grants the sending of Apple events.
 check_entitlements() {
   [[ "$(plist_value "$1" "$automation")" == True ]] || die "$2 does not grant $automation."
 }

@@ -5,16 +5,17 @@
 url=http://localhost/cgi-bin/Quintora.cgi
 bridge_by_www="sudo -u _www env -i $installed_bridge"
 doctor_by_www="sudo -u _www env -i $installed_doctor --probe $installed_bridge"
-# Ports that nobody has: the preferences of all users name the first, those of _www the second.
+# Ports where nothing listens: the preferences of all users name the first, those of _www the
+# second.
 port_of_all=47811
 port_of_www=47812
-# Of a page and its header only this is reported: the other lines show variables and fields.
+# The only parts of a page and its header that are reported: the rest shows variables and fields.
 tested='^HTTP/[0-9.]+ [0-9]+|in <b>[a-z]+</b> mode|port [0-9]+|error -?[0-9]+'
 package=
 apache_is_ready=
 not_for_all="the present preferences could not be saved"
 
-# Function, and what is expected. They build on each other.
+# Function and expectation of each row. Later rows depend on earlier ones.
 # shellcheck disable=SC2034 # the report reads it
 rows="
 the_system|to be read
@@ -39,7 +40,7 @@ starts_of_a_program_that_links_CoreServices|to be read
 starts_of_a_program_that_does_not|to be read
 "
 
-# The rows that build on one that was left out or failed are left out.
+# A row that depends on one that was left out or failed is left out.
 there_is_a_package() { only_if "there is no package" test -f "$package"; }
 programs_are_there() {
   only_if "the programs are not installed" test -x "$installed_bridge" -a -x "$installed_doctor"
@@ -48,14 +49,14 @@ apache_is_there() {
   only_if "Apache does not run with the report's configuration" test -n "$apache_is_ready"
 }
 
-# only_if REASON COMMAND: leaves the row out for this reason unless the command succeeds.
+# only_if REASON COMMAND: leaves the row out, for this reason, unless the command succeeds.
 only_if() {
   "${@:2}" && return
   leave_out "$1"
   return 1
 }
 
-# set_for_all KEY VALUE: a preference of all users, unless $not_for_all says why not.
+# set_for_all KEY VALUE: sets a preference of all users, or leaves the row out ($not_for_all).
 set_for_all() {
   if [[ -z "$preferences_are_kept" ]]; then
     leave_out "$not_for_all"
@@ -133,7 +134,7 @@ the_installation() {
   agree said 'quintora-doctor[.]1'
 }
 
-# still_true LINES: of modes; they are still true.
+# still_true LINES: whether these lines, from modes, are still true.
 # shellcheck disable=SC2086
 still_true() { ! grep -qvxF "$(modes $folders)" <<<"$1"; }
 
@@ -157,13 +158,13 @@ apache_at_work() {
     sudo tee $configuration"
   try "sudo apachectl configtest"
   agree ended_with 0
-  ended_with 0 || return # Apache would not come back after a restart
+  ended_with 0 || return # with this configuration Apache would not restart
   apache_is_ready=yes
   try "sudo apachectl restart"
   wait_until apache_is_running
   try "sudo launchctl print system/org.apache.httpd | grep -E '(state|pid) ='"
   agree said 'state = running'
-  # The other rows do not depend on which of the two it takes.
+  # For the other rows it does not matter which of the two commands starts it.
   apache_is_running || try "sudo apachectl start"
   wait_until curl --silent --output /dev/null http://localhost/
 }
@@ -229,7 +230,7 @@ an_abnormal_end() {
   keep_crash_reports
   try "curl -si -d a=%zz $url | grep -oE '$tested'"
   agree said '^HTTP/1.1 500'
-  sleep 5 # for the system to write one
+  sleep 5 # so that the system can write one
   try "sudo ls $crash_reports | grep -i quintora"
 }
 
@@ -245,7 +246,7 @@ responsible_process() {
   try "sudo log show --last 2m --info --predicate 'subsystem == \"com.apple.TCC\"' | grep -i quintora"
 }
 
-# time_starts PROGRAM: as the web server's user, without variables, one after the other.
+# time_starts PROGRAM: times its starts as the web server's user, without variables, one by one.
 time_starts() {
   # shellcheck disable=SC2016 # for the other shell
   sudo -u _www env -i /bin/bash -c 'TIMEFORMAT="%R seconds for $0 starts"
@@ -270,13 +271,13 @@ starts_in_tunnel_mode() {
   try "time_starts $installed_bridge"
 }
 
-# starts_of_program_with FRAMEWORK: it has the framework loaded, and does nothing.
+# starts_of_program_with FRAMEWORK: times a program that links the framework and does nothing.
 starts_of_program_with() {
   local program=$work/$1
   try "echo 'int main() {}' | c++ -x c++ - -framework $1 -o $program && chmod 755 $program"
   try "otool -L $program"
   agree said "/$1[.]framework/"
-  try "$program" # what was never started before, the system examines first
+  try "$program" # the system examines a program when it is first started
   try "time_starts $program"
 }
 

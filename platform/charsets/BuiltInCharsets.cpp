@@ -17,15 +17,15 @@ char* putSequence(char* to, const Sequence& sequence) {
   return sequence.combining == kNothing ? to : putUTF8(to, sequence.combining);
 }
 
-// What a text has at most: three bytes for each that is not ASCII. Room that is not needed is never
-// touched, so it costs nothing.
+// The most that the text can take: three bytes for each byte that is not ASCII. Unused room is
+// never touched, so it costs nothing.
 size_t mostBytesOf(std::string_view bytes) {
   const auto beyondASCII = std::count_if(
       bytes.begin(), bytes.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
   return bytes.size() + 2 * static_cast<size_t>(beyondASCII);
 }
 
-// `next` reads the sequence at the front of some bytes. The text is filled by way of a block that
+// `next` reads the sequence at the front of the bytes. The text is written by way of a block that
 // stays in the processor's cache.
 template <typename Next>
 std::optional<Data> decodedBy(Next next, std::string_view bytes) {
@@ -47,7 +47,7 @@ std::optional<Data> decodedBy(Next next, std::string_view bytes) {
   return text;
 }
 
-// By a decoder that starts with a byte that is not ASCII.
+// For a function that reads sequences which begin with a byte that is not ASCII.
 template <typename Next>
 std::optional<Data> decodedBeyondASCII(Next next, std::string_view bytes) {
   return decodedBy(
@@ -58,15 +58,15 @@ std::optional<Data> decodedBeyondASCII(Next next, std::string_view bytes) {
       bytes);
 }
 
-// By a decoder that remembers what it has read.
+// For a decoder with a state.
 template <typename Decoder>
 std::optional<Data> decodedByStates(std::string_view bytes) {
   return decodedBy(
       [decoder = Decoder()](std::string_view rest) mutable { return decoder.next(rest); }, bytes);
 }
 
-// Browsers read nothing in charsets whose bytes can pass a filter as text and be markup afterwards.
-// One character says that there was something.
+// The result for charsets that browsers do not decode, because bytes that pass a filter as text
+// could become markup: a single U+FFFD instead of any content.
 Data replacement(std::string_view bytes) { return bytes.empty() ? "" : "\xEF\xBF\xBD"; }
 
 std::optional<Data> decodedBySingleBytes(std::string_view bytes, TextEncoding encoding) {
@@ -85,7 +85,7 @@ std::optional<Data> decodedBySingleBytes(std::string_view bytes, TextEncoding en
 }  // namespace
 
 bool isBuiltInCharset(TextEncoding encoding) {
-  // Every one of them can decode the empty text, and no other identifier can.
+  // Each of them decodes the empty string, and no other identifier does.
   return decodedByOurselves({}, encoding).has_value();
 }
 

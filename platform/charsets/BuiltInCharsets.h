@@ -1,13 +1,13 @@
-// The charsets that are decoded here, by tables of the program's own, the same on every system: the
-// C library's converter needs files that a chroot lacks, and each one gives other characters.
+// The charsets that the bridge decodes itself, by tables of its own: the same on every system. A C
+// library's converter needs files that a chroot lacks, and converters differ in some characters.
 #pragma once
 
 #include "extras/TextEncoding.h"
 
 namespace quintora {
 
-// Identifiers, on every system those that macOS has for them: of its oldest encodings in numbers of
-// their own (NSStringEncoding), of the others CoreFoundation's (CFStringEncodings), marked.
+// The identifiers are those of macOS, on every system: for the oldest encodings those of
+// NSStringEncoding, for the others those of CFStringEncodings, marked by kCoreFoundations.
 inline constexpr TextEncoding kCoreFoundations = 0x80000000;
 inline constexpr TextEncoding kEUCJPTextEncoding = 3;
 inline constexpr TextEncoding kShiftJISTextEncoding = 8;
@@ -41,7 +41,7 @@ inline constexpr TextEncoding kWindowsBalticRimTextEncoding = kCoreFoundations |
 inline constexpr TextEncoding kWindowsVietnameseTextEncoding = kCoreFoundations | 0x0508;
 inline constexpr TextEncoding kGB2312TextEncoding = kCoreFoundations | 0x0630;
 inline constexpr TextEncoding kGB18030TextEncoding = kCoreFoundations | 0x0632;
-// Of ISO-2022-CN; see replacement() in BuiltInCharsets.cpp.
+// ISO-2022-CN; see replacement() in BuiltInCharsets.cpp.
 inline constexpr TextEncoding kReplacementTextEncoding = kCoreFoundations | 0x0830;
 inline constexpr TextEncoding kISO2022KRTextEncoding = kCoreFoundations | 0x0840;
 inline constexpr TextEncoding kEUCKRTextEncoding = kCoreFoundations | 0x0940;
@@ -53,12 +53,12 @@ inline constexpr TextEncoding kKOI8UTextEncoding = kCoreFoundations | 0x0A08;
 // Whether bytes of the encoding are decoded here, or by extras/TextEncoding.h.
 bool isBuiltInCharset(TextEncoding encoding);
 
-// The text of a reply in such an encoding; absent when a byte does not fit, or when the encoding is
-// none of them. A byte-order mark at the start of one in UTF-8 is no part of the text.
+// Decodes a reply in such an encoding. Absent when a byte is not valid in it, or when the encoding
+// is not one of these. A UTF-8 byte-order mark at the start is removed.
 String decodedByOurselves(Data bytes, TextEncoding encoding);
 
-// The text of some bytes, in UTF-8; absent when one of them does not fit, or when the encoding is
-// none of those above.
+// Converts bytes to UTF-8. Absent when one of them is not valid in the encoding, or when the
+// encoding is none of those above.
 std::optional<Data> decodedToUTF8(std::string_view bytes, TextEncoding encoding);
 
 }  // namespace quintora

@@ -9,22 +9,22 @@ namespace quintora {
 
 namespace {
 
-// Without a pointer, of which each would be one to relocate at every start.
+// The names are an array and not a pointer, which would have to be relocated at every start.
 struct Charset {
   TextEncoding encoding;
-  char names[136];  // lower-case, a blank behind each
+  char names[136];  // lower-case, a blank after each
 };
 
-// The labels of the WHATWG Encoding Standard, which are those of the web, and the IANA registry's
-// names for the same. A label means what it does on a Mac: where browsers take one for Windows'
-// extension of a charset, as iso-8859-1 for windows-1252, it is the charset itself.
+// The labels of the WHATWG Encoding Standard, which the web uses, and the IANA registry's names for
+// the same charsets. A label means what it means on a Mac: browsers treat some as Windows'
+// extension of a charset, such as iso-8859-1 as windows-1252; here it is the charset itself.
 constexpr Charset kCharsets[] = {
     {kUTF8TextEncoding,
      "utf-8 utf8 csutf8 unicode-1-1-utf-8 unicode11utf8 unicode20utf8 x-unicode20utf8 "},
     {kISOLatin1TextEncoding,
      "iso-8859-1 iso8859-1 iso88591 iso_8859-1 iso_8859-1:1987 iso-ir-100 latin1 l1 ibm819 cp819 "
      "csisolatin1 "},
-    // Pages that claim US-ASCII have been of ISO 8859-1 since there are browsers.
+    // Browsers have always read pages that declare US-ASCII as ISO 8859-1.
     {kISOLatin1TextEncoding,
      "us-ascii ascii iso-ir-6 ansi_x3.4-1968 ansi_x3.4-1986 iso_646.irv:1991 iso646-us us ibm367 "
      "cp367 csascii "},
@@ -54,7 +54,7 @@ constexpr Charset kCharsets[] = {
     {kISOLatinCyrillicTextEncoding,
      "iso-8859-5 iso8859-5 iso88595 iso_8859-5 iso_8859-5:1988 iso-ir-144 cyrillic "
      "csisolatincyrillic "},
-    // The direction of the letters (-e, -i) changes none of them.
+    // The suffixes -e and -i concern the direction of the letters, not their codes.
     {kISOLatinArabicTextEncoding,
      "iso-8859-6 iso8859-6 iso88596 iso_8859-6 iso_8859-6:1987 iso-ir-127 ecma-114 asmo-708 arabic "
      "csisolatinarabic "},
@@ -137,8 +137,8 @@ TextEncoding builtInTextEncoding(std::string_view name) {
   return charset == std::end(kCharsets) ? kNoTextEncoding : charset->encoding;
 }
 
-// Of the characters in RFC 2978 and in older registered names those that every converter reads: the
-// C library of GNU leaves the others out, and would take "utf{-8" for UTF-8.
+// RFC 2978 and older registered names allow more characters. The GNU C library ignores those, and
+// would take "utf{-8" for UTF-8.
 bool isCharsetName(std::string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
     return isASCIILetter(c) || isASCIIDigit(c) || kMarks.find(c) != kMarks.npos;

@@ -1,15 +1,15 @@
-// What the bytes of charsets mean; written by generate_charset_tables.py. A run that needs none of
-// it does not touch it.
+// The characters of the charsets; generate_charset_tables.py writes the tables. A run that does not
+// need them does not touch their memory.
 #pragma once
 
 #include "platform/charsets/BuiltInCharsets.h"
 
 namespace quintora {
 
-// In a table: no character.
+// Marks a code without a character.
 inline constexpr char16_t kNoCharacter = 0xFFFD;
 
-// Bytes 80 to FF; those below are ASCII.
+// The characters of the bytes 80 to FF; those below are ASCII.
 struct SingleByteCharset {
   TextEncoding encoding;
   char16_t characters[128 + 1];
@@ -21,7 +21,8 @@ extern const SingleByteCharset kSingleByteCharsets[kSingleByteCharsetCount];
 inline constexpr size_t kRow = 94;
 inline constexpr size_t kSquare = kRow * kRow;
 
-// Behind the square's 94 rows stand Microsoft's, 115 to 120; those between are for private use.
+// After the square's 94 rows come Microsoft's, 115 to 120; those between are for private use and
+// left out.
 inline constexpr size_t kJISX0208Size = kSquare + 6 * kRow;
 extern const char16_t kJISX0208[kJISX0208Size + 1];
 
@@ -37,8 +38,8 @@ inline constexpr size_t kGB18030Row = 190;
 inline constexpr size_t kGB18030Size = 126 * kGB18030Row;
 extern const char16_t kGB18030[kGB18030Size + 1];
 
-// The codes of four bytes below U+10000 stand for all the other characters, in their order: where
-// each row of consecutive ones begins, by its number among the codes.
+// The codes of four bytes stand, in order, for all characters below U+10000 that have no shorter
+// code. Each range of consecutive characters is given by the number of its first code.
 struct GB18030Range {
   uint16_t number;
   char16_t character;
@@ -47,8 +48,8 @@ inline constexpr size_t kGB18030RangeCount = 208;
 inline constexpr uint32_t kGB18030FourByteCodes = 39420;
 extern const GB18030Range kGB18030Ranges[kGB18030RangeCount];
 
-// The codes from 8740 on. Of a character beyond U+FFFF the table has the lower half, and its bit is
-// set (the lowest comes first).
+// The codes from 8740 on. Of a character beyond U+FFFF the table has the lower 16 bits, and its bit
+// is set in a second table, whose bytes begin with their lowest bit.
 inline constexpr size_t kBig5Row = 157;
 inline constexpr size_t kBig5Size = 120 * kBig5Row;
 extern const char16_t kBig5[kBig5Size + 1];

@@ -11,10 +11,10 @@ namespace quintora {
 
 namespace {
 
-// No sequence of any charset has more bytes.
+// The longest sequence of any charset, in bytes.
 constexpr size_t kLongestSequence = 8;
 
-// Whether the bytes fit, but for a sequence at their end that may not be whole.
+// Whether the bytes are valid, except for an incomplete sequence at their end.
 bool fitNearly(std::string_view bytes, TextEncoding encoding) {
   for (size_t cut = 0; cut <= std::min(bytes.size(), kLongestSequence); ++cut) {
     if (decodeData(Data(bytes.substr(0, bytes.size() - cut)), encoding))
@@ -37,7 +37,7 @@ String decodeData(Data bytes, TextEncoding encoding) {
                                     : decodedBySystem(bytes, encoding);
 }
 
-// By trial, since not every system's converter says where it stopped.
+// By trial, because not every system's converter reports where it stopped.
 size_t fittingBytes(std::string_view bytes, TextEncoding encoding) {
   size_t most = bytes.size();
   for (size_t fitting = 0; fitting < most;) {

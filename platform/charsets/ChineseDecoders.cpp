@@ -35,7 +35,8 @@ Sequence fourByteSequence(std::string_view bytes) {
   return {4, 0x10000 + number - kFirstBeyondRanges};
 }
 
-// Four codes stand for an E with circumflex and a second mark, which no single character is.
+// Four codes stand for an E with circumflex and a second mark, for which there is no single
+// character.
 Sequence circumflexSequence(unsigned trail) {
   constexpr char32_t kMacron = 0x0304;
   constexpr char32_t kCaron = 0x030C;
@@ -70,7 +71,7 @@ Sequence gb18030Sequence(std::string_view bytes) {
                     kGB18030[(lead - 0x81) * kGB18030Row + trail - (trail < 0x7F ? 0x40 : 0x41)]);
 }
 
-// The oldest names stand for a table in which two signs have other characters.
+// The oldest names stand for a table that differs in two characters.
 Sequence gb2312Sequence(std::string_view bytes) {
   if (bytes.substr(0, 2) == "\xA1\xA4")
     return {2, 0x30FB};  // katakana middle dot
@@ -95,7 +96,7 @@ Sequence HZDecoder::next(std::string_view bytes) {
   return gb2312Sequence({pair, 2});
 }
 
-// In Chinese a tilde is the first byte of no character.
+// A tilde is never the first byte of a Chinese character.
 Sequence HZDecoder::escape(std::string_view bytes) {
   const unsigned second = byteAt(bytes, 1);
   if (second == (isChinese_ ? '}' : '{')) {
@@ -105,7 +106,7 @@ Sequence HZDecoder::escape(std::string_view bytes) {
   if (isChinese_)
     return {};
   if (second == '\n')
-    return {2};  // a line that goes on
+    return {2};  // a line continuation
   return second == '~' ? Sequence{2, '~'} : Sequence();
 }
 

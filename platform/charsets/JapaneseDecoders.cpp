@@ -1,4 +1,4 @@
-// Shift_JIS, EUC-JP and ISO-2022-JP, as web pages mean them: with Microsoft's characters.
+// Shift_JIS, EUC-JP and ISO-2022-JP as web pages use them: with Microsoft's characters.
 #include "platform/charsets/Decoders.h"
 
 namespace quintora {

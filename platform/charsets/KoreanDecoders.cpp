@@ -5,15 +5,15 @@ namespace quintora {
 
 namespace {
 
-// Each of the 11172 syllables that Hangul can form has a character, and 2350 of them are in KS X
-// 1001, in the same order. The extension has the others in that order.
+// Unicode has a character for each of the 11172 syllables that Hangul can form. 2350 of them are in
+// KS X 1001, in the same order, and the extension has the others, in that order, too.
 constexpr char32_t kFirstSyllable = 0xAC00;
 constexpr size_t kSyllables = 11172;
 constexpr size_t kSyllablesOfKSX1001 = 2350;
 constexpr size_t kFirstRowOfSyllables = 0xB0 - 0xA1;
 
-// The syllable with a number among those that are not in KS X 1001: as many come before it as are
-// not, and those of KS X 1001 that are lower.
+// The syllable with this number among those that are not in KS X 1001. Its number among all
+// syllables is greater by those of KS X 1001 that come before it.
 char32_t otherSyllable(size_t number) {
   const char16_t* const known = kKSX1001 + kFirstRowOfSyllables * kRow;
   size_t lower = 0;
@@ -27,7 +27,8 @@ char32_t otherSyllable(size_t number) {
   return kFirstSyllable + static_cast<char32_t>(number + lower);
 }
 
-// Trail bytes are letters and bytes from 81 on. Returns their number, or 178 where it is none.
+// Trail bytes are letters and bytes from 81 on. Returns the number of this one among them, or 178
+// if it is none.
 size_t column(unsigned trail) {
   if (trail >= 'A' && trail <= 'Z')
     return trail - 'A';

@@ -3,9 +3,9 @@
 
 usage: generate_charset_tables.py [--check]
 
-The codecs' tables are older than any Python that is in use and the same in all of them. Where web
-pages mean something else than a codec does, the difference stands here. --check writes nothing and
-fails when the file in the tree is not what would be written.
+The codecs' tables are the same in all versions of Python that are in use. Where web pages use
+another character than a codec, the difference is in this script. --check writes nothing and fails
+when the file in the tree differs from what would be written.
 """
 import pathlib
 import sys
@@ -32,8 +32,8 @@ HKSCS_2008 = (
     "㡵𡵓𣚞𦀡㻬𥣞㫵竼龗𤅡𨤍𣇪𠪊𣉞䌊蒄龖鐯䤰蘓墖靊鈘秐稲晠権袝瑌篅枂稬剏遆㓦珄𥶹瓆鿇垳䤯呌䄱𣚎堘穲𧭥讏䚮𦺈䆁"
     "𥶙箮𢒼鿈𢓁𢓉𢓌鿉蔄𣖻䂴鿊䓡𪷿拁灮鿋")
 
-# Places of older editions of HKSCS for characters that Unicode has unified since, and the signs
-# for control characters: pages have them, and browsers read them.
+# Codes of older editions of HKSCS for characters that Unicode has unified since, and the symbols
+# for control characters: pages use them, and browsers decode them.
 BIG5_OTHERS = (
     "8E69箸 8E6F簆 8E7E糎 8EAB緒 8EB4縝 8ECD者 8ED0耨 8F57菁 8F69蒨 8F6E萏 8FCB覦 8FCC覩 8FFE起 906D都 "
     "907A銹 90DC靜 90F1響 91BF鼖 9244蔃 92AF兙 92B0兛 92B1兝 92B2兞 92C8鍮 92D1瑹 9447浧 94CA禛 95D9邗 "
@@ -43,7 +43,7 @@ BIG5_OTHERS = (
     "FABD包 FAC5卄 FAD5卿 FB48嘅 FBB8婷 FBF3幵 FBF9廐 FC4F彘 FC6C悤 FCB9撐 FCE2晴 FCF1杞 FDB7沜 FDB8渝 "
     "FDBB港 FDF1煮 FE52猪 FE6F瑜 FEAA瓩 FEDD砉")
 
-# What is in GB 18030 since 2022; before, these were in an area for private use.
+# New in GB 18030-2022; before, these codes stood for private-use characters.
 GB_18030_2022 = {0xA6D9: "︐︒︑︓︔︕︖", 0xA6EC: "︗︘", 0xA6F3: "︙", 0xFE59: "龴", 0xFE61: "龵",
                  0xFE66: "龶龷", 0xFE6D: "龸", 0xFE7E: "龹", 0xFE90: "龺", 0xFEA0: "龻"}
 
@@ -62,7 +62,7 @@ def grid(leads, trails, codec, prefix=b""):
 
 
 def put(table, code, text):
-    """Text from a code on, on one row."""
+    """Puts the characters at consecutive codes of one row, from this code on."""
     for offset, character in enumerate(text):
         table[code >> 8, (code & 0xFF) + offset] = character
 
@@ -71,7 +71,7 @@ EUC = range(0xA1, 0xFF)
 
 
 def single_byte(codec):
-    """Bytes 80 to FF. Windows lets a byte without a character stand for the one with its number."""
+    """Bytes 80 to FF. Windows maps a byte without a character to the one with the same number."""
     windows = codec.startswith("cp") and codec != "cp866"
     characters = [decoded((byte,), codec) for byte in range(0x80, 0x100)]
     if codec == "cp1255":
@@ -139,7 +139,7 @@ def big5():
 
 
 def literal(text):
-    """What is no letter of the East is escaped, since editors may not show it."""
+    """Escapes everything but East Asian letters, since editors may not show it."""
     return "".join(
         c if c == NONE or "\u3041" <= c <= "\u9FFF" or "\uAC00" <= c <= "\uD7A3" else "\\u%04X" % ord(c)
         for c in text)

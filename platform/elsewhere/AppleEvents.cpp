@@ -63,8 +63,8 @@ struct Parameter {
 
 }  // namespace
 
-// What a descriptor refers to: plain data; or an event or reply, as the bytes of its message
-// without their size.
+// What a descriptor refers to: plain data, or an event or reply as the bytes of its message without
+// the size.
 struct AEDataStorageType {
   std::string bytes;
   OSType target = 0;  // of an event: the signature of the process that it goes to
@@ -81,7 +81,7 @@ void putNumber(std::string& bytes, uint32_t number) {
     bytes.push_back(static_cast<char>(number >> shift & 0xFF));
 }
 
-// Reads four bytes, which must be there, off the front.
+// Cuts a number of four bytes, which must be there, off the front.
 uint32_t readNumber(std::string_view& bytes) {
   uint32_t number = 0;
   for (const char byte : bytes.substr(0, 4))
@@ -95,7 +95,7 @@ uint32_t numberAt(std::string_view bytes, size_t at) {
   return readNumber(bytes);
 }
 
-// Reads a parameter off the front; absent when what is left is none.
+// Cuts a parameter off the front; absent when the bytes do not begin with a whole one.
 std::optional<Parameter> readParameter(std::string_view& bytes) {
   if (bytes.size() < kParameterHeadBytes)
     return std::nullopt;
@@ -153,11 +153,11 @@ std::string socketPath(OSType target) {
 OSStatus statusOfConnect(int error) {
   if (error == EACCES || error == EPERM)
     return errAEEventNotPermitted;
-  // A full queue of a process that takes no connections; the socket's own time-out has passed.
+  // The queue of a process that accepts no connections is full, and the time-out has passed.
   return error == EAGAIN || error == EINPROGRESS ? errAETimeout : connectionInvalid;
 }
 
-// A connection to one process, all of whose calls end by the deadline.
+// A connection to one process. All its calls end by the deadline.
 class Connection {
  public:
   explicit Connection(Clock::time_point deadline)
@@ -184,7 +184,7 @@ OSStatus Connection::open(const std::string& path) {
   std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
   int result;
   do {
-    // Connecting waits while the other's queue is full, and only this time-out ends that.
+    // Connecting waits while the peer's queue is full, and only this time-out ends the wait.
     const auto left =
         std::chrono::ceil<std::chrono::microseconds>(deadline_ - Clock::now()).count();
     if (left <= 0)
@@ -233,8 +233,8 @@ OSStatus Connection::receive(char* bytes, size_t size, OSStatus atStart) {
   return noErr;
 }
 
-// Receives a message, its memory in pieces as the bytes come, so that a peer that only claims to
-// send much costs nothing.
+// Receives a message. Its memory grows as the bytes arrive, so that a peer that only claims to send
+// much costs nothing.
 OSStatus receiveMessage(Connection& connection, std::string& message) {
   char head[4];
   if (const OSStatus status = connection.receive(head, sizeof head, connectionInvalid))
@@ -253,8 +253,8 @@ OSStatus receiveMessage(Connection& connection, std::string& message) {
   return isWhole(message) ? static_cast<OSStatus>(noErr) : errAECorruptData;
 }
 
-// Makes the parameter one of the desired type, or leaves it as it is and returns false. What had to
-// be converted is in `converted` then.
+// Converts the parameter to the desired type, or leaves it as it is and returns false. `converted`
+// owns the data if they had to be converted.
 bool coerce(Parameter& parameter, DescType desiredType, std::optional<Data>& converted) {
   if (desiredType == typeWildCard || desiredType == parameter.type)
     return true;

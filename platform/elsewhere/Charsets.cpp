@@ -16,16 +16,16 @@ namespace quintora {
 
 namespace {
 
-// iconv has names and no numbers, so names are numbered as they are first asked for. The range is
-// one that the built-in identifiers do not use: they have 32 bits.
+// iconv has names and no numbers, so names are numbered in the order of their first use. The
+// numbers begin above those of the built-in identifiers, which have 32 bits.
 constexpr TextEncoding kFirstNumber = 0x100000000;
 std::vector<std::string> numberedNames;
 
-// Charsets that every C library's iconv has, each by other names. Those that are listed mean the
-// same in all programs; any other name is iconv's affair.
+// Charsets that every C library's iconv has, but each under other names. The names listed here mean
+// the same with every library; any other name is passed to iconv as it is.
 struct Charset {
   char iconvsName[12];
-  char names[52];  // a blank behind each
+  char names[52];  // a blank after each
 };
 constexpr Charset kCommonCharsets[] = {
     {"CP437", "ibm437 cp437 437 cspc8codepage437 "},
@@ -44,8 +44,8 @@ std::string iconvsName(const std::string& name) {
   return charset == std::end(kCommonCharsets) ? name : charset->iconvsName;
 }
 
-// What the C library calls an unknown charset may be one for which it had no memory. The volatile
-// pointer is there because compilers drop a request whose memory nobody uses.
+// The C library also reports a charset as unknown when it has no memory for the converter. The
+// pointer is volatile because compilers remove an allocation that is not used.
 void requireMemoryForConverter() {
   constexpr size_t kMostOfAConverter = size_t{1} << 20;
   void* volatile memory = std::malloc(kMostOfAConverter);
@@ -54,7 +54,7 @@ void requireMemoryForConverter() {
   std::free(memory);
 }
 
-// Owns a converter to UTF-8; there is none for a name that iconv does not know.
+// Owns a converter to UTF-8, if iconv knows the name.
 class Converter {
  public:
   explicit Converter(const std::string& name) : handle_(opened(name.c_str())) {}
@@ -67,9 +67,8 @@ class Converter {
 
   bool isOpen() const { return isConverter(handle_); }
 
-  // Converts from the front of the bytes what fits into the output; the rest stays in both. A null
-  // input flushes what a stateful charset has kept back. Returns whether anything was wrong other
-  // than a full output.
+  // Converts as many bytes as fit into the output, and advances both. A null input flushes what a
+  // stateful charset has kept back. False on any error other than a full output.
   bool convert(char** from, size_t* left, char** to, size_t* room) {
     return iconv(handle_, from, left, to, room) != static_cast<size_t>(-1) || errno == E2BIG;
   }
@@ -105,11 +104,11 @@ String convertedToUTF8(const std::string& name, std::string_view bytes) {
       return std::nullopt;
     result.append(buffer, sizeof buffer - room);
     if (isFlushing) {
-      // From a charset with such numbers, iconv lets those beyond Unicode pass.
+      // iconv accepts numbers beyond Unicode in charsets that can express them.
       return isValidUTF8(result) ? String(std::move(result)) : std::nullopt;
     }
     if (left == before && left != 0 && room == sizeof buffer)
-      return std::nullopt;  // a converter that does not get on would keep us here for ever
+      return std::nullopt;  // a converter without progress would keep us here for ever
     isFlushing = left == 0;
   }
 }

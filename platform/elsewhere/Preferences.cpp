@@ -1,5 +1,5 @@
-// Preferences where there is no user-defaults system: the file DOMAIN.conf, UTF-8 text of
-// "Key = value" lines, in the folders that version 0.8 of the XDG Base Directory rules names.
+// Preferences where there is no user-defaults system: the file DOMAIN.conf, UTF-8 text of "Key =
+// value" lines, in the directories of the XDG Base Directory rules, version 0.8.
 #include "platform/Preferences.h"
 
 #include <fcntl.h>
@@ -45,8 +45,8 @@ bool readAll(int file, Data& contents) {
   return true;
 }
 
-// The value of a key in a file's text, the last one where there are several; absent without any.
-// Whatever is no entry, a comment for instance, is skipped.
+// The value of a key in a file's text, the last one of several; absent if there is none. Lines that
+// are not entries, such as comments, are skipped.
 std::optional<std::string_view> valueIn(std::string_view text, std::string_view key) {
   constexpr const char* kBlanks = " \t\r";               // a line may end in CR LF
   constexpr std::string_view kByteOrderMark = "\uFEFF";  // an editor's mark of UTF-8
@@ -67,7 +67,7 @@ State stateOfError(int error) {
 }
 
 void readFile(ConfigurationFile& file) {
-  // Opening a pipe without a writer would wait for one.
+  // O_NONBLOCK: opening a pipe would wait for a writer.
   const Descriptor opened(openat(AT_FDCWD, file.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (opened.number() < 0)
     file.error = opened.error();
@@ -89,9 +89,9 @@ std::string_view variable(const char* name) {
 }  // namespace
 
 struct Preferences::Store {
-  std::vector<ConfigurationFile> files;  // in the order in which they are asked for a key
+  std::vector<ConfigurationFile> files;  // in the order of precedence
 
-  // Folders that are not absolute do not count.
+  // Relative paths are ignored.
   void add(std::string_view folder, const std::string& name) {
     if (!folder.empty() && folder.front() == '/') {
       files.emplace_back();
@@ -104,8 +104,8 @@ struct Preferences::Store {
     std::string_view value;
   };
 
-  // The value in the first file that has the key; absent when none has. Files are read as they are
-  // needed.
+  // The value in the first file that sets the key; absent when none does. A file is read when it is
+  // first needed.
   std::optional<Found> find(const String& key) {
     for (ConfigurationFile& file : files) {
       if (file.state == State::notNeeded)

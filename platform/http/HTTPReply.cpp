@@ -11,18 +11,18 @@ namespace quintora {
 
 namespace {
 
-// The most that the head may have, interim replies included, and likewise the lines between two
-// pieces of a chunked body: a server that never ends them must not fill the memory.
+// The limit for the head, interim replies included, and for the lines between two pieces of a
+// chunked body: a server that never ends them must not fill the memory.
 constexpr uint64_t kMostLineBytes = uint64_t{256} * 1024;
 
 constexpr size_t kLineEndBytes = 2;  // CR LF
 
-// How much more room a body gets than it has filled, where it says that it is that long.
+// The room that a body gets, as a multiple of what it has filled, if its declared length allows.
 constexpr uint64_t kRoomAhead = 16;
 
 std::string_view withoutBlanks(std::string_view text) { return trimmed(text, " \t"); }
 
-// A number of nothing but digits of the base (10 or 16), at most 2^63 - 1; absent otherwise.
+// The number whose digits the text consists of, in base 10 or 16, up to 2^63 - 1; absent otherwise.
 std::optional<uint64_t> numberFrom(std::string_view text, unsigned base) {
   uint64_t number = 0;
   for (const char c : text) {
@@ -36,8 +36,8 @@ std::optional<uint64_t> numberFrom(std::string_view text, unsigned base) {
   return number;
 }
 
-// The value of a quoted-string whose first quote has been taken, cut off the text; a missing last
-// quote ends with the text.
+// Cuts the value of a quoted-string off the text, which begins after the first quote. If the last
+// quote is missing, the value ends with the text.
 std::string cutQuotedString(std::string_view& text) {
   std::string value;
   while (!text.empty() && text.front() != '"') {
@@ -67,8 +67,8 @@ bool cutParameterValue(std::string_view& text, std::string& value) {
   return !value.empty();
 }
 
-// The bytes of the chunk at the front, cut off with the lines around them; empty unless all of it
-// is here, its line has digits only and neither line anything else wrong.
+// Cuts the chunk at the front off, together with the lines around it, and returns its bytes. Empty
+// unless the chunk is here as a whole, its size line has digits only, and both lines are valid.
 std::string_view cutPlainChunk(std::string_view& bytes) {
   const size_t mostDigits = std::min<size_t>(bytes.size(), 8);
   const auto endsLineAt = [&](size_t at) { return bytes[at] == '\r' && bytes[at + 1] == '\n'; };
@@ -110,9 +110,9 @@ void HTTPReply::fail(const char* what) {
   state_ = State::invalid;
 }
 
-// A string by itself only doubles its room, and copies all of a long body time and again. Not all
-// that is still to come gets some at once: a length that is only claimed must not cost memory. But
-// the room at least doubles, which not every library sees to: chunks may be of one byte each.
+// A string that grows by itself only doubles its room and so copies a long body several times. On
+// the other hand, a length that is only claimed must not cost memory, so the room grows with what
+// has arrived. It at least doubles, which not every library does: chunks may have one byte each.
 void HTTPReply::makeRoom(size_t count) {
   const uint64_t filled = body.size() + count;
   if (filled > body.capacity())
@@ -139,9 +139,8 @@ size_t HTTPReply::parseBodyBytes(std::string_view bytes) {
   return part.size();
 }
 
-// A server may send a long page in millions of chunks. Those that are here as a whole take a
-// quarter of the time this way; what it makes of them is what the parsing of lines and bodies
-// would.
+// Does the same as parsing lines and bodies, for chunks that are here as a whole, in a quarter of
+// the time: a server may send a long page in millions of chunks.
 void HTTPReply::parsePlainChunks(std::string_view& bytes) {
   for (std::string_view chunk; !(chunk = cutPlainChunk(bytes)).empty();) {
     remaining_ = chunk.size();
@@ -152,8 +151,8 @@ void HTTPReply::parsePlainChunks(std::string_view& bytes) {
   }
 }
 
-// Lines end with CR LF. In the head and in trailers a lone LF is taken for one, as section 2.2
-// allows; around chunks it would make a wrong size look right.
+// Lines end with CR LF. In the head and in trailers a lone LF is accepted, as section 2.2 allows;
+// around chunks it would make a wrong size look right.
 size_t HTTPReply::parseLineBytes(std::string_view bytes) {
   const size_t end = bytes.find('\n');
   const size_t taken = end == bytes.npos ? bytes.size() : end + 1;
@@ -210,7 +209,7 @@ void HTTPReply::parseLine(std::string_view line) {
   }
 }
 
-// "HTTP/1.", a digit, a blank, a status of three digits, and a blank before any reason.
+// "HTTP/1.", a digit, a blank, a status of three digits and, before a reason phrase, a blank.
 void HTTPReply::parseStatusLine(std::string_view line) {
   constexpr std::string_view kProtocol = "HTTP/1.";
   const std::optional<uint64_t> status =
@@ -263,7 +262,7 @@ void HTTPReply::parseContentLength(std::string_view value) {
   });
 }
 
-// Codings other than chunked would have to be undone, so they are refused; "identity", which older
+// Codings other than chunked are not supported, so they are rejected; "identity", which older
 // servers send, means none.
 void HTTPReply::parseTransferEncoding(std::string_view value) {
   forEachPiece(value, ',', [this](std::string_view piece) {
@@ -306,7 +305,7 @@ void HTTPReply::endHead() {
   }
 }
 
-// Hexadecimal digits, and after a ";" extensions, which nobody here understands.
+// Hexadecimal digits and, after a ";", extensions, which are ignored.
 void HTTPReply::parseChunkSize(std::string_view line) {
   const std::optional<uint64_t> size = numberFrom(withoutBlanks(cutPiece(line, ';')), 16);
   if (!size)

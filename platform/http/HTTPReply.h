@@ -1,4 +1,4 @@
-// Reads the reply to one POST from the bytes of its connection, by RFC 9112.
+// Parses the reply to one POST from the bytes of its connection, by RFC 9112.
 #pragma once
 
 #include "extras/String.h"
@@ -9,18 +9,17 @@ class HTTPReply {
  public:
   enum class State { incomplete, complete, invalid };
 
-  // Parses the next bytes, as many or as few as came. After the end of the reply, which does not
-  // need the end of the connection, further bytes are ignored.
+  // Parses the next bytes, however many they are. Bytes after the end of the reply are ignored.
   State parse(std::string_view bytes);
 
-  // Takes note that the connection has ended in order. A reply that has said how long it is and is
-  // not, or that has not got as far, stays incomplete.
+  // To be called when the connection was closed in order. That completes only a body without a
+  // declared length; any other reply that is not complete stays incomplete.
   State parseEnd();
 
   // Whether any byte has come.
   bool hasBegun() const { return hasBegun_; }
 
-  // Of the last status line; 0 before one has come.
+  // The status of the last status line; 0 before there is one.
   int status() const { return status_; }
 
   // The body without its transfer coding. Content codings stay as they are.
@@ -29,7 +28,7 @@ class HTTPReply {
   // The charset parameter of the Content-Type; absent without one.
   String textEncodingName;
 
-  // What is wrong with an invalid reply, to follow "is not valid HTTP: ".
+  // What is wrong with an invalid reply, as the end of a sentence (kInvalidReply).
   const char* fault = "";
 
  private:
@@ -73,9 +72,9 @@ class HTTPReply {
   bool hasUnknownCoding_ = false;
 };
 
-// The charset parameter of a Content-Type value (RFC 9110, sections 5.6.6 and 8.3): quoted or not,
-// its name in any case, the first of several. Absent when there is none; an unquoted empty one
-// counts as none. Blanks around name and value are dropped.
+// The first charset parameter of a Content-Type value (RFC 9110, sections 5.6.6 and 8.3), quoted or
+// not, its name in any case. Absent when there is none; an unquoted empty value is ignored. Blanks
+// around name and value are dropped.
 String charsetOfContentType(std::string_view contentType);
 
 }  // namespace quintora

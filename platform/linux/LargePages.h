@@ -1,4 +1,4 @@
-// A hint to the system for memory that is large.
+// Asks the system to use large pages for large memory.
 #pragma once
 
 #include <sys/mman.h>
@@ -8,8 +8,8 @@
 
 namespace quintora {
 
-// Forms and replies of many megabytes are touched once from end to end; by pages of 4 KiB the
-// system spends more time on handing memory out than the bridge on using it.
+// Forms and replies of many megabytes are touched once from end to end. With pages of 4 KiB the
+// system spends more time on providing the memory than the bridge on using it.
 inline void preferLargePages(void* memory, size_t size) {
   constexpr size_t kWorthIt = size_t{4} << 20;
   constexpr size_t kPage = 4096;

@@ -1,7 +1,7 @@
-// Functions of the C library that the static programs have from here: its own ones are small rather
-// than fast, and a form of many fields takes half as long again by them, a small request a tenth.
-// Compiled so that the compiler does not find a call of them in here, and without a check of the
-// stack, for which the start has not prepared yet when it calls them.
+// Replaces functions of the C library in the static programs. The library's own are small rather
+// than fast: with them a form of many fields takes half as long again, and a small request a tenth
+// longer. Compiled so that the compiler does not turn their code into calls of themselves, and
+// without the stack protector, which is not set up yet when the program's start calls them.
 #include <unistd.h>
 
 #include <cstdlib>

@@ -1,6 +1,5 @@
-// Copying and searching of memory, as fast for the few bytes of a form's field as for a reply of
-// many megabytes. Whole words are read and written; the lowest byte of one comes first, as on every
-// processor that is built for.
+// Copies and searches memory, fast for the few bytes of a form field and for a reply of many
+// megabytes. Reads and writes whole words, in the little-endian order of every supported processor.
 #pragma once
 
 #include <cstddef>
@@ -23,7 +22,7 @@ void putWord(char* to, Word word) {
   __builtin_memcpy(to, &word, sizeof word);
 }
 
-// Copies as many bytes as a word has, up to twice as many. All are read before any is written.
+// Copies between one and two words of bytes. All are read before any is written.
 template <typename Word>
 void copyByWords(char* to, const char* from, size_t size) {
   const Word first = wordAt<Word>(from);
@@ -47,8 +46,7 @@ inline void copyFewBytes(char* to, const char* from, size_t size) {
     *to = *from;
 }
 
-// For more than a few bytes. The last ones are read before the first are written, which may be in
-// their place.
+// For more than kFewBytes. The last bytes are read first, because the copy may overwrite them.
 inline void copyForwards(char* to, const char* from, size_t size) {
   char* const end = to + size;
   const WordPair last[] = {wordAt<WordPair>(from + size - 2 * sizeof(WordPair)),
@@ -77,13 +75,13 @@ inline void copyBytes(char* to, const char* from, size_t size) {
     copyForwards(to, from, size);
 }
 
-// Bit 7 of the first byte of the word that is 0, and of no byte before it; later bytes may have
-// theirs set, too. 0 when no byte is 0.
+// Sets bit 7 of the word's first byte that is 0, and of no byte before it; bits of later bytes may
+// be set, too. 0 when no byte is 0.
 inline uint64_t zeroBytes(uint64_t word) {
   return (word - 0x0101010101010101) & ~word & 0x8080808080808080;
 }
 
-// The first byte of that value; null without one. Nothing behind the bytes is read.
+// The first byte with this value; null if there is none. Reads nothing after the bytes.
 inline const char* findByte(const char* at, unsigned char byte, size_t size) {
   const uint64_t pattern = byte * uint64_t{0x0101010101010101};
   const char* const end = at + size;

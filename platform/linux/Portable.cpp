@@ -1,5 +1,6 @@
 // What a portable program does itself, because it has neither a program loader nor libc++'s
-// library: Debian has that one for another C library only, and the headers call little of it.
+// library: Debian builds that library for another C library only, and the headers need little of
+// it.
 #include <elf.h>
 #include <link.h>
 #include <sys/auxv.h>
@@ -13,13 +14,13 @@
 
 #include "extras/String.h"
 
-// The program's first bytes, as they lie in memory; the linker knows where.
+// The program's ELF header in memory; the linker defines this symbol.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl*): its name in every program
 extern const ElfW(Ehdr) __ehdr_start;
 
 namespace {
 
-// The pointers that the start has filled in, from here on only to be read.
+// Makes the pointers that the program's start has relocated read-only (RELRO).
 [[gnu::constructor]] void protectRelocated() {
   const uintptr_t page = getauxval(AT_PAGESZ);
   const auto* const start = reinterpret_cast<const char*>(&__ehdr_start);
@@ -38,7 +39,7 @@ std::new_handler newHandler = nullptr;
 
 }  // namespace
 
-// Where the library's own checks fail (_LIBCPP_DEBUG).
+// Called when a check of the library's own fails (_LIBCPP_DEBUG).
 std::__libcpp_debug_function_type std::__libcpp_debug_function = [](const __libcpp_debug_info&) {
   quintora::raiseException();
 };

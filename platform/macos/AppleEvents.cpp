@@ -1,6 +1,6 @@
-// Apple events by the system's Apple Event Manager. CoreServices, which has it, brings many
-// libraries along, and tunnel mode needs none of them: it is loaded by the first call. Nothing else
-// of the product sees the system's header.
+// Apple events by the system's Apple Event Manager, which is in CoreServices. That framework brings
+// many libraries along, none of which tunnel mode needs, so the first call loads it. No other
+// source includes the system's header.
 #include "platform/AppleEvents.h"
 
 #include <CoreServices/CoreServices.h>
@@ -12,7 +12,7 @@
 
 namespace quintora {
 
-// What the product's header says of the system is so.
+// Checks that the constants of the product's header are the system's.
 constexpr bool isSame(long long product, long long system) { return product == system; }
 static_assert(isSame(typeNull, ::typeNull) && isSame(typeChar, ::typeChar));
 static_assert(isSame(typeApplSignature, ::typeApplSignature));
@@ -25,7 +25,7 @@ static_assert(isSame(noErr, ::noErr) && isSame(connectionInvalid, ::connectionIn
 
 namespace {
 
-// The system's functions by their names; null where it has none of that name.
+// The system's functions, looked up by name; null when the system has no such function.
 struct Manager {
   decltype(&::AECreateDesc) createDesc;
   decltype(&::AECreateAppleEvent) createAppleEvent;
@@ -56,7 +56,7 @@ Manager loadedManager() {
   return manager;
 }
 
-// Calls one of the functions; cfragNoLibraryErr where there is none.
+// Calls one of the functions; cfragNoLibraryErr when the system does not have it.
 template <typename Function, typename... Arguments>
 auto call(Function* Manager::*function, Arguments... arguments) {
   static const Manager manager = loadedManager();
@@ -65,8 +65,8 @@ auto call(Function* Manager::*function, Arguments... arguments) {
                : static_cast<decltype(found(arguments...))>(cfragNoLibraryErr);
 }
 
-// The system's descriptor is packed more tightly than one of the product's. Data that it holds
-// belong to whichever of the two was written last.
+// The system's descriptor is packed more tightly than the product's. The data belong to whichever
+// of the two was written last.
 ::AEDesc systemDescriptor(const AEDesc& descriptor) {
   ::AEDesc result;
   result.descriptorType = descriptor.descriptorType;

@@ -16,7 +16,7 @@ String decodedBySystem(std::string_view bytes, TextEncoding encoding) {
   const CFStringEncoding systemEncoding = CFStringConvertNSStringEncodingToEncoding(encoding);
   if (!CFStringIsEncodingAvailable(systemEncoding))
     return std::nullopt;
-  // The bytes come from outside, so a byte-order mark at their start is no part of the text.
+  // "External" makes CoreFoundation remove a byte-order mark at the start.
   constexpr Boolean kIsExternal = true;
   const Owned<CFStringRef> object(
       CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),

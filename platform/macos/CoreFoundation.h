@@ -1,4 +1,4 @@
-// CoreFoundation's objects and the product's texts.
+// Converts between CoreFoundation's strings and the product's.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -26,7 +26,7 @@ class Owned {
   const Reference reference_;
 };
 
-// A new object that the caller owns; null for an absent text.
+// A new object that the caller owns; null for an absent string.
 inline CFStringRef createCFString(const String& text) {
   if (!text)
     return nullptr;
@@ -36,7 +36,7 @@ inline CFStringRef createCFString(const String& text) {
                                       static_cast<CFIndex>(units.size()));
 }
 
-// The object's text, unit by unit; absent for null.
+// The object's string, code unit by code unit; absent for null.
 inline String stringFromCFString(CFStringRef object) {
   if (!object)
     return std::nullopt;

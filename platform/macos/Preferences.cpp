@@ -1,6 +1,6 @@
-// Preferences from the user-defaults system, through CoreFoundation. The interface above it,
-// Foundation's, would let the process arguments override what is stored, and web servers hand a
-// query without "=" over as arguments: a visitor could choose the port.
+// Preferences from the user-defaults system, read by CoreFoundation. Foundation's interface would
+// let process arguments override what is stored, and web servers pass a query without "=" as
+// arguments: a visitor could choose the port.
 #include "platform/Preferences.h"
 
 #include <cmath>
@@ -12,8 +12,9 @@ namespace quintora {
 
 namespace {
 
-// A number's whole part in decimal; absent where that has no room in 64 bits. The system then makes
-// up another one and does not say so: its result tells only whether a fraction was lost.
+// A number's whole part in decimal; absent when it does not fit into 64 bits. In that case the
+// system returns a different number without saying so: its result only tells whether a fraction was
+// lost.
 String textOfNumber(CFNumberRef number) {
   int64_t whole = 0;
   double exact = 0;
@@ -24,7 +25,7 @@ String textOfNumber(CFNumberRef number) {
   return composed({whole});
 }
 
-// Text as it is, numbers in decimal; any other type counts as not set.
+// Strings as they are, numbers in decimal; absent for any other type.
 String textOfValue(CFTypeRef value) {
   if (!value)
     return std::nullopt;
@@ -40,8 +41,8 @@ String textOfValue(CFTypeRef value) {
 struct Preferences::Store {
   Owned<CFStringRef> domain;
 
-  // A key that the domain does not have is looked for in the global one, and the system does not
-  // say where it was.
+  // The system looks for a key that the domain does not have in the global domain, and does not say
+  // where it found it.
   String name() const {
     return composed({stringFromCFString(domain.get()), " or the global domain"});
   }

@@ -1,4 +1,4 @@
-// The keys of a domain, which CoreFoundation keeps apart by user and host.
+// The keys of a domain. CoreFoundation keeps them separately by user and host.
 #include "platform/StoredLines.h"
 
 #include "extras/Message.h"

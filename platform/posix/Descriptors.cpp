@@ -18,12 +18,12 @@ Descriptor::~Descriptor() {
 }
 
 int streamSocket(int family, bool doesWait) {
-#ifdef SOCK_NONBLOCK  // in one call where that is known
+#ifdef SOCK_NONBLOCK  // not on macOS
   return socket(family, SOCK_STREAM | (doesWait ? 0 : SOCK_NONBLOCK), 0);
 #else
   const int descriptor = socket(family, SOCK_STREAM, 0);
   if (descriptor >= 0 && !doesWait)
-    fcntl(descriptor, F_SETFL, O_NONBLOCK);  // which a new socket does not refuse
+    fcntl(descriptor, F_SETFL, O_NONBLOCK);  // cannot fail for a new socket
   return descriptor;
 #endif
 }
@@ -45,7 +45,7 @@ int pollUntil(Clock::time_point deadline, int descriptor, int events) {
 
 int bytesOnTheirWay(int descriptor) {
   int count = 0;
-#ifdef SO_NWRITE  // the systems that have it do not know the other question
+#ifdef SO_NWRITE  // systems that have it do not support TIOCOUTQ for this
   socklen_t size = sizeof count;
   const bool isKnown = getsockopt(descriptor, SOL_SOCKET, SO_NWRITE, &count, &size) == 0;
 #else

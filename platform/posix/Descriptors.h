@@ -1,5 +1,5 @@
-// What all that works with descriptors shares: one owner of them, one place for calls that a signal
-// interrupts, waiting with a deadline, and the system's words for an error.
+// Shared by all code that uses descriptors: their owner, calls that signals may interrupt, waiting
+// with a deadline, and the system's sentences for errors.
 #pragma once
 
 #include <cerrno>
@@ -10,8 +10,8 @@ namespace quintora {
 
 using Clock = std::chrono::steady_clock;
 
-// Owns a descriptor, or, where it is negative, the error for which there is none. To be made of the
-// very call that opens it, before anything else can change errno.
+// Owns a descriptor or, if it is negative, holds the error for which there is none. To be
+// constructed directly from the call that opens it, before errno can change.
 class Descriptor {
  public:
   explicit Descriptor(int number) : number_(number), error_(number < 0 ? errno : 0) {}
@@ -27,11 +27,10 @@ class Descriptor {
   const int error_;
 };
 
-// A new stream socket, on which calls wait or are put off; negative, with errno, when there is
-// none.
+// A new stream socket, blocking or not; negative, with errno, on failure.
 int streamSocket(int family, bool doesWait);
 
-// Makes a system call again for as long as signals interrupt it.
+// Repeats a system call as long as signals interrupt it.
 template <typename Call>
 auto uninterrupted(Call call) {
   decltype(call()) result;
@@ -41,15 +40,14 @@ auto uninterrupted(Call call) {
   return result;
 }
 
-// Whether a call on a descriptor that does not wait has to be made again later.
+// Whether a call on a non-blocking descriptor has to be repeated later.
 inline bool isPutOff(int error) { return error == EAGAIN || error == EWOULDBLOCK; }
 
-// Waits until the descriptor can do one of poll's events or has failed, signals or not. Returns
-// what poll says of it, 0 when the deadline has passed, or -1 with errno.
+// Waits until one of poll's events or an error occurs on the descriptor, despite signals. Returns
+// poll's revents, 0 when the deadline has passed, or -1 with errno.
 int pollUntil(Clock::time_point deadline, int descriptor, int events);
 
-// How many bytes the system has taken from us and the peer's system has not; 0 where the system
-// does not say.
+// How many bytes the system has accepted from us that the peer's system has not; 0 if unknown.
 int bytesOnTheirWay(int descriptor);
 
 // The system's sentence for an error, without a full stop.

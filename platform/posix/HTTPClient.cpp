@@ -15,11 +15,12 @@ namespace quintora {
 
 namespace {
 
-// Whether the system still holds something of a request is asked only of those that are larger; the
-// others it has passed on by the time that anybody could ask.
+// Only for larger requests the system is asked how much of them it still holds; smaller ones it has
+// passed on before that could be asked.
 constexpr uint64_t kSmallRequestBytes = 32768;
 
-// The most of a body that is made at once; it stays in the processor's cache until it is sent.
+// The most of a body that is produced at once, so that it is still in the processor's cache when it
+// is sent.
 constexpr uint64_t kPieceBytes = 131072;
 constexpr size_t kRoomToSpare = 16;
 
@@ -65,9 +66,9 @@ class Exchange {
         address_(address),
         socket_(streamSocket(address.storage.ss_family, /*doesWait=*/false)) {}
 
-  // False leaves the reason in failure().
+  // On false, failure() says why.
   bool connect();
-  // Whether nobody is there, so that another address is worth a try.
+  // Whether nothing listens at the address, so that another one is worth a try.
   bool foundNobody() const { return foundNobody_; }
 
   bool sendAndReceive();
@@ -80,7 +81,7 @@ class Exchange {
     failure_ = std::move(sentence);
     return false;
   }
-  // For what the system refused.
+  // For a system call that failed.
   bool fail(const Message<2>& message, int error) {
     return fail(message(peer_, sentenceOf(error)));
   }
@@ -98,12 +99,12 @@ class Exchange {
   const Descriptor socket_;
   Clock::time_point deadline_;
   std::string pending_;     // what is being sent: the head and a first piece, or a later piece
-  size_t pendingSent_ = 0;  // of these
-  uint64_t bodyMade_ = 0;   // of the body, the pieces so far
-  uint64_t sent_ = 0;       // in all
+  size_t pendingSent_ = 0;  // bytes of pending_ that are sent
+  uint64_t bodyMade_ = 0;   // bytes of the body that are produced
+  uint64_t sent_ = 0;       // bytes sent in all
   bool isSending_ = true;
   bool wasReset_ = false;
-  int bytesHeld_ = 0;  // of what was sent, by the system, when that was last looked at
+  int bytesHeld_ = 0;  // bytes sent that the system still held when it was last asked
   bool isFinished_ = false;
   bool foundNobody_ = false;
   HTTPReply reply_;
@@ -111,11 +112,10 @@ class Exchange {
   char buffer_[65536];
 };
 
-// Returns what the connection can do of the events; 0 after the time-out or an error, with the
-// reason in failure().
+// Returns poll's revents; 0 after the time-out or an error, and failure() says which.
 int Exchange::waitFor(int events) {
   for (;;) {
-    // That the server takes what the system holds for it shows only when one looks.
+    // Only asking the system shows that the server is reading what the system holds for it.
     const Clock::time_point look =
         bytesHeld_ > 0 ? std::min(Clock::now() + request_.timeoutInterval / 60, deadline_)
                        : deadline_;
@@ -138,7 +138,7 @@ int Exchange::waitFor(int events) {
   }
 }
 
-// What the connection itself has to report.
+// The error that is pending on the socket.
 int Exchange::errorOfConnection() {
   int error = 0;
   socklen_t size = sizeof error;
@@ -151,7 +151,7 @@ bool Exchange::connect() {
   restartTimeout();
   const auto* const storage = reinterpret_cast<const sockaddr*>(&address_.storage);
   int error = ::connect(socket_.number(), storage, address_.size) < 0 ? errno : 0;
-  if (error == EINPROGRESS || error == EINTR) {  // either way it goes on by itself
+  if (error == EINPROGRESS || error == EINTR) {  // the system goes on connecting
     const int events = waitFor(POLLOUT);
     if (events == 0)
       return false;
@@ -160,11 +160,11 @@ bool Exchange::connect() {
   if (error == 0)
     return true;
   const bool wasRefused = error == ECONNREFUSED;
-  foundNobody_ = wasRefused || error == ENETUNREACH;  // the latter where there is no such address
+  foundNobody_ = wasRefused || error == ENETUNREACH;  // the latter if the address does not exist
   return wasRefused ? fail(kRefused(peer_)) : fail(kConnectionFailed, error);
 }
 
-// Makes the next piece of the body.
+// Produces the next piece of the body.
 void Exchange::appendPiece() {
   const size_t before = pending_.size();
   const uint64_t left = request_.body.size() - bodyMade_;
@@ -174,9 +174,9 @@ void Exchange::appendPiece() {
   bodyMade_ += count;
 }
 
-// A server that stops reading may have answered all the same, so a connection that takes no more
-// only ends the sending; what becomes of the exchange is for the receiving side to say. After any
-// other failure the server would wait for the rest, and the bridge for the server.
+// A server that stops reading may have replied nevertheless. So a connection that accepts no more
+// data ends only the sending, and receiving decides how the exchange ends. Any other error ends the
+// exchange: the server would wait for the rest of the request, and the bridge for the server.
 bool Exchange::sendSome() {
   const ssize_t count = uninterrupted([this] {
     return send(socket_.number(), &pending_[pendingSent_], pending_.size() - pendingSent_, 0);
@@ -210,7 +210,7 @@ bool Exchange::receiveSome() {
     return recordOutcome(reply_.parse({buffer_, static_cast<size_t>(count)}));
   }
   if (count == 0) {
-    // The reset was told to the sending side, and only once; to this side it looks like an end.
+    // The system reports a reset only once. It was reported to send(), so recv() sees a normal end.
     if (wasReset_)
       return fail(kExchangeFailed, ECONNRESET);
     if (recordOutcome(reply_.parseEnd()) && isFinished_)
@@ -227,8 +227,7 @@ bool Exchange::recordOutcome(HTTPReply::State state) {
   return true;
 }
 
-// Both directions are watched at once: a server may answer, or stream its answer, while it has not
-// read everything yet.
+// Watches both directions at once: a server may reply before it has read the whole request.
 bool Exchange::sendAndReceive() {
   pending_ = headOf(request_);
   appendPiece();
@@ -245,7 +244,7 @@ bool Exchange::sendAndReceive() {
   return true;
 }
 
-// An exchange whose connection stands; null, with the reason in `failure`, when there is none.
+// An exchange that is connected; null, with the reason in `failure`, when that fails.
 std::unique_ptr<Exchange> connectedExchange(const HTTPRequest& request, String& failure) {
   if (request.port < 1 || request.port > 65535) {
     failure = kNoSuchPort(request.port);
@@ -256,7 +255,8 @@ std::unique_ptr<Exchange> connectedExchange(const HTTPRequest& request, String& 
     auto exchange = std::make_unique<Exchange>(request, address);
     if (exchange->connect())
       return exchange;
-    // Where nobody was at any address, the first one is what the administrator wants.
+    // If nothing listens at any address, the failure of the first is reported: it is the one that
+    // an administrator expects.
     if (!failure)
       failure = exchange->failure();
     if (!exchange->foundNobody())

@@ -23,7 +23,7 @@ namespace quintora {
 
 namespace {
 
-// The system takes no more than this in one call (SSIZE_MAX, and 2^31 - 1 on some).
+// The most for one system call; the systems' limit is SSIZE_MAX, or 2^31 - 1.
 constexpr size_t kMostAtOnce = size_t{1} << 30;
 
 [[noreturn]] void endWithoutCore() {
@@ -39,15 +39,15 @@ constexpr size_t kMostAtOnce = size_t{1} << 30;
 const char* outOfMemoryHeader = "";
 const char* outOfMemoryText = "";
 
-// The response is printed at the very end, so nothing of it has been when memory runs out.
+// When memory runs out nothing has been printed yet: the response is printed at the very end.
 [[noreturn]] void answerWithoutMemory() {
   endStandardInput();
   writeStandardOutput(outOfMemoryHeader, outOfMemoryText, "\r\n");
   endProcess();
 }
 
-// Makes a call again once the stream, if it does not wait, can do the event: how a stream waits is
-// for the web server to choose.
+// Repeats a call until it does not have to wait: the web server decides whether a stream is
+// non-blocking.
 template <typename Call>
 ssize_t awaited(int stream, int event, Call call) {
   ssize_t result;
@@ -60,7 +60,7 @@ ssize_t awaited(int stream, int event, Call call) {
 constexpr size_t kMostParts = 3;
 using Parts = std::array<std::string_view, kMostParts>;
 
-// What of the parts is handed to the system in one call; returns how many pieces that are.
+// Selects what the system gets in one call; returns the number of pieces.
 int partsOfOneCall(const Parts& parts, std::array<iovec, kMostParts>& pieces) {
   size_t room = kMostAtOnce;
   size_t count = 0;
@@ -84,8 +84,8 @@ void removeFront(Parts& parts, size_t count) {
 }  // namespace
 
 void prepareProcess() {
-  // Blocked signals stay pending, and the process ends soon after; ignoring two would take two
-  // calls.
+  // Blocked signals stay pending, and the process ends soon. Ignoring them would take a call for
+  // each.
   sigset_t ofWriting;
   sigemptyset(&ofWriting);
   sigaddset(&ofWriting, SIGPIPE);
@@ -119,14 +119,15 @@ size_t readStandardInput(char* buffer, size_t count) {
   return done;
 }
 
-// A web server that hands over a body and finds nobody reading turns to the answer. Where the input
-// is a socket, it would take bytes that are left in it at the end for a reset, and drop the answer.
+// Without a reader, a web server stops sending the body and turns to the response. If the input is
+// a socket, unread bytes at the end of the process would reset it, and the web server would drop
+// the response.
 void endStandardInput() {
   char rest[4096];
   const auto takeSome = [&rest] { return recv(STDIN_FILENO, rest, sizeof rest, MSG_DONTWAIT); };
   const ssize_t came = takeSome();
   if (came == 0)
-    return;  // a socket whose other side has said that this was all
+    return;  // a socket whose peer has finished sending
   if (came > 0 || errno == EAGAIN) {
     shutdown(STDIN_FILENO, SHUT_RD);
     while (takeSome() > 0) {

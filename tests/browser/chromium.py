@@ -49,14 +49,13 @@ class Chromium(webdriver.Chrome):
         self.get(url)
 
     def report(self):
-        """What happened since this was last asked.
-
-        Path and query, status and type of all that was loaded over HTTP; and all complaints.
+        """What happened since the last call: path and query, status and type of everything that was
+        loaded over HTTP, and all complaints.
         """
         complaints = self.get_log("browser")
         events = [json.loads(entry["message"])["message"] for entry in self.get_log("performance")]
         complaints += [event for event in events if event["method"] == "Network.loadingFailed"]
-        # The driver hands on no issues that the browser finds with a page, it only logs them.
+        # The driver does not report the issues that the browser finds in a page, it only logs them.
         complaints += re.findall(r"Audits\.issueAdded .*?\n}\n", self._log.read(), re.DOTALL)
         found = [event["params"]["response"] for event in events
                  if event["method"] == "Network.responseReceived"]
@@ -73,15 +72,15 @@ class Chromium(webdriver.Chrome):
         element.click()
 
     def follow(self, tag, text):
-        """Clicks what leads to another page; ends when that is loaded."""
+        """Clicks a link or button that leads to another page, and waits until that is loaded."""
         self.report()
         page = self.find_element(By.TAG_NAME, "html")
         self.click(tag, text)
-        # The driver may fail with an error of its own while the one page replaces the other.
+        # The driver may fail with an error of its own while one page replaces the other.
         WebDriverWait(self, PATIENCE, .01, [WebDriverException]).until(staleness_of(page))
 
     def type(self, label, text):
-        """Clicks the label and types the text in the place of what stands in its field."""
+        """Clicks the label and replaces the content of its field by typing the text."""
         self.click("label", label)
         field = self.switch_to.active_element
         field.clear()

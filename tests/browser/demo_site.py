@@ -1,4 +1,4 @@
-"""The demo's arrangement for a browser: its form and the bridge under an Apache, and its server."""
+"""The demo as a site for a browser: its form and the bridge under an Apache, and its server."""
 import contextlib
 import http.client
 import os
@@ -37,13 +37,13 @@ class FirstCommand:
 
 
 class DemoSite(Demo):
-    """The demo itself, from the start of a with block to its end, in tunnel mode at first."""
+    """The demo itself, running until the end of a with block, in tunnel mode at first."""
 
     def __init__(self):
         super().__init__(BRIDGE)
 
     def load(self, path, form=None):
-        """The body of a page without a browser; a form makes it a POST."""
+        """Loads the body of a page without a browser, by a POST if there is a form."""
         connection = http.client.HTTPConnection("127.0.0.1", self.apache.port, timeout=30)
         with contextlib.closing(connection):
             head = {"Content-Type": "application/x-www-form-urlencoded"}

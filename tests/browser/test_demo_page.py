@@ -1,4 +1,4 @@
-"""The demo page in a real browser: what a visitor types is what the answer shows, in both modes."""
+"""The demo page in a real browser: the answer shows what a visitor types, in both modes."""
 import functools
 import itertools
 import subprocess
@@ -18,7 +18,7 @@ NOTE = """ <b>Ä ö ü ß</b>, 'einfach', "doppelt", “typografisch” </pre><s
 
 😀 👩‍👩‍👧 𝄞 (null) ")) """
 SEARCH = 'Käse & "Brot" + 50 % = 😀 <i> %2B # ?'
-# The form takes so many UTF-16 units; no others cost as much as these do in Apple-event mode.
+# The form's limits in UTF-16 code units, and a character that costs most bytes in Apple-event mode.
 LIMITS = {"Name": 60, "Note": 500}
 COSTLIEST = "€"
 PHONE = 375, 667
@@ -30,7 +30,7 @@ STYLE = "/cgi-bin/Quintora.cgi?style"
 
 PAIRS = """[...document.querySelectorAll("#%s dt")].map(
     name => [name.textContent, name.nextElementSibling.textContent])"""
-# Every element with a text of its own whose colour is too close to the nearest background's.
+# Finds the elements with text of their own whose colour is too close to the background's.
 PALE_TEXTS = """(() => {
   const channels = colour => colour.match(/[\\d.]+/g).map(Number);
   const luminance = colour => channels(colour).slice(0, 3)
@@ -78,12 +78,12 @@ class BrowserTest(unittest.TestCase):
         return value
 
     def open_form(self):
-        """By the site's bare address, which leads to the form."""
+        """Opens the site's address without a path, which leads to the form."""
         self.browser.open(self.site.url())
         self.check_page(FORM, STYLE)
 
     def check_page(self, *paths):
-        """All that the page needs came, nothing else did, and the browser finds no fault."""
+        """Exactly what the page needs was loaded, and the browser does not complain."""
         responses, complaints = self.browser.report()
         types = ["text/html", "text/css"]
         self.assertEqual(responses, [(path, 200, kind) for path, kind in zip(paths, types)])
@@ -96,7 +96,7 @@ class BrowserTest(unittest.TestCase):
         return self.browser.evaluate(f'document.querySelector("{selector}").textContent')
 
     def check_way(self, mode):
-        """The page names the mode and the port that were chosen."""
+        """The page names the chosen mode and port."""
         port = self.site.port
         sentence = (f"came in tunnel mode, to port {port}." if mode == "tunnel" else
                     "came in Apple-event mode, which needs no port.")
@@ -113,7 +113,7 @@ class BrowserTest(unittest.TestCase):
         self.check_page("/cgi-bin/Quintora.cgi?from=form", STYLE)
 
     def check_fields(self, mode, name=NAME, note=NOTE):
-        """All fields came whole, but the spare one, which may be cut; a tunnel has no order."""
+        """All fields arrived whole, except for the spare one; tunnel mode keeps no order."""
         fields = self.shown("fields")
         if mode == "tunnel":
             fields.sort(key=lambda field: (field[0] == "spare", field[0]))
@@ -238,7 +238,7 @@ class Looks(BrowserTest):
             self.browser.evaluate("document.documentElement.scrollWidth"), width)
 
     def fold(self, is_folded):
-        """Folds away all that can be, or opens it."""
+        """Folds everything foldable, or opens it."""
         self.browser.evaluate("document.querySelectorAll('details').forEach("
                               f"details => details.open = {'false' if is_folded else 'true'})")
 

@@ -27,7 +27,7 @@ TEST(Advice, IsThatOfTheSentence) {
     std::string sentence, start, end;
   } rows[] = {
       {kRefused(kPeer), "Start the server.", "a number alone."},
-      {kIdle(kPeer, 60), "See what keeps the server busy;", "on its screen can."},
+      {kIdle(kPeer, 60), "Find out what keeps the server busy,", "on its screen."},
       {kClosedWithoutReply(kPeer), "See the server's log. If this is its HTTPS port,", listener},
       {kExchangeFailed(kPeer, "Connection reset by peer"),
        "See the server's log. If this is its HTTPS port,", listener},

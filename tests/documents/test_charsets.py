@@ -8,7 +8,7 @@ NAMES = (ROOT / "platform/charsets/CharsetNames.cpp").read_text(encoding="utf-8"
 OF_ICONV = (ROOT / "platform/elsewhere/Charsets.cpp").read_text(encoding="utf-8")
 PAGE = (ROOT / "docs/tunnel.md").read_text(encoding="utf-8")
 
-# A row of the table in the source: the encoding, and string literals one behind the other.
+# A row of the table in the source: the encoding, and string literals one after the other.
 SOURCE_ROW = re.compile(r'\{k(\w+)TextEncoding,\s*((?:"[^"]*"\s*)+)\}')
 ROW_OF_ICONV = re.compile(r'\{"[A-Z0-9-]+", "([^"]*)"\}')
 

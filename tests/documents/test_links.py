@@ -1,5 +1,5 @@
-"""The links of the documents lead somewhere: to a file of the tree, and to a heading in it; those of
-a package to a file that it ships.
+"""The links of the documents lead to a file of the tree and to a heading in it, and those of a
+package to a file that it ships.
 """
 import pathlib
 import re
@@ -31,7 +31,7 @@ def text_of(page):
 
 
 def links_of(page):
-    # What looks like a link in a piece of code is none.
+    # Code may contain what looks like a link.
     text = re.sub("`[^`]*`", lambda code: re.sub(r"[\[\]()]", "", code[0]), text_of(page))
     return [Link(page, target) for target in LINK.findall(text) + HTML_LINK.findall(text)]
 

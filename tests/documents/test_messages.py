@@ -14,17 +14,17 @@ CONSTANT = re.compile(
 AROUND = re.compile(r"//.*|#.*|namespace quintora \{|\}|\s+")
 # What the page shows for a value.
 VALUE = r"(?:N|REASON|60|70000|127\.0\.0\.1 port 8080)"
-# What becomes of the request replaces this message before anything is printed.
+# Never printed: the outcome of the exchange with the server replaces it.
 UNSEEN = {"kNoMemoryForForm"}
 # Headings for what a visitor sees without any text of the bridge.
 WITHOUT_TEXT = ("An empty page", "A page that ends too soon", "HTML as text",
                 "A page of another program", "Wrong letters",
                 "A form without its fields", "The web server's own error page")
 SENTENCE = re.compile(r'"[^"\n]*[A-Za-z]+:? [A-Za-z]+ [A-Za-z]+[^"\n]*"')
-# The tables themselves, and names of charsets.
+# Sources that have no messages of their own: the tables themselves, and the charset names.
 WITHOUT_SENTENCES = "Messages.h", "CharsetNames.cpp"
-# The last encoding that is tried before the first has a character for every byte; the second names a
-# source of preferences to the administrator.
+# The first is unreachable: the encoding that is tried last has a character for every byte. The
+# second names a source of preferences to the administrator.
 UNSEEN_TEXTS = {'"ERROR: Unknown text encoding"', '" or the global domain"'}
 
 

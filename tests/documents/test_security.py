@@ -1,4 +1,4 @@
-"""docs/security.md: what it names as holding a promise is there."""
+"""docs/security.md: the tests that it names as verifying a promise exist."""
 import pathlib
 import re
 import unittest
@@ -8,7 +8,7 @@ PAGE = (ROOT / "docs/security.md").read_text(encoding="utf-8")
 
 
 def held_promises():
-    """Of each row of the table, what it promises and who holds that."""
+    """For each row of the table, the promise and what verifies it."""
     section = PAGE.split("\n## What the bridge promises\n")[1].split("\n## ")[0]
     rows = re.findall(r"^\| (.*) \| (.*) \|$", section, re.MULTILINE)[1:]
     assert len(rows) > 10, "hardly any promise was found"

@@ -1,4 +1,4 @@
-"""A browser, Apache, the bridge in tunnel mode and a server: what arrives at either end."""
+"""A browser, Apache, the bridge in tunnel mode and a server: what arrives at both ends."""
 import http.client
 import os
 import pathlib
@@ -137,8 +137,8 @@ class ScriptedServers(ApacheTest):
         self.assertEqual(self.get(), (200, "text/plain", body.decode() + "\r\n"))
 
 
-# The beginnings of the table's last cells whose cause would need another file system, minutes of
-# waiting or more rights.
+# Causes that are not tried, by the beginnings of the table's last cells: they need another file
+# system, minutes of waiting or more privileges.
 UNTRIED = ("see [suexec]", "the process of", "[TimeOut]", "the bridge ended while")
 HTML = b"Content-type: text/html\r\n"
 

@@ -15,7 +15,7 @@ from tests.support.harness import (DEFAULT_HEADER, IMPATIENT_BRIDGE, VARIABLES, 
 
 from apple_events import ANSWER, Event, pack, receive
 
-# Stands last and is lost in part for the characters beyond ASCII that come before it.
+# The last field: a part of it is lost when there are characters beyond ASCII before it.
 PADDING = ("padding", "." * 50)
 FORMS = (
     [("a", "1")],
@@ -77,7 +77,7 @@ class AppleEventMode(ApacheTest):
             self.assertEqual(self.browse(form=b"a=\xff").shown()[0], [])
 
     def test_each_character_beyond_ascii_costs_bytes_at_the_end(self):
-        """The first six are those that close the statement, the others come off the last field."""
+        """The first six bytes close the statement, the others belong to the last field."""
         with self.server():
             for text, lost in (("e" * 7, 0), ("é" * 6, 0), ("é" * 7, 1), ("€" * 8, 10),
                                ("😀" * 8, 10)):
@@ -166,7 +166,7 @@ class Replies(BridgeTest):
 
 
 class SilentServer(ApacheTest):
-    """The time-out of the bridge under test is shorter than the usual minute."""
+    """Tested with a bridge whose time-out is shorter than the usual minute."""
 
     bridge = IMPATIENT_BRIDGE
 

@@ -1,4 +1,4 @@
-"""What a visitor, a web server or an administrator can get wrong, and how a run ends then."""
+"""Mistakes of visitors, web servers and administrators, and how a run ends after them."""
 import errno
 import os
 import re
@@ -15,11 +15,11 @@ from tests.support.harness import (BRIDGE, DEFAULT_HEADER, MIB, PREFERENCES, REQ
 
 PAGE = DEFAULT_HEADER + b"page\r\n"
 STRACE = shutil.which("strace")
-# In strace's lines: calls that only look at a file, or at what is open already.
+# In strace's lines: calls that only examine a file, or open it for reading.
 LOOKS = re.compile(r"(execve|access|faccessat|newfstatat|stat|readlink)\("
                    r"|open(at)?\([^\"]*\"[^\"]*\", O_RDONLY[|A-Z_]*\) = ")
 
-# CONTENT_LENGTH at and beyond the bounds of 64 bits, and one that no machine grants a buffer for.
+# CONTENT_LENGTH at and beyond the limits of 64 bits, and one for which no machine has a buffer.
 HUGE_LENGTHS = (
     "1000000000000", "9223372036854775707", "9223372036854775708", "9223372036854775807",
     "9223372036854775808", "18446744073709551615", "18446744073709551616", "9" * 40)
@@ -36,7 +36,7 @@ UNREADABLE = (
     ({}, b"a=1&b=%ED%A0%80&c=2"), ({}, b"a=%F4%90%80%80"),
 )
 
-# What stands in the place of a preferences file and counts as absent.
+# What may be in the place of a preferences file, and counts as absent.
 ABSENT = {
     "a folder": os.mkdir,
     "a link to nowhere": lambda path: os.symlink("nowhere", path),
@@ -50,7 +50,7 @@ ABSENT = {
     "another key": lambda path: write(path, b"QZQuintoraServerPort2 = 1\nqzquintoraserverport = 1"),
 }
 
-# Odd ways to write down the port, which stands for {port}.
+# Odd ways to write the port, {port}.
 WRITTEN = (
     "QZQuintoraServerPort={port}",
     " \t QZQuintoraServerPort \t = \t {port} \t \n",
@@ -68,7 +68,7 @@ def write(path, content):
 
 
 def allow_core_files():
-    """As ulimit -c unlimited, or as near to it as this user may come."""
+    """Like ulimit -c unlimited, as far as this user may."""
     _, most = resource.getrlimit(resource.RLIMIT_CORE)
     resource.setrlimit(resource.RLIMIT_CORE, (most, most))
 
@@ -76,7 +76,7 @@ def allow_core_files():
 class BodyLength(BridgeTest):
     @not_sanitized
     def test_huge_length_reads_the_input_or_drops_the_form(self):
-        """Whether such a buffer can be had is the machine's affair; nothing else may come of it."""
+        """Depends on whether the machine can provide the buffer; there is no other outcome."""
         for length in HUGE_LENGTHS:
             with self.subTest(length=length):
                 self.assertIn(self.fields(b"a=12345678", length), ({"a": "12345678"}, {}))
@@ -88,7 +88,7 @@ class BodyLength(BridgeTest):
 
     @not_sanitized
     def test_huge_length_costs_no_memory(self):
-        """Most machines grant the smaller buffer and refuse the larger one."""
+        """Most machines provide the smaller buffer and not the larger one."""
         small = self.peak_memory("10")
         for length in "1000000000", "1000000000000":
             with self.subTest(length=length):
@@ -101,7 +101,7 @@ class BodyLength(BridgeTest):
 
     @fast_only
     def test_form_of_separators_costs_little_more_than_another(self):
-        """Each is a field of its own, or a part that nobody wants, and none is kept."""
+        """Each separator makes a field, or a part that is ignored; none is kept."""
         for separator in b"&=":
             with self.subTest(separator=chr(separator)):
                 body = bytes([separator]) * (16 * MIB)
@@ -165,7 +165,7 @@ class Streams(BridgeTest):
                      "what watches over the bridge writes files")
     @unittest.skipUnless(STRACE, "needs strace")
     def test_no_file_is_written(self):
-        """Nor made, renamed or removed: files are only looked at and opened for reading."""
+        """Nor created, renamed or removed: files are only examined and opened for reading."""
         with tempfile.NamedTemporaryFile("r") as log:
             traced = subprocess.run(
                 [STRACE, "-qq", "-f", "-e", "trace=%file", "-o", log.name, BRIDGE],
@@ -240,7 +240,7 @@ class Unreadable(BridgeTest):
 
 
 class Preferences(BridgeTest):
-    """The file of XDG_CONFIG_HOME is the odd one; an all-right one lies further down."""
+    """The file in XDG_CONFIG_HOME is the odd one; a correct one comes later in the order."""
 
     def setUp(self):
         super().setUp()
@@ -256,7 +256,7 @@ class Preferences(BridgeTest):
         write(os.path.join(folder, PREFERENCES), text.encode())
 
     def asked(self, **variables):
-        """Which of the two servers a run asks."""
+        """The one of the two servers that a run asks."""
         environment = {"XDG_CONFIG_DIRS": ":".join(self.folders), **variables}
         output = self.run_bridge(environment).stdout
         return {PAGE: "server", DEFAULT_HEADER + b"fallback\r\n": "fallback"}.get(output, output)

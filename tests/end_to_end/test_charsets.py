@@ -1,4 +1,4 @@
-"""Every character of every charset that the bridge decodes by itself, beside Python's codecs."""
+"""Every character of every charset that the bridge decodes itself, against Python's codecs."""
 import unittest
 
 from tests.support.harness import DEFAULT_HEADER, BridgeTest, reply
@@ -13,7 +13,7 @@ FOURS = [bytes([first, 0x30 + second, third, 0x30 + fourth])
 
 
 def texts(codes, codec):
-    """What those of the codes are that the codec has one character for."""
+    """The characters of the codes for which the codec has a single character."""
     known = {}
     for code in codes:
         try:
@@ -24,18 +24,18 @@ def texts(codes, codec):
 
 
 def windows(page):
-    """A byte without a character is the character with its number."""
+    """A Windows code page: a byte without a character is the character with the same number."""
     return {code: chr(code[0]) for code in HIGH} | texts(HIGH, f"cp{page}")
 
 
-# The euro sign of GBK, and what newer editions of GB 18030 have.
+# The euro sign of GBK, and the changes of newer editions of GB 18030.
 GB_18030 = {b"\x80": "€", b"\xA3\xA0": "\u3000", b"\xA8\xBC": "ḿ", b"\x81\x35\xF4\x37": "\uE7C7",
             b"\xA6\xD9": "︐", b"\xA6\xDA": "︒", b"\xA6\xDB": "︑", b"\xA6\xDC": "︓", b"\xA6\xDD": "︔",
             b"\xA6\xDE": "︕", b"\xA6\xDF": "︖", b"\xA6\xEC": "︗", b"\xA6\xED": "︘", b"\xA6\xF3": "︙",
             b"\xFE\x59": "龴", b"\xFE\x61": "龵", b"\xFE\x66": "龶", b"\xFE\x67": "龷", b"\xFE\x6D": "龸",
             b"\xFE\x7E": "龹", b"\xFE\x90": "龺", b"\xFE\xA0": "龻"}
 
-# Signs of JIS X 0208 and 0212 that are others for Microsoft.
+# Signs of JIS X 0208 and 0212 for which Microsoft has other characters.
 MICROSOFT = {ord(sign): other for sign, other in zip("〜‖−¢£¬~", "～∥－￠￡￢～")}
 EUC_JP = {code: text.translate(MICROSOFT)
           for code, text in texts(PAIRS + EUC_TRIPLES, "euc_jp").items()}

@@ -1,4 +1,4 @@
-"""The demo: what script/demo takes, what it prints, and how it fails."""
+"""The demo: the options of script/demo, what it prints, and how it fails."""
 import os
 import re
 import shutil
@@ -25,7 +25,7 @@ def run(*command, **options):
 
 
 class Options(unittest.TestCase):
-    """script/demo in a folder of its own, where neither tools nor sources are."""
+    """script/demo in a folder without tools and sources."""
 
     def setUp(self):
         folder = open_folder("script", "tools")

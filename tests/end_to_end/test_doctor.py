@@ -1,4 +1,4 @@
-"""quintora-doctor beside the bridge: what it says of a copy must be what the copy then does."""
+"""quintora-doctor compared with the bridge: what it says about a copy is what the copy does."""
 import contextlib
 import http.client
 import os
@@ -23,7 +23,7 @@ PRINTED = "What the bridge would print\n"
 
 
 class Finding(NamedTuple):
-    """One of the report's last section."""
+    """A finding of the report's last section."""
 
     found: str
     effect: str
@@ -31,7 +31,7 @@ class Finding(NamedTuple):
 
 
 def findings_of(report):
-    """What the last section says, in its order; each finding stands where it was met, too."""
+    """The findings of the last section, in order; the report shows each where it was met, too."""
     section = report[report.rindex("\nFindings") + 1:]
     found = [Finding(*finding) for finding in re.findall(
         r"^  [0-9]+\. (.+)\n     (.+)\n     Fix: (.+)\n", section, re.MULTILINE)]
@@ -66,7 +66,7 @@ class DoctorTest(BridgeTest):
                               preexec_fn=before)
 
     def report(self, status, *arguments, **environment):
-        """What it says, when it ends as expected."""
+        """The report, which must end with this exit status."""
         result = self.doctor(*arguments, **environment)
         self.assertEqual((result.returncode, result.stderr), (status, b""), result)
         return result.stdout.decode()
@@ -86,7 +86,7 @@ class DoctorTest(BridgeTest):
             file.write(text)
 
     def assert_found(self, name, *findings):
-        """What is found of a copy with this name: exactly this, in this order."""
+        """A copy with this name has exactly these findings, in this order."""
         report, found = self.examine(self.copy(name))
         self.assertEqual(found, [Finding(*finding) for finding in findings], report)
         return report
@@ -131,7 +131,7 @@ class Connection(DoctorTest):
                      "QZCGIConnectionProtocol is not set.", "That is tunnel mode.",
                      'The file name "Gateway.cgi" has no "_".',
                      f'QZQuintoraServerPort is "{self.server.port}", by {self.path("config")}/com',
-                     f"takes connections on port {self.server.port}."):
+                     f"accepts connections on port {self.server.port}."):
             self.assertIn(fact, report)
         self.assertEqual(findings_of(report), [])
         self.assertEqual(self.server.requests, [], "only --probe sends a request")
@@ -162,7 +162,7 @@ class Connection(DoctorTest):
             ("Gateway_sales.b.cgi", {"QZQuintoraCloudServerPorts": table}, 'is "sales".',
              f'Its entry "sales:{port}" is in effect.'),
             (f"Gateway_{port}.cgi", {"QZQuintoraCloudServerPorts": table},
-             f'It has no entry for "{port}", but for "8081", "sales".',
+             f'It has no entry for "{port}"; its keys are "8081", "sales".',
              "So the file-name tag itself is the port."),
         )
         for name, preferences, *facts in rows:
@@ -184,9 +184,9 @@ class Connection(DoctorTest):
                 report, findings = self.examine(*options, self.copy(name))
                 self.assertIn(port, report)
                 self.assertEqual(findings, [(
-                    sentence, "Every visitor sees a text that says so, and no page.",
-                    "Rename the copy, as to Gateway_8081.cgi for port 8081, or add an entry for "
-                    f'"{tag}" to QZQuintoraCloudServerPorts.')])
+                    sentence, "Every visitor sees a message that says so, and no page.",
+                    "Rename the copy, for example to Gateway_8081.cgi for port 8081, or add an "
+                    f'entry for "{tag}" to QZQuintoraCloudServerPorts.')])
         self.assertIn(f"{PRINTED}{DEFAULT_HEADER.decode()}CGI tunnel error: malformed URL.\r\n",
                       report)
 
@@ -200,11 +200,11 @@ class Connection(DoctorTest):
         port = self.server.port
         for name, fix in (
                 ("Gateway.cgi", "Set QZQuintoraServerPort to the server's port, a number alone."),
-                (f"Gateway_{port}.cgi", "Rename the copy, as to Gateway_8081.cgi for port 8081, or "
-                 f'add an entry for "{port}" to QZQuintoraCloudServerPorts.')):
+                (f"Gateway_{port}.cgi", "Rename the copy, for example to Gateway_8081.cgi for port "
+                 f'8081, or add an entry for "{port}" to QZQuintoraCloudServerPorts.')):
             self.assert_found(name, (
                 f"127.0.0.1 port {port} refused the connection.",
-                "Every visitor sees a text that says so, and no page.",
+                "Every visitor sees a message that says so, and no page.",
                 f"Start the server. If it has another port: {fix}"))
 
     def test_preferences_that_cannot_be_used_are_a_finding(self):
@@ -213,7 +213,7 @@ class Connection(DoctorTest):
         with open(path, "wb") as file:
             file.write(b"QZQuintoraServerPort = 9000\n# \xff\n")
         name = f"Gateway_{self.server.port}.cgi"
-        ignored = "Its values are ignored: mode and port may not be those that were meant."
+        ignored = "Its values are ignored: mode and port may not be the intended ones."
         self.assert_found(name, (f"{path} is not UTF-8.", ignored, "Save the file as UTF-8."))
         os.unlink(path)
         self.assertIn(f"  {path}: not there", self.report(HEALTHY, self.copy(name)))
@@ -309,10 +309,10 @@ class Mistakes(DoctorTest):
             report = self.assert_found(
                 "Gateway.cgi",
                 ("Port 0 does not exist: TCP ports go from 1 to 65535.",
-                 "Every visitor sees a text that says so, and no page.",
+                 "Every visitor sees a message that says so, and no page.",
                  "Set QZQuintoraServerPort to the server's port, a number alone."),
                 ("The value of QZQuintoraServerPort has quotation marks.",
-                 "They are part of the value, and a port behind one is not found.",
+                 "They are part of the value, and a port after one is not recognised.",
                  "Write QZQuintoraServerPort without quotation marks."))
             self.assertIn(f"QZQuintoraServerPort is {quoted(value)}, by ", report)
             self.assertIn(f"As a number, {quoted(value)} is port 0.", report)
@@ -328,7 +328,7 @@ class Mistakes(DoctorTest):
             with self.subTest(value=value):
                 self.prefer(QZCGIConnectionProtocol=value)
                 self.assert_found("Gateway.cgi", (
-                    '"apple" stands in a comment behind the value of QZCGIConnectionProtocol.',
+                    '"apple" is in a comment after the value of QZCGIConnectionProtocol.',
                     "The comment is part of the value, so this copy is in Apple-event mode.",
                     'Put the comment on a line of its own that begins with "#".'))
 
@@ -355,7 +355,7 @@ class Mistakes(DoctorTest):
              "A copy with this file-name tag only shows a message."),
             ("sales:9002 # west", 'has more than a number after the ":"',
              "The number is the port; what follows it is ignored."),
-            ("east:9002", "has the key of an earlier one", "The earlier entry wins."),
+            ("east:9002", "has the same key as an earlier one", "The earlier entry wins."),
         )
         for entry, what, effect in rows:
             with self.subTest(entry=entry):
@@ -371,12 +371,12 @@ class Mistakes(DoctorTest):
     def test_names_of_the_port_table_are_listed_for_one_that_it_lacks(self):
         self.prefer(QZQuintoraCloudServerPorts="8081:9081,Sales:9002,west")
         report, findings = self.examine(self.copy("Gateway_sales.cgi"))
-        self.assertIn('It has no entry for "sales", but for "8081", "Sales".', report)
+        self.assertIn('It has no entry for "sales"; its keys are "8081", "Sales".', report)
         self.assertEqual(findings[0], (
             "Port 0 does not exist: TCP ports go from 1 to 65535.",
-            "Every visitor sees a text that says so, and no page.",
-            'Rename the copy, as to Gateway_8081.cgi for port 8081, or add an entry for "sales" to '
-            'QZQuintoraCloudServerPorts, which has entries for "8081", "Sales".'))
+            "Every visitor sees a message that says so, and no page.",
+            'Rename the copy, for example to Gateway_8081.cgi for port 8081, or add an entry for '
+            '"sales" to QZQuintoraCloudServerPorts, which has entries for "8081", "Sales".'))
 
     def test_entry_without_a_port_is_what_there_is_to_correct(self):
         self.prefer(QZQuintoraCloudServerPorts="sales:west")
@@ -470,7 +470,7 @@ class Probe(DoctorTest):
         self.assertLess(said, asked[0] + 0.4)
 
     def check(self, answer, *findings):
-        """What is found in a reply: exactly this, in this order, and the bridge's own output."""
+        """A reply has exactly these findings, in this order; the output shown is the bridge's."""
         self.server.answer = answer
         report, found = self.examine("--probe", self.copy())
         self.assertEqual(found, [Finding(*finding) for finding in findings], report)
@@ -483,7 +483,7 @@ class Probe(DoctorTest):
                 f"(Linux), sudo lsof -nP -iTCP:{self.server.port} -sTCP:LISTEN (macOS).")
 
     def test_reply_that_is_no_page(self):
-        instead = "Every visitor sees a text that says so, and no page."
+        instead = "Every visitor sees a message that says so, and no page."
         empty = "Every visitor sees an empty page."
         declare = "Let the server declare the charset that it sends, or send what it declares."
         utf8 = ('Let the server send UTF-8 and declare "charset=utf-8"; docs/tunnel.md lists all '
@@ -515,7 +515,7 @@ class Probe(DoctorTest):
     def test_status_that_is_not_one_of_success(self):
         effect = ("The bridge prints the body of the reply all the same: a visitor may see the "
                   "error page of another program.")
-        fix = ("Look whether the page above is the server's. If not, the port may be another "
+        fix = ("Check whether the page above is the server's. If not, the port may be another "
                f"program's, the web server's own, or an HTTPS port. {self.listener()}")
         for status in "404 Not Found", "302 Found", "500 Internal Server Error":
             with self.subTest(status=status):
@@ -525,7 +525,7 @@ class Probe(DoctorTest):
         self.check(reply(b"<html>400 The plain HTTP request was sent to HTTPS port\n", "text/html",
                          "400 Bad Request"),
                    ("The reply declares no charset.",
-                    "Every visitor sees a text that says so, and no page.",
+                    "Every visitor sees a message that says so, and no page.",
                     'Let the server send "Content-Type: text/html; charset=utf-8".'),
                    ("The HTTP status of the reply is 400.", effect, fix))
 
@@ -546,9 +546,9 @@ class Probe(DoctorTest):
         for answer, found, fix in rows:
             with self.subTest(answer=answer):
                 report = self.check(answer, (
-                    found, "Every visitor sees a text that says so, and no page.",
+                    found, "Every visitor sees a message that says so, and no page.",
                     fix + self.listener()))
-                self.assertRegex(report, r"\n    There was none after [0-9]+ ms\.\n")
+                self.assertRegex(report, r"\n    The exchange failed after [0-9]+ ms\.\n")
                 self.assertIn("CGI tunnel request error:", report)
 
     def test_page_that_goes_wrong(self):
@@ -557,11 +557,11 @@ class Probe(DoctorTest):
         source = "The bridge prints it as text/plain: a visitor sees its source."
         header = 'The page has a header that does not begin with exactly "Content-type:". ' \
                  "The page begins with "
-        text = "It is no header for the bridge: a visitor sees it, and the page's source, as text."
+        text = "The bridge ignores that header: a visitor sees it, and the page's source, as text."
         utf8 = ("The bridge prints UTF-8, so a visitor sees wrong letters.",
                 'Declare "charset=utf-8" in the page\'s header.')
         empty = ("The page is empty.", "Every visitor sees an empty page.",
-                 "Let the server send a page behind the header.")
+                 "Let the server send a page after the header.")
         nul = ("The output ends there, so the page is cut off or empty.",
                "Let the server send no NUL.")
         rows = (
@@ -613,7 +613,7 @@ class Probe(DoctorTest):
 
 
 class UnderApache(ApacheTest):
-    """The doctor says that Apache answers 500 for those pages only for which Apache does."""
+    """The doctor predicts Apache's status 500 for exactly those pages that get it."""
 
     def setUp(self):
         self.server = ScriptedServer()
@@ -629,14 +629,14 @@ class UnderApache(ApacheTest):
         return findings_of(result.stdout.decode("utf-8", "replace"))
 
     def status(self):
-        """What a visitor's browser gets first; the length of Apache's error page may be wrong."""
+        """The status alone: the Content-Length of Apache's error page may be wrong."""
         connection = http.client.HTTPConnection("127.0.0.1", self.apache.port, timeout=30)
         with contextlib.closing(connection):
             connection.request("GET", "/cgi-bin/Gateway.cgi")
             return connection.getresponse().status
 
     def check_header(self, lines, found=None):
-        """A page whose header has these lines behind its first; the finding for which it fails."""
+        """Checks a page whose header has these lines after its first, and the finding expected."""
         body = b"Content-type: text/html\r\n" + lines + b"page\r\n"
         findings, log = self.findings(body), self.apache.error_log()
         status = self.status()
@@ -727,10 +727,10 @@ class AppleEvents(DoctorTest):
         message = "Quintora CGI error: Quintora Server is not running."
         report, findings = self.examine("--probe", self.copy())
         self.assertEqual(findings, [(
-            message, "Every visitor sees a text that says so, and no page.",
+            message, "Every visitor sees a message that says so, and no page.",
             "docs/messages.md lists this text with its causes.")])
         self.assertIn(f"{PRINTED}{DEFAULT_HEADER.decode()}{message}\r\n", report)
-        self.assertIn("    Waiting up to a minute or so for the reply.\n", report)
+        self.assertIn("    Waiting up to about a minute for the reply.\n", report)
 
     def test_server_that_answers(self):
         with open_folder("config", "runtime") as folder:

@@ -1,7 +1,7 @@
 """Clients that lie, stall, vanish or send any bytes, through a real Apache.
 
-Whatever they send, the server gets well-formed requests with nothing in them but what the rules
-say, Apache refuses it, or the bridge ends without a word; and no bridge outlives its client.
+Whatever they send, the server gets only well-formed requests with the expected content, Apache
+rejects the request, or the bridge ends without output; and no bridge outlives its client.
 """
 import contextlib
 import http.client
@@ -29,12 +29,12 @@ KEYS = {f"ApacheTunnel_{name}" for name in (*VARIABLES, "CLIPATH", "CLICOMMAND")
 HEADERS = {"HTTP_ACCEPT": b"Accept", "HTTP_ACCEPT_ENCODING": b"Accept-Encoding",
            "HTTP_ACCEPT_LANGUAGE": b"Accept-Language", "HTTP_CONNECTION": b"Connection",
            "HTTP_COOKIE": b"Cookie", "HTTP_REFERER": b"Referer", "HTTP_USER_AGENT": b"User-Agent"}
-# A body for the server is made of these, "=" and "&" alone.
+# A body for the server consists of these, "=" and "&" only.
 ESCAPED = re.compile(rb"(?:[A-Za-z0-9\-_.!~*'();/?:@=$,]|%[0-9A-F]{2})*")
 
 CONTROLS = {*range(0x20), 0x7F} - {0x09}
 NO_URL_BYTES = {*range(0x21), 0x7F, ord("#")}
-# What is no token of HTTP.
+# The bytes that a token of HTTP must not contain.
 DELIMITERS = {*range(0x21), *b'"(),/:;<=>?@[\\]{}', *range(0x7F, 0x100)}
 NO_HOST_BYTES = set(range(0x100)) - {*b"-._0123456789abcdefghijklmnopqrstuvwxyz"
                                      b"ABCDEFGHIJKLMNOPQRSTUVWXYZ"}
@@ -56,13 +56,13 @@ class Tunnelled(NamedTuple):
 
     @property
     def page(self):
-        """The page for it, which no other request has."""
+        """The page for this request, which differs from that for any other."""
         return json.dumps([self.variables["QUERY_STRING"], self.variables["HTTP_COOKIE"],
                            self.variables["REMOTE_PORT"], sorted(self.fields.items())]).encode()
 
 
 class StrictServer(socketserver.ThreadingTCPServer):
-    """Answers requests that are to the byte as a bridge may send them; all else is a fault."""
+    """Answers requests that are byte for byte as a bridge may send them; all else is a fault."""
 
     request_queue_size = 128
     daemon_threads = False  # so that closing it waits for what comes behind a request
@@ -71,7 +71,7 @@ class StrictServer(socketserver.ThreadingTCPServer):
         super().__init__(("127.0.0.1", 0), None)
         self.port = self.server_address[1]
         self.requests, self.faults = [], []
-        self.padding = b""  # behind each page
+        self.padding = b""  # after each page
         self.may_answer = threading.Event()
         self.may_answer.set()
         self._thread = threading.Thread(target=self.serve_forever, args=(0.01,))
@@ -119,7 +119,7 @@ class StrictServer(socketserver.ThreadingTCPServer):
 
 
 def message(target=b"", *headers, method=b"GET", body=None, length=None, version=b"HTTP/1.1"):
-    """A request for the bridge. A header that is given takes the place of the usual one."""
+    """A request for the bridge. A given header replaces the usual one."""
     usual = {b"Host": b"localhost", b"Connection": b"close"}
     if body is not None:
         usual[b"Content-Length"] = b"%d" % len(body) if length is None else length
@@ -141,7 +141,7 @@ def chunked(*chunks, trailer=b""):
 
 
 def vanish(connection):
-    """Ends the connection as a crash does."""
+    """Ends the connection by a reset, as a crash does."""
     connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
     connection.close()
 
@@ -155,14 +155,14 @@ class Visit(NamedTuple):
 
 
 class HostileClients(ApacheTest):
-    """What is common: the watch over the server, over proxies and over processes."""
+    """Common to all tests: they watch the server, a proxy that must stay unused, and processes."""
 
     runs_as = ("mpm_prefork", "cgi")
     directives = "StartServers 8\nMinSpareServers 8\nMaxSpareServers 16"
 
     @classmethod
     def setUpClass(cls):
-        # Somebody to whom requests must not be led astray.
+        # A server that must not get any request.
         cls.stranger = cls.enter(socket.create_server(("127.0.0.1", 0)))
         cls.stranger_port = cls.stranger.getsockname()[1]
         proxies = "".join(f"\nSetEnv {name} http://127.0.0.1:{cls.stranger_port}/" for name in (
@@ -207,7 +207,7 @@ class HostileClients(ApacheTest):
         return left
 
     def assert_nothing_is_left(self):
-        """Neither bridges, not even dead ones, nor connections that will start some."""
+        """Neither bridges, not even zombies, nor connections that will start one."""
         self.visit(b"GET / HTTP/1.0\r\n\r\n")  # received behind all who wait
         self.wait_for(lambda: self.what_is_left() <= self.idle)
 
@@ -221,7 +221,7 @@ class HostileClients(ApacheTest):
         return socket.create_connection(("127.0.0.1", self.apache.port), LONGEST_RUN)
 
     def visit(self, data, *, method=None, ends=False):
-        """Sends the bytes, and no more if ends is set, and gets an answer."""
+        """Sends the bytes, then closes its side if `ends` is set, and gets an answer."""
         with self.connect() as connection:
             port = connection.getsockname()[1]
             answer = http.client.HTTPResponse(connection, method=method)
@@ -235,7 +235,7 @@ class HostileClients(ApacheTest):
                 return Visit(None, b"", port)
 
     def assert_arrived(self, visit, fields=None, *, shows_page=True, **changes):
-        """The one request of this visit came with these fields and, but for the changes, with
+        """The one request of this visit arrived with these fields and, except for the changes, with
         the variables of a plain GET, and its page went to the client."""
         self.assertEqual(visit.status, 200)
         request, = self.server.requests
@@ -246,8 +246,8 @@ class HostileClients(ApacheTest):
         self.assertEqual(visit.body, request.page + b"\r\n" if shows_page else b"")
 
     def take_remains(self, *, of=""):
-        """Apache ends the bridge whose body breaks off. One that is quicker hands over what it has
-        got, of a field a with the given value."""
+        """Apache kills a bridge whose body breaks off. A bridge that is quicker forwards what it
+        has got, of a field a with the given value."""
         self.assert_nothing_is_left()
         for request in self.server.requests:
             self.assertLessEqual(set(request.fields), {"a"})
@@ -259,10 +259,10 @@ class HostileClients(ApacheTest):
 
 
 class AnyBytes(HostileClients):
-    """Each byte at each place arrives as it is, or Apache refuses it, or the bridge ends."""
+    """Each byte at each place arrives unchanged, or Apache rejects it, or the bridge ends."""
 
     def refused(self, bytes_to_try, request, **changes):
-        """Those that Apache refuses; the requests with all others must arrive.
+        """The bytes that Apache rejects; the requests with all others must arrive.
 
         request makes the request with a byte, and each of the changes the variable's value.
         """
@@ -461,7 +461,7 @@ class Requests(HostileClients):
                 self.assertEqual(self.visit(message(b"", *headers)).status, 400)
 
     def test_headers_as_many_and_as_long_as_apache_permits(self):
-        """The bridge is started with 800 KB of them and takes its eighteen."""
+        """The bridge is started with 800 KB of headers and forwards its eighteen variables."""
         value = "c" * 8000
         others = (b"X-%d: %s" % (number, b"x" * 8000) for number in range(90))
         self.assert_arrived(
@@ -649,7 +649,7 @@ class Vanishing(HostileClients):
         self.assert_goes_on()
 
     def test_thirty_at_once(self):
-        """At all moments: before, between and behind the bytes of the body and of the page."""
+        """At all moments: before, between and after the bytes of the body and of the page."""
         self.server.padding = b"0123456789abcde\n" * 20_000
 
         def come_and_go(number):
@@ -671,7 +671,7 @@ class VanishingUnderThreads(Vanishing):
 
 
 class Stalling(HostileClients):
-    """Clients that send or take nothing more, with an Apache that has little patience."""
+    """Clients that stop sending or reading, with an Apache that has short time-outs."""
 
     runs_as = (*HostileClients.runs_as, "reqtimeout")
     directives = "RequestReadTimeout header=1 body=1\nTimeOut 1"

@@ -1,7 +1,7 @@
-"""A server that breaks off, drags on or never ends: what its visitor sees, and that it ends.
+"""A server that breaks off, is slow or never ends: what the visitor sees, and that the run ends.
 
-Whatever the server does, the run ends in time with status 0 and one whole response, the server has
-got one connection with one request at most, and nobody else has got any.
+Whatever the server does, the run ends in time with status 0 and one whole response, the server gets
+at most one connection with one request, and no other server gets any.
 """
 import concurrent.futures
 import contextlib
@@ -38,13 +38,13 @@ INVALID = "The reply of {place} is not valid HTTP: "
 TOO_LONG = INVALID + "its head or the lines between its chunks are longer than 256 KiB."
 NO_STATUS_LINE = INVALID + "its status line is malformed."
 
-# Replies that say themselves where they end.
+# Replies that declare their end.
 BOUNDED = {
     "a length": reply(TEXT),
     "chunks": CHUNKED + CHUNKS,
 }
 
-# What never ends, as a start and what is repeated behind it.
+# Endless replies: a start, and what is repeated after it.
 ENDLESS_LINES = {
     "bytes without a line end": (b"", b"x"),
     "empty lines in place of a reply": (b"", b"\r\n"),
@@ -99,7 +99,7 @@ def resetting(data, wanted=None):
 
 
 def endless(start, repeated):
-    """Sends without an end, that is, until nobody takes it any more."""
+    """Sends without an end, that is, until the connection fails."""
     def script(connection):
         connection.take_request()
         connection.send(start)
@@ -120,7 +120,7 @@ def slowly(pieces, pause):
 
 
 def is_one_request_at_most(received):
-    """Whether it is a request without anything behind it, or the beginning of one, or nothing."""
+    """Whether this is a request with nothing after it, or the beginning of one, or nothing."""
     head, end, body = received.partition(b"\r\n\r\n")
     length = re.search(rb"\r\nContent-Length: ([0-9]+)\b", head)
     return (received.startswith(REQUEST_LINE[:len(received)])
@@ -221,7 +221,7 @@ class BreakingOff(HostileServerTest):
                         self.assert_prints(RESET, resetting(data, wanted), form=LARGE_FORM)
 
     def test_reset_at_once_is_described_by_what_it_hits(self):
-        """It is a matter of chance whether the bridge knows by then that the connection stands."""
+        """Whether the bridge has noticed before that it is connected is a matter of chance."""
         for data in b"", TO_THE_END + TEXT:
             for form in b"a=1", LARGE_FORM:
                 with self.subTest(data=data, form=len(form)):
@@ -318,7 +318,7 @@ class Misbehaving(HostileServerTest):
 
 class DraggingOn(HostileServerTest):
     def test_byte_after_byte_is_waited_for(self):
-        """A hundredth of a second stands for what may be a minute; the minute has its own test."""
+        """With pauses of a hundredth of a second instead of a minute, which has its own test."""
         for what, whole in {**BOUNDED, "to the end": TO_THE_END + TEXT}.items():
             with self.subTest(what):
                 self.assert_prints(DEFAULT_HEADER + TEXT + b"\r\n",

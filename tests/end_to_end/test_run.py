@@ -12,7 +12,7 @@ RESPONSES = (
     (b"Content-type: text/html\r\nHello\rWorld", b"Content-type: text/html\r\nHello\rWorld\r\n"),
     (b"Content-type: text/html\r\n\r\nHello\r\n", b"Content-type: text/html\r\n\r\nHello\r\n"),
     (b"one\rtwo\r", DEFAULT_HEADER + b"one\r\ntwo\r\n"),
-    # Header: only this very word at the very beginning is one.
+    # Header: exactly this word, at the very beginning.
     (b"Hello", DEFAULT_HEADER + b"Hello\r\n"),
     (b"Content-type:", b"Content-type:\r\n"),
     (b"Content-type", DEFAULT_HEADER + b"Content-type\r\n"),
@@ -50,7 +50,7 @@ CHARSETS = (
     ("text/html; charset=utf-16", b"\xff\xfeH\0i\0", "Hi\r\n"),
     ("text/html; charset=utf-16", b"\0H\0i", "Hi\r\n"),
     ("text/html; charset=us-ascii", b"Hi", "Hi\r\n"),
-    # Bytes that do not fit, or a name that no table knows: no text.
+    # Invalid bytes, or an unknown charset: no text.
     ("text/html; charset=utf-8", b"caf\xe9", ""),
     ("text/html; charset=utf-8", b"\xc3", ""),
     ("text/html; charset=us-ascii", b"caf\xe9", "café\r\n"),
@@ -76,7 +76,7 @@ REPLIES = (
     (b"HTTP/1.1 200 OK\r\nContent-Type: text/html; charset=utf-8\r\n"
      b"Transfer-Encoding: chunked\r\n\r\n4;x=y\r\nchun\r\n2\r\nks\r\n0\r\nTrailer: t\r\n\r\n",
      b"chunks\r\n"),
-    # An empty body comes first of all tests, and there is no error to describe.
+    # An empty body is tested first, and there is no error to describe.
     (reply(b""), b"CGI tunnel request error:(null)\r\n"),
     (reply(b"", None), b"CGI tunnel request error:(null)\r\n"),
     (reply(b"", "text/html; charset=no-such-charset"), b"CGI tunnel request error:(null)\r\n"),

@@ -1,4 +1,4 @@
-"""docs/server.md: its first servers work, and so does what it shows of pages."""
+"""docs/server.md: its first servers and its examples of pages work."""
 import html
 import pathlib
 import re

@@ -1,7 +1,6 @@
-"""What the fault tests share: requests of all kinds, servers for them, and the verdict on a run.
+"""Shared by the fault-injection tests: requests of all kinds, servers, and the verdict on a run.
 
-The shortened form tries a part of the faults, chosen by a fixed rule; with QUINTORA_FAULTS=all the
-whole list is tried.
+The shortened tests try a part of the faults, chosen by a fixed rule; QUINTORA_FAULTS=all tries all.
 """
 import contextlib
 import errno
@@ -27,7 +26,7 @@ IS_WHOLE = os.environ.get("QUINTORA_FAULTS") == "all"
 LONGEST_RUN = 10  # seconds: much more than a run takes, and less than the bridge's own time-outs
 PRELOAD = os.environ.get("QUINTORA_FAULTS_LIBRARY") or os.path.join(
     os.path.dirname(BRIDGE), "tests", "libfaults.so")
-# Prints what its C library, which is the bridge's, says of each error; Python may have another one.
+# Prints the sentence for each error in the bridge's C library; Python may use another library.
 REASONS = os.environ.get("QUINTORA_REASONS") or os.path.join(
     os.path.dirname(BRIDGE), "tests", "reasons")
 OUT_OF_MEMORY = DEFAULT_HEADER + b"Quintora CGI error: Out of memory.\r\n"
@@ -40,7 +39,7 @@ preloadable = unittest.skipUnless(has_bridge(b"/ld-linux"), "a static program lo
 
 @functools.cache
 def reasons():
-    """The C library's words by the error's number."""
+    """The C library's sentences by error number."""
     lines = subprocess.run([REASONS], stdout=subprocess.PIPE, text=True, check=True).stdout
     return dict(enumerate(lines.splitlines()))
 
@@ -67,8 +66,8 @@ REQUESTS = {
 
 
 class Server:
-    """Answers one connection after the other, counts them and the requests that came whole, and
-    keeps what the last of these asked for."""
+    """Answers one connection after the other, counts connections and complete requests, and
+    remembers what the last request asked for."""
 
     def __init__(self, listener, answer):
         self._listener, self._answer = listener, answer
@@ -83,9 +82,9 @@ class Server:
         self._thread.join()
 
     def arrived(self):
-        """How many connections and whole requests came since the last call.
+        """The number of connections and complete requests since the last call.
 
-        What came before this call's own connection is over when that one is.
+        Connects itself, because all earlier connections are finished when its own is.
         """
         with socket.socket(self._listener.family) as connection:
             connection.settimeout(LONGEST_RUN)
@@ -141,8 +140,8 @@ def answer_event(stream, request):
 
 
 def messages(port):
-    """A pattern for every response of docs/messages.md that tells of a fault of the system's; the
-    others tell of what the server or the administrator did."""
+    """A pattern for every response of docs/messages.md that reports an error of the system; the
+    others report mistakes of the server or the administrator."""
     words = "|".join(re.escape(reasons()[number]) for number in errno.errorcode)
     texts = []
     told = re.compile(r"CGI tunnel request error:(?!\(null\)|The reply)|Quintora CGI error")
@@ -215,7 +214,7 @@ class Site:
         return Run(ended.returncode, ended.stdout, ended.stderr, self.server.arrived())
 
     def verdict(self, run):
-        """What a run is, in one word; the run itself when it is nothing that may be."""
+        """The kind of a run's outcome, in one word; the run itself when it is not permitted."""
         connections, _ = run.arrived
         if run.status == HANGS or b"strace: " in run.stderr:
             return run
@@ -235,14 +234,14 @@ class Site:
 
 
 class Preload:
-    """The library that lets calls go wrong, and how often it did."""
+    """The preloaded library that makes calls fail, and how often it did."""
 
     def __init__(self, test):
         self.log = tempfile.TemporaryFile(buffering=0)
         test.addCleanup(self.log.close)
 
     def run(self, site, calls, fault, value=0, first=1, last=2 ** 40, **details):
-        """The run, and how many calls went wrong."""
+        """The run, and how many calls failed."""
         self.log.seek(0)
         self.log.truncate()
         run = site.run(pass_fds=[self.log.fileno()], environment={
@@ -260,14 +259,14 @@ class Preload:
 
 
 def spread(count, most):
-    """The numbers from 1 to count; of more than most, so many, evenly from first to last."""
+    """The numbers from 1 to count; if count exceeds most, `most` of them, evenly spread."""
     if count <= most:
         return list(range(1, count + 1))
     return sorted({1 + round(index * (count - 1) / (most - 1)) for index in range(most)})
 
 
 def with_each_request(*names):
-    """Lets a test get a site for each of these kinds of request, or for all."""
+    """Runs a test with a site for each of these kinds of request, or for all."""
     def decorated(test):
         @functools.wraps(test)
         def with_each(self):
@@ -281,7 +280,7 @@ def with_each_request(*names):
 
 
 class FaultTest(unittest.TestCase):
-    """Runs with one fault each; at the end of a test, what became of how many is printed."""
+    """Runs with one fault each; a test prints at its end how many had which outcome."""
 
     maxDiff = None
     total = 0
@@ -298,7 +297,7 @@ class FaultTest(unittest.TestCase):
         self.assertTrue(self.tally)
 
     def judge(self, site, run, permitted, **fault):
-        """Holds a run to what may become of it, and counts it."""
+        """Checks that a run's outcome is permitted, and counts it."""
         verdict = site.verdict(run)
         kind = fault.get("call", "")
         what = f"{kind} {verdict}".strip() if isinstance(verdict, str) else "wrong"

@@ -1,9 +1,9 @@
-"""Every request for memory of a run is refused once, alone or with all that come after it.
+"""Every memory allocation of a run fails once, alone or together with all later ones.
 
-Each time the run must end in one whole response: the short one that says so, or the usual one where
-it does without that memory. What has to end abnormally still does. The shortened form tries 40
-requests of a run, spread evenly. A static program shows it by its limits of memory, and by the
-system calls that test_system_calls.py refuses.
+Each time the run must end with one whole response: the short one about memory, or the usual one if
+it can do without that memory. A run that has to end abnormally still does. The shortened test tries
+40 allocations of a run, spread evenly. Static programs are tested by memory limits instead, and by
+the system calls that test_system_calls.py makes fail.
 """
 import contextlib
 import functools
@@ -77,7 +77,7 @@ class SpareBytes(FaultTest):
 
 @preloadable
 class AbnormalEnd(FaultTest):
-    """A request that cannot be forwarded ends by an exception that nobody catches."""
+    """A request that cannot be forwarded ends the run abnormally, like an uncaught exception."""
 
     def test_last_line_of_defence_does_not_catch_it(self):
         abnormal = Run(-signal.SIGABRT, b"", b"", (0, 0))
@@ -95,7 +95,7 @@ class AbnormalEnd(FaultTest):
 
 
 class LittleMemory(FaultTest):
-    """As with ulimit -v: what is too little for a large form is enough for an answer."""
+    """As with ulimit -v: memory that is too little for a large form is enough for a response."""
 
     @with_each_request("large form", "large reply")
     def test_each_limit_ends_in_one_whole_response(self, site):

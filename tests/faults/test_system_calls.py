@@ -1,9 +1,9 @@
-"""Every system call of a run fails once, with each error that it may have, or does less than asked.
+"""Every system call of a run fails once, with each error that it can have, or does less than asked.
 
-Each time the run must end soon, with status 0 and one whole response; only what the program loader
-does before the bridge begins may keep it from starting. Refusals come from strace, so that they
-reach the loader and the C library, too. Whatever has to happen in spite of an error comes from a
-library in front of the C library, which only dynamic programs have: the sources are the same.
+Each time the run must end soon, with status 0 and one whole response; only a failure in the program
+loader may keep the bridge from starting. strace makes the calls fail, so that this concerns the
+loader and the C library, too. Where a call must take effect in spite of its error, a preloaded
+library makes it fail, which works for dynamic programs only: the sources are the same.
 """
 import contextlib
 import errno
@@ -25,9 +25,9 @@ STRACE = shutil.which("strace")
 
 ANY_FILE = "EACCES ELOOP EMFILE ENAMETOOLONG ENFILE ENOENT ENOMEM ENOTDIR EOVERFLOW EPERM"
 ANY_SOCKET = "EBADF EFAULT EINVAL ENOBUFS ENOMEM ENOTCONN ENOTSOCK"
-# What each call may say, by its manual page. Not here, because a refusal would be no truth: EINTR
-# and EINPROGRESS of connect, after which the connection is on its way, and EPIPE and ECONNRESET of
-# sendto, after which it is gone: PartialEffects has them.
+# The errors of each call, by its manual page. PartialEffects has those that need more than a
+# failing call: EINTR and EINPROGRESS of connect, after which the connection is being made, and
+# EPIPE and ECONNRESET of sendto, after which it is gone.
 ERRORS = {
     "access": "EACCES EIO ELOOP ENAMETOOLONG ENOENT ENOMEM ENOTDIR",
     "arch_prctl": "EFAULT EINVAL EPERM",
@@ -68,9 +68,9 @@ ERRORS = {
     "write": "EAGAIN EBADF ECONNRESET EDQUOT EFAULT EFBIG EINTR EINVAL EIO ENOSPC EPERM EPIPE",
     "writev": "EAGAIN EBADF ECONNRESET EDQUOT EFAULT EFBIG EINTR EINVAL EIO ENOSPC EPERM EPIPE",
 }
-# What cannot fail, and the start of the program, which is the web server's affair.
+# Calls that cannot fail, and the start of the program, for which the web server is responsible.
 WITHOUT_ERRORS = {"clock_gettime", "execve", "exit_group", "set_tid_address"}
-# After these errors the same call is made again.
+# After these errors the call is repeated.
 AGAIN = {"connect": {"EINTR"}, "poll": {"EINTR"}, "ppoll": {"EINTR"},
          "read": {"EAGAIN", "EINTR"}, "recvfrom": {"EAGAIN", "EINTR"},
          "sendto": {"EAGAIN", "EINTR"}, "write": {"EAGAIN", "EINTR"},
@@ -93,7 +93,7 @@ class Call(NamedTuple):
     file: str  # what the descriptor stands for
 
     def permitted(self, error):
-        """What may become of a run in which this call has this error."""
+        """The permitted outcomes of a run in which this call has this error."""
         if self.owner == "loader":
             return {"page", "not started"}
         if self.owner == "converter":
@@ -101,13 +101,13 @@ class Call(NamedTuple):
         # Nobody is left who could read the response.
         if self.descriptor == 1 and error not in AGAIN["writev"]:
             return {"nothing"}
-        # A form that cannot be read to its end is the part that could be.
+        # Of a form that cannot be read to its end, the part that was read is forwarded.
         if (self.name, self.descriptor) == ("read", 0) and error not in AGAIN["read"]:
             return {"page for less"}
-        # A form without memory to read it into is left out.
+        # Without memory for it, the form is left out.
         if self.name == "mmap":
             return {"page", "page for less", "out of memory"}
-        # What is left of the standard input.
+        # Discarding the rest of standard input.
         if (self.name, self.descriptor) == ("recvfrom", 0):
             return {"page"}
         # A file has no reason to be waited for; an error makes it one that cannot be read.
@@ -124,7 +124,7 @@ def parts(line):
 
 
 class Refusals(FaultTest):
-    """Calls that strace refuses."""
+    """Calls that strace makes fail."""
 
     def setUp(self):
         if not STRACE:
@@ -157,9 +157,9 @@ class Refusals(FaultTest):
         return calls
 
     def faults(self, site):
-        """Calls and errors. The whole list has every call, with all its errors; the shortened one of
-        each name 6 calls, each with one error in turn and those after which it comes again.
-        With which error the turn begins is different for each request."""
+        """Calls and errors. The whole list has every call with all its errors. The shortened list
+        has 6 calls of each name, each with one error in turn and those after which it is repeated.
+        The turn begins with a different error for each request."""
         calls, start = self.calls(site), list(REQUESTS.values()).index(site.request)
         for name in sorted({call.name for call in calls} - WITHOUT_ERRORS):
             named, errors = [call for call in calls if call.name == name], ERRORS[name].split()
@@ -206,7 +206,7 @@ class Refusals(FaultTest):
 
 @preloadable
 class PartialEffects(FaultTest):
-    """Calls that do less than they were asked for, and errors that tell of more than a refusal."""
+    """Calls that do less than they were asked for, and errors of calls that take effect."""
 
     def setUp(self):
         self.preload = Preload(self)
@@ -227,7 +227,7 @@ class PartialEffects(FaultTest):
 
     @with_each_request("GET")
     def test_preferences_that_cannot_be_read_to_their_end_count_as_absent(self, site):
-        """What one call reads names the server's port, and the rest does not come."""
+        """The first call reads the line with the server's port; a later one fails."""
         with open(site.preferences, "a", encoding="utf-8") as file:
             file.write("# " + "x" * 10_000 + "\n")
         for number in 2, 3:
@@ -256,7 +256,7 @@ class PartialEffects(FaultTest):
 
 
 class Waiting(FaultTest):
-    """Standard streams that do not block, which is for the web server to choose."""
+    """Non-blocking standard streams, which a web server may choose."""
 
     @with_each_request("large form", "large reply")
     def test_streams_that_do_not_block_are_awaited(self, site):

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 """Web frameworks in the server's place: which of them read the form that the bridge sends.
 
-Each file in servers/ is a small server on port 8080, made with one framework, as the framework's
-documentation shows it. The first line names the framework and the packages that it comes in, the
-framework's own first; after "npm" they are npm's. A line that ends with the comment "fix" belongs to
-a server that reads the form, one with the comment "plain" to the server without the fix.
+Each file in servers/ is a small server on port 8080, written with one framework as that one's
+documentation shows it. The first line names the framework and its packages, the framework's own
+first; packages after "npm" come from npm. A line that ends with the comment "fix" is only in the
+server with the fix, one with the comment "plain" only in the server without it.
 
 This program, which script/frameworks calls when all packages are installed, starts each server with
-and without its fix, sends a form through the bridge, and writes what came of it into docs/server.md.
+and without its fix, sends a form through the bridge, and writes the results into docs/server.md.
 """
 import contextlib
 import difflib
@@ -85,7 +85,7 @@ def servers():
 
 @contextlib.contextmanager
 def running(text, suffix):
-    """Runs the server with this source, and yields its port, a free one in place of 8080."""
+    """Runs the server with this source, and yields its port: a free one instead of 8080."""
     port = free_port()
     with tempfile.TemporaryDirectory() as folder, open(f"{folder}/log", "w+") as log:
         source = pathlib.Path(folder, "server" + suffix)

@@ -42,11 +42,11 @@ STAND_INS = {
     "usr/local/sbin/sudo": 'exec "$@"',
     "usr/local/sbin/systemctl": '[ "$1" != reload ] || set graceful "$2"\n'
                                 '[ "$2" = apache2 ] && exec apachectl "$1"',
-    # Says no when a package would have its service started as it is installed: Apache would take
-    # port 80 of this machine.
+    # Keeps packages from starting their services when they are installed: Apache would take port 80
+    # of this machine.
     "usr/sbin/policy-rc.d": "exit 101",
 }
-# Only the commands of that folder see its /proc, so nothing that walks through the build does.
+# Only the commands in that folder see its /proc, so nothing that walks through the build meets it.
 ENTER = 'mount -t proc proc "$0/proc"; exec chroot "$0" "$@"'
 BRIDGE = "/usr/lib/cgi-bin/Quintora.cgi"
 DOCTOR = f"quintora-doctor {BRIDGE}"
@@ -239,7 +239,7 @@ class FreshDebian:
         shutil.rmtree(self.folder)
 
     def processes(self):
-        """The ids of all that runs in it: nothing else has this folder for its root."""
+        """The ids of all processes in it: only these have this folder as their root."""
         found = []
         for process in filter(str.isdigit, os.listdir("/proc")):
             with contextlib.suppress(OSError):  # it has just ended
@@ -278,7 +278,7 @@ class FreshDebian:
         return fetch(f"http://127.0.0.1:{self.port}/cgi-bin/{name}", form)
 
     def listing(self):
-        """Every file with what it is and holds, but for the records."""
+        """Every file with its kind and contents, except for the records."""
         found = {}
         for folder, folders, files in os.walk(self.folder):
             inside = os.path.relpath(folder, self.folder)
@@ -732,5 +732,5 @@ def changed(before, after):
 
 if __name__ == "__main__":
     if os.geteuid() != 0:
-        sys.exit("This test makes a Debian in a folder, which only root can.")
+        sys.exit("This test installs a Debian into a folder, which only root can do.")
     unittest.main()

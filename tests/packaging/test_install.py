@@ -9,7 +9,7 @@ import unittest
 from tests.frameworks.frameworks import page_of
 
 EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples"
-# The demo is no use without a build, and a balancer is not for one's first server.
+# The demo needs a build, and a load balancer is not for a first server.
 NOT_SHIPPED = "demo.py", "private_apache.py"
 
 

@@ -1,7 +1,7 @@
 """The launch agent for an Apache in a user's session, and that Apache's configuration.
 
-The configuration is run by this system's Apache, with this system's places in it, a port that is
-free, and a temporary home."""
+This system's Apache runs the configuration, adapted to this system's paths, a free port and a
+temporary home."""
 import os
 import pathlib
 import plistlib

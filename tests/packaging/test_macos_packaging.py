@@ -1,7 +1,7 @@
 """The scripts of packaging/macos, in a copy of the tree, with stand-ins for the tools of macOS.
 
-The stand-ins keep the arguments that they are given and answer with texts as the tools print them,
-so the tests run on every system, a Mac included, and sign and send nothing.
+The stand-ins record their arguments and print texts like those of the tools, so the tests run on
+every system, including a Mac, and sign and send nothing.
 """
 import json
 import os
@@ -113,7 +113,7 @@ def missing(tool):
 
 
 class CopyOfTheTree(unittest.TestCase):
-    """A copy of what is shipped, and a PATH without any tool of macOS but the stand-ins."""
+    """A copy of what is shipped, and a PATH without tools of macOS other than the stand-ins."""
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()

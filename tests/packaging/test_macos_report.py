@@ -1,7 +1,7 @@
 """packaging/macos/report, with stand-ins for macOS: its tools, and a folder for its disk.
 
-The stand-ins keep what a Mac would keep (files, preferences, whether Apache runs), so that a test
-can compare it with what was there before. What a Mac really does they cannot show.
+The stand-ins keep the state that a Mac would keep (files, preferences, whether Apache runs), so
+that a test can compare it with the state before. They cannot show what a Mac really does.
 """
 import os
 import pathlib
@@ -251,7 +251,7 @@ echo "on Anns-Mac-7.local and mac.lee.example, a.lee+x@mail.example: end"
                                re.MULTILINE))
 
     def whole_state(self):
-        """All that a Mac would keep, but for what the report is written into."""
+        """All the state that a Mac would keep, except for the report's own files."""
         found = {}
         for folder in self.disk, self.state:
             for path in sorted(folder.rglob("*")):

@@ -1,6 +1,6 @@
-"""Small faults that can be put into C++ sources, and the judgements of those that change nothing.
+"""Small faults for C++ sources (mutations), and the judgements on those that change nothing.
 
-Comments and preprocessor lines are left alone, and all of a fault stands in one line.
+Comments and preprocessor lines are not changed, and a fault concerns one line only.
 """
 import collections
 import hashlib
@@ -9,7 +9,7 @@ from typing import NamedTuple
 
 
 class Fault(NamedTuple):
-    """A line of a file, and what it becomes."""
+    """A line of a file, and the faulty line that replaces it."""
 
     file: str
     number: int
@@ -20,7 +20,7 @@ class Fault(NamedTuple):
 
     @property
     def key(self):
-        """What identifies the fault in a later version of the file, too."""
+        """Identifies the fault, in later versions of the file, too."""
         return f"{self.file} {self.place}\n- {self.before.strip()}\n+ {self.after.strip()}"
 
     def applied_to(self, text):
@@ -45,14 +45,14 @@ BOOLEAN = re.compile(r"\b(true|false)\b")
 RETURN = re.compile(
     r"\breturn (?!true;|false;|[0-9]+;|std::nullopt;|nullptr;|\{)(?P<value>[^;]+);")
 CONDITION = re.compile(r"\b(?:if|while) \(")
-# A call, an assignment or a jump that is all of a statement.
+# A statement that consists of a call, an assignment or a jump only.
 STATEMENT = re.compile(r"""^\s+(?!return\b|if\b|for\b|while\b|switch\b)
     ( [\w:.>*()\[\]-]+ \(.*\) | [\w:.>*\[\]-]+ [ ] [-+|&*]?= [ ] .* | \+\+\w+
     | break | continue | return );$""", re.VERBOSE)
 
 
 def masked(text):
-    """The text, each character in its place, without comments and the insides of literals."""
+    """The text with comments and the contents of literals blanked; positions do not change."""
     def mask(match):
         token = match[0]
         if token[0] in "\"'":
@@ -62,7 +62,7 @@ def masked(text):
 
 
 def end_of_condition(line, start):
-    """The place of the parenthesis that closes the one before start; None when it is elsewhere."""
+    """The position of the parenthesis that closes the one before start; None if on another line."""
     depth = 1
     for at in range(start, len(line)):
         depth += {"(": 1, ")": -1}.get(line[at], 0)
@@ -72,7 +72,7 @@ def end_of_condition(line, start):
 
 
 def changes(code, line):
-    """All faults of a line: kind, start, end and what stands there instead."""
+    """All faults of a line: kind, start, end and replacement."""
     for match in OPERATOR.finditer(code):
         for kind, table in OPERATORS.items():
             if match[0] in table:
@@ -120,7 +120,7 @@ def faults_in(file, text):
 
 
 def in_random_order(faults, seed):
-    """An order that depends on the seed and the lines, not on what else changes in a file."""
+    """An order that depends on the seed and the lines only, not on other changes in a file."""
     return sorted(faults,
                   key=lambda fault: hashlib.sha256(f"{seed} {fault.key}".encode()).digest())
 

@@ -1,8 +1,8 @@
-"""Puts small faults into a copy of the product, one at a time, and counts how many the tests notice.
+"""Mutation testing: puts small faults into a copy of the product and counts how many are noticed.
 
-A fault that does not compile, that makes the same program, or that is judged to change nothing
-(judged.txt) does not count. The faults are spread over the files by their lines of code; a run with
-the same numbers seeds the same faults.
+The faults are seeded one at a time. A fault that does not compile, that yields the same program, or
+that is judged to change nothing (judged.txt) does not count. The faults are distributed over the
+files by their lines of code; runs with the same numbers seed the same faults.
 """
 import argparse
 import concurrent.futures
@@ -23,11 +23,11 @@ from tests.seeded_faults.faults import faults_in, in_random_order, read_judgemen
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 JUDGED = pathlib.Path(__file__).with_name("judged.txt")
 PRODUCT = ("bridge", "extras", "platform")
-# Held to the Unicode Character Database, line by line, by a test of its own.
+# Generated; tests of their own compare them with their source, line by line.
 GENERATED = ("extras/UppercaseTable.cpp", "platform/charsets/CharsetTables.cpp")
 REQUIRED = 0.9
 MOST_MEMORY = 8 << 30  # of one process; a fault may make it take all that there is
-# The tests that are likely to notice, by the beginning of a file's path; the first one holds.
+# The tests that are likely to notice, by the beginning of a file's path; the first match wins.
 OWN_TESTS = {
     "bridge/SendAppleEvent": ("send_apple_event_tests", "macos_send_apple_event_tests"),
     "bridge/": ("bridge_tests",),
@@ -55,7 +55,7 @@ class Worker:
         self.allowed = {}  # how long the tests may take
         self.temporary.mkdir(parents=True, exist_ok=True)
         self._copy_tree()
-        # Optimised a little, so that what makes no difference makes the same program.
+        # Optimised a little, so that a fault without effect yields the same program.
         self._finish(self._start([
             "cmake", "-S", self.source, "-B", self.build, "-G", "Ninja", "-DBUILD_TESTING=ON",
             "-DCMAKE_BUILD_TYPE=", "-DCMAKE_CXX_FLAGS=-O1", "-DWARNINGS_AS_ERRORS=OFF",
@@ -70,7 +70,7 @@ class Worker:
             self.allowed[step] = 30 + 5 * (time.monotonic() - start)
 
     def _copy_tree(self):
-        """What is the same already keeps its time, so that a second run builds little."""
+        """Unchanged files keep their times, so that a second run builds little."""
         listed = subprocess.run(["git", "ls-files", "-z", "-co", "--exclude-standard"], cwd=ROOT,
                                 check=True, capture_output=True, text=True).stdout.split("\0")
         files = {file for file in listed if (ROOT / file).is_file()}
@@ -84,7 +84,7 @@ class Worker:
                 shutil.copy(ROOT / file, copy)
 
     def outcome(self, fault):
-        """What noticed the fault; empty when nothing did; None when there was nothing to notice."""
+        """What noticed the fault; empty when nothing did; None when the fault does not count."""
         file = self.source / fault.file
         text = file.read_text(encoding="utf-8")
         try:
@@ -108,7 +108,7 @@ class Worker:
             raise DoesNotCompile
 
     def _passes(self, step, seconds):
-        """Whether the tests pass, if need be at the second attempt; too long is too long at once."""
+        """Whether the tests pass, at the second attempt at the latest; a time-out fails at once."""
         command = (["ctest", "--test-dir", self.build, "--stop-on-failure", "--exclude-regex",
                     NOT_BY_CTEST] if step == "ctest"
                    else [self.build / "tests" / step, "--gtest_fail_fast", "--gtest_brief=1"])
@@ -129,7 +129,7 @@ class Worker:
 
     @staticmethod
     def _finish(process, seconds):
-        """The exit status; None, and all of it ended, when it takes longer."""
+        """The exit status; after a time-out None, and the whole process group is killed."""
         end = time.monotonic() + seconds
         try:
             while process.poll() is None and time.monotonic() < end:

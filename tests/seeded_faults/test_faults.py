@@ -1,9 +1,9 @@
-"""Which faults are seeded, and how those that change nothing are remembered."""
+"""Which faults are seeded, and how the judgements on those that change nothing are kept."""
 import unittest
 
 from tests.seeded_faults.faults import faults_in, in_random_order, read_judgements
 
-# Lines, and what the seeded faults make of them.
+# Lines, and their faulty variants.
 LINES = {
     "  if (a < b)": {"  if (a <= b)", "  if (false && (a < b))"},
     "  return a == b && !c;": {"  return a != b && !c;", "  return a == b || !c;",

@@ -1,8 +1,8 @@
-"""What the tests of the built program share: the bridge, run as a web server would, its partners.
+"""Shared by the tests of the built programs: runs the bridge as a web server would, and servers.
 
-The bridge under test is named by the environment variable QUINTORA_BRIDGE, else it is the release
-build. No test depends on the machine's own configuration: each run gets a whole environment of
-its own, and each server listens on a port that was free.
+The bridge under test is the one that the environment variable QUINTORA_BRIDGE names, else that of
+the release build. No test depends on the machine's own configuration: each run gets an environment
+of its own, and each server listens on a free port.
 """
 import contextlib
 import dataclasses
@@ -24,7 +24,7 @@ from typing import NamedTuple
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BRIDGE = os.path.abspath(os.environ.get("QUINTORA_BRIDGE")
                          or os.path.join(ROOT, "build", "release", "Quintora.cgi"))
-# The same, but with a time-out of half a second for an Apple event; the tests' build makes it.
+# The same with a time-out of half a second for Apple events, which the build of the tests makes.
 IMPATIENT_BRIDGE = os.path.abspath(os.environ.get("QUINTORA_IMPATIENT_BRIDGE") or os.path.join(
     ROOT, "build", "release", "tests", "Quintora_impatient.cgi"))
 sys.path.insert(0, os.path.join(ROOT, "examples"))
@@ -40,8 +40,8 @@ VARIABLES = (
     "HTTP_REFERER", "HTTP_USER_AGENT", "HTTP_COOKIE")
 DEFAULT_HEADER = b"Content-type: text/plain\r\n\r\n"
 REQUEST_ERROR = DEFAULT_HEADER + b"CGI tunnel request error:"
-# Only a sanitizer build heeds the first: the body is never released on purpose, and a buffer that
-# cannot be had is one of the cases. script/test-valgrind sets the other.
+# ASAN_OPTIONS is for sanitizer builds: the bridge never frees the body, and a buffer that cannot be
+# allocated is one of the cases. script/test-valgrind sets VALGRIND_OPTS.
 SANITIZERS = {"ASAN_OPTIONS": "detect_leaks=0:allocator_may_return_null=1"}
 if "VALGRIND_OPTS" in os.environ:
     SANITIZERS["VALGRIND_OPTS"] = os.environ["VALGRIND_OPTS"]
@@ -61,12 +61,12 @@ def is_valgrind_build():
 
 
 def is_emulated():
-    """Whether it was built for another processor; see Emulated.cpp."""
+    """Whether the bridge was built for another processor; see Emulated.cpp."""
     return has_bridge(b"/qemu-")
 
 
 def is_sanitizer_build():
-    """Valgrind and an emulator count as one."""
+    """Whether the bridge is instrumented; valgrind and an emulator count, too."""
     return has_bridge(b"__asan_init") or is_valgrind_build() or is_emulated()
 
 
@@ -77,12 +77,12 @@ fast_only = unittest.skipIf(is_valgrind_build() or is_emulated(),
 
 
 def limit_memory(size):
-    """For a new process: as ulimit -v, in bytes."""
+    """Limits a new process's memory, like ulimit -v, but in bytes."""
     resource.setrlimit(resource.RLIMIT_AS, (size, size))
 
 
-# Starts the bridge from a process that is small, because a new process inherits the high-water
-# mark of the one that starts it, and reports how it ended and its peak memory.
+# Starts the bridge and reports its exit status and peak memory. This process is small, because a
+# new process inherits the peak of the one that starts it.
 SUPERVISOR = """
 import os, sys
 child = os.posix_spawn(sys.argv[1], sys.argv[2:], os.environ)
@@ -94,7 +94,7 @@ print(status, usage.ru_maxrss, file=sys.stderr)
 class Run(NamedTuple):
     """The end of one run; status is the exit status, or minus the number of the signal.
 
-    The last two are known of a supervised run only; the peak is in bytes.
+    The last two are known for a supervised run only; the peak is in bytes.
     """
 
     status: int
@@ -134,7 +134,7 @@ def run(environment, *, name="Gateway.cgi", arguments=(), stdin=b"", stdout=subp
 
 @dataclasses.dataclass
 class Request:
-    """What arrived on one connection; what came behind the request is known at its end only."""
+    """What arrived on one connection; bytes after the request are known only when it has ended."""
 
     head: bytes
     body: bytes
@@ -158,7 +158,7 @@ def reply(body, content_type="text/html; charset=utf-8", status="200 OK", *heade
 
 
 class Connection:
-    """The server's end of one connection; all that has come on it is in received."""
+    """The server's end of one connection; `received` has all bytes that have arrived."""
 
     def __init__(self, connection):
         connection.settimeout(LONGEST_RUN)
@@ -167,13 +167,13 @@ class Connection:
         self.received = bytearray()
 
     def receive(self, count=1 << 20):
-        """At most so many of the next bytes; none at the end of the connection."""
+        """At most `count` of the next bytes; none at the end of the connection."""
         data = self._socket.recv(count)
         self.received += data
         return data
 
     def take_request(self):
-        """A whole request; None when there is none, as from one who only looks at the port."""
+        """A whole request; None when none comes, as from a client that only tests the port."""
         while b"\r\n\r\n" not in self.received:
             if not self.receive():
                 return None
@@ -195,22 +195,22 @@ class Connection:
         self._socket.shutdown(socket.SHUT_WR)
 
     def reset(self):
-        """Ends the connection as a crash does."""
+        """Ends the connection by a reset, as a crash does."""
         self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
         self._socket.close()
 
 
 class ScriptedServer:
-    """Gives every connection the same bytes, records what came, and closes (or not, with hold).
+    """Sends the same bytes on every connection, records what arrived, and closes it (unless held).
 
-    With a script it calls that with each connection instead, which then ends. Connections that come
-    at the same time are served at the same time.
+    With a script it instead calls the script with each connection and closes it afterwards. Serves
+    simultaneous connections simultaneously.
     """
 
     def __init__(self, answer=reply(b"page"), port=0, host="127.0.0.1", script=None):
         self.answer = answer
         self.hold = False
-        self.requests = []  # those that the answer was for
+        self.requests = []  # those that got the answer
         self.received = []  # of each connection, everything that was read
         self._script = script or self._answer
         self._socket = socket.create_server(
@@ -223,7 +223,7 @@ class ScriptedServer:
 
     @property
     def connections(self):
-        """How many came; all of them are known when the server is closed."""
+        """The number of connections, which is final when the server is closed."""
         return len(self.received)
 
     @property
@@ -233,7 +233,7 @@ class ScriptedServer:
         return request
 
     def close(self):
-        """Takes those who wait, so that they count; from then on the port refuses connections."""
+        """Serves the connections that wait, so that they count; then the port refuses any other."""
         self._stop.close()
         self._thread.join()
         self._socket.close()
@@ -271,7 +271,7 @@ class ScriptedServer:
 
 
 class BridgeTest(unittest.TestCase):
-    """A bridge in tunnel mode, its preferences and a scripted server at the port they name."""
+    """A bridge in tunnel mode, its preferences and a scripted server at the port that they name."""
 
     def setUp(self):
         self.folder = self.enter(open_folder("config", "runtime", "work"))
@@ -299,7 +299,7 @@ class BridgeTest(unittest.TestCase):
                 "XDG_RUNTIME_DIR": self.path("runtime"), "HOME": self.path("none"), **more}
 
     def run_bridge(self, environment=None, **details):
-        """A run as it should be: status 0 and nothing on standard error."""
+        """A run that must end with status 0 and nothing on standard error."""
         result = run(self.environment(**(environment or {})), cwd=self.path("work"), **details)
         self.assertEqual((result.status, result.stderr), (0, b""), result)
         return result
@@ -327,7 +327,7 @@ class ApacheTest(unittest.TestCase):
 
     bridge = BRIDGE
     names = ("Gateway.cgi",)
-    apache_details = {}  # what else its maker takes
+    apache_details = {}  # further arguments of PrivateApache
 
     @classmethod
     def setUpClass(cls):
@@ -345,7 +345,7 @@ class ApacheTest(unittest.TestCase):
         return value
 
     def browse(self, query="", form=None, *, name="Gateway.cgi", method=None):
-        """What a browser gets for a query and a form body, both sent byte for byte."""
+        """The answer that a browser gets for a query and a form body, both sent byte for byte."""
         head = [f"{method or ('GET' if form is None else 'POST')} /cgi-bin/{name}{query} HTTP/1.1",
                 "Host: localhost", "Connection: close"]
         if form is not None:
@@ -372,7 +372,7 @@ class Answer(NamedTuple):
                 for name in ("fields", "variables")]
 
     def raw(self):
-        """The request as the example server got it, which its page shows as well."""
+        """The request as it arrived at the example server, whose page shows it."""
         return html.unescape(re.search("<pre>(.*)</pre>", self.section("raw"), re.DOTALL)[1])
 
     def section(self, name):

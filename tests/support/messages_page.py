@@ -4,7 +4,7 @@ import re
 from typing import NamedTuple
 
 PAGE = pathlib.Path(__file__).resolve().parents[2] / "docs" / "messages.md"
-# What the page lists although no source has it: the beginning of a header line of the server's.
+# The page lists this, although no source has it: it begins a header line of the server's.
 FROM_THE_SERVER = {"Content-Type: text/html"}
 
 
@@ -14,8 +14,8 @@ class Row(NamedTuple):
 
 
 def rows_of_page():
-    """The rows of the page's tables whose first cell is a text. What is common to the texts of a
-    section begins a line above its table: a text that ends with a colon."""
+    """The rows of the page's tables whose first cell is a text. If the texts of a section have a
+    common beginning, a line above the table shows it: a text that ends with a colon."""
     rows, prefix = [], ""
     for line in PAGE.read_text(encoding="utf-8").splitlines():
         if line.startswith("#"):

@@ -1,5 +1,5 @@
-// What the compiler's header has and macOS 10.11 does not: of functions it says since when they are
-// there, of macros it does not.
+// Removes a macro that macOS 10.11 does not have: the compiler's header says of functions, but not
+// of macros, since which version they exist.
 #pragma once
 #pragma clang system_header
 

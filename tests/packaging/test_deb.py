@@ -659,7 +659,7 @@ class UpgradeTest(InFreshDebian, unittest.TestCase):
             self.check_versions(Quintora=new, **{link: new, copy: old})
             self.check_rules(new)
             self.assertIn(f"Its version is {old}.\n",
-                          self.debian.run(f"quintora-doctor /usr/lib/cgi-bin/{copy}.cgi"))
+                          self.debian.run(f"! quintora-doctor /usr/lib/cgi-bin/{copy}.cgi"))
             self.upgrade(".", "for copy in")
             self.check_versions(Quintora=new, **{link: new, copy: new})
             for name in link, copy:

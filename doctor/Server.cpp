@@ -31,6 +31,14 @@ class StopWatch {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
+void reportNUL(Report& report, size_t end, bool isEmpty) {
+  report.finding({isEmpty ? Weight::stops : Weight::harms,
+                  composed({"The page has a NUL after ", bytes(end), "."}),
+                  isEmpty ? "The output ends there: every visitor sees an empty page."
+                          : "The output ends there: the page is cut off.",
+                  "Let the server send no NUL."});
+}
+
 // Shows what the bridge would print, and reports on it as a page. isEmptyExplained: an earlier
 // finding says why the page is empty.
 void reportOutput(Report& report, bool isEmptyExplained = false) {
@@ -42,12 +50,10 @@ void reportOutput(Report& report, bool isEmptyExplained = false) {
   std::fflush(stdout);
   writeStandardOutput(printed, endsWith(printed, "\n") ? "" : "\n");
   report.section("The page");
-  report.fact(composed({"It has ", printed.size(), " bytes, its header included."}));
+  report.fact(composed({"It has ", bytes(printed.size()), ", its header included."}));
   if (end != std::string::npos)
-    report.finding({Weight::harms, composed({"The page has a NUL after ", end, " bytes."}),
-                    "The output ends there, so the page is cut off or empty.",
-                    "Let the server send no NUL."});
-  if (!isEmptyExplained && isEmptyPage(response))
+    reportNUL(report, end, isEmptyPage(response));
+  else if (!isEmptyExplained && isEmptyPage(response))
     report.finding({Weight::stops, "The page is empty.", "Every visitor sees an empty page.",
                     "Let the server send a page after the header."});
   report.add(findingsOfPage(response));

@@ -20,6 +20,9 @@ DOCTOR = os.path.abspath(os.environ.get("QUINTORA_DOCTOR")
 HEALTHY, FINDING, WRONG_USE = 0, 1, 2
 PREFERENCES = "com.quintora.QuintoraServer.conf"
 PRINTED = "What the bridge would print\n"
+NO_FINDINGS = "Findings\n  + None.\n    Not looked at: the web server, forms, cookies.\n"
+LIKELY_CAUSE = ("First correct what is found about the preferences, which may be the cause. "
+                "Otherwise: ")
 
 
 class Finding(NamedTuple):
@@ -35,9 +38,11 @@ def findings_of(report):
     section = report[report.rindex("\nFindings") + 1:]
     found = [Finding(*finding) for finding in re.findall(
         r"^  [0-9]+\. (.+)\n     (.+)\n     Fix: (.+)\n", section, re.MULTILINE)]
-    heading = "Findings, the worst first\n" if found else "Findings\n  + None.\n"
-    assert section.startswith(heading), section
-    assert section.count("\n") == (1 + 3 * len(found) if found else 2), section
+    if found:
+        assert section.startswith("Findings, the worst first\n"), section
+        assert section.count("\n") == 1 + 3 * len(found), section
+    else:
+        assert section == NO_FINDINGS, section
     met = re.findall(r"^  ! (.+)", report, re.MULTILINE)
     assert sorted(met) == sorted(finding.found for finding in found), report
     return found
@@ -50,6 +55,10 @@ def quoted(text):
 def project_version():
     with open(os.path.join(ROOT, "CMakeLists.txt"), encoding="utf-8") as file:
         return re.search(r"project\(Quintora VERSION ([0-9.]+)", file.read())[1]
+
+
+BEGINNING = ('Begin the page with the line "Content-type: text/html; charset=utf-8", with a capital '
+             "C, a small t and nothing before it, and an empty line.")
 
 
 class DoctorTest(BridgeTest):
@@ -440,7 +449,7 @@ class Probe(DoctorTest):
 
     def test_shows_the_reply_and_what_the_bridge_would_print(self):
         answer = reply("grüße".encode("latin-1"), "text/plain; charset=ISO-8859-1", "201 Created")
-        report = self.probe(HEALTHY, answer)
+        report = self.probe(FINDING, answer)
         self.assertRegex(
             report, r"  \+ The reply came after [0-9]+ ms\.\n"
             r"  \+ Its HTTP status is 201\.\n"
@@ -481,21 +490,72 @@ class Probe(DoctorTest):
         return (f"To see which program listens there: sudo ss -ltnp 'sport = :{self.server.port}' "
                 f"(Linux), sudo lsof -nP -iTCP:{self.server.port} -sTCP:LISTEN (macOS).")
 
+    def without_charset(self):
+        return ("The reply declares no charset.",
+                'Every visitor sees "Error: CGI tunnel returned binary data." and no page.',
+                'Let the server send the line "Content-Type: text/html; charset=utf-8", ";" and '
+                '"=" included. To see what it sends: curl -i -d a=1 '
+                f"http://127.0.0.1:{self.server.port}/apache-tunnel/")
+
+    def test_body_that_is_not_what_the_reply_declares(self):
+        latin1, gzip = "text/html; charset=iso-8859-1", b"\x1f\x8b\x08\x00"
+        wrong = "The bridge decodes it in that charset: a visitor sees wrong letters."
+        utf8 = ("The body is probably UTF-8: its bytes that are not ASCII are valid UTF-8.",
+                'Let the server declare "charset=utf-8" in its HTTP header.')
+        packed = ("The body is compressed with gzip.",
+                  "Let the server send no Content-Encoding: the bridge decodes none.")
+        header = b"Content-type: text/html; charset=utf-8\r\n\r\n"
+        self.check(reply(header + "Zürich".encode(), latin1), (
+            f'{utf8[0]} The reply declares the charset "iso-8859-1".', wrong, utf8[1]))
+        self.check(reply(header + "Zürich".encode(), "text/html; charset=iso-2022-jp"), (
+            'Byte 44 of the reply, hexadecimal C3, is not valid in the charset "iso-2022-jp".',
+            "Every visitor sees an empty page.", " ".join(utf8)))
+        self.check(reply(gzip), (
+            'Byte 2 of the reply, hexadecimal 8B, is not valid in the charset "utf-8".',
+            "Every visitor sees an empty page.", " ".join(packed)))
+        _, (finding, *_) = self.findings_of_reply(reply(gzip, latin1))
+        self.assertEqual(finding, (
+            f'{packed[0]} The reply declares the charset "iso-8859-1".', wrong, packed[1]))
+        _, (finding, *_) = self.findings_of_reply(reply("page".encode("utf-16-le"),
+                                                        "text/html; charset=utf-16"))
+        self.assertEqual(finding, (
+            "The body is probably little-endian, but without a byte-order mark UTF-16 is read as "
+            'big-endian. The reply declares the charset "utf-16".', wrong,
+            'Let the server declare "charset=utf-16le", or send UTF-8.'))
+
+    def findings_of_reply(self, answer):
+        self.server.answer = answer
+        return self.examine("--probe", self.copy())
+
+    def test_body_that_is_what_the_reply_declares(self):
+        header = "Content-type: text/html; charset=utf-8\r\n\r\n"
+        for text, charset, codec in (
+                ("Zürich", "iso-8859-1", "latin-1"), ("Zürich", "utf-8", "utf-8"),
+                ("Zurich", "iso-8859-1", "latin-1"), ("Zürich", "utf-16", "utf-16"),
+                ("Zürich", "utf-16", "utf-16-be"), ("Zürich", "utf-16le", "utf-16-le"),
+                ("日本語", "shift_jis", "shift_jis"), ("日本語", "euc-jp", "euc-jp")):
+            with self.subTest(charset=charset, codec=codec):
+                self.check(reply((header + text).encode(codec), f"text/html; charset={charset}"))
+
+    def test_one_byte_is_counted_in_the_singular(self):
+        report = self.check(reply(b"x"))
+        self.assertIn("    Its body has 1 byte.\n", report)
+
     def test_reply_that_is_no_page(self):
-        instead = "Every visitor sees a message that says so, and no page."
+        no_body = ("The reply has no body.",
+                   'Every visitor sees "CGI tunnel request error:(null)" and no page.',
+                   "Let the server send at least one byte.")
         empty = "Every visitor sees an empty page."
         declare = "Let the server declare the charset that it sends, or send what it declares."
-        utf8 = ('Let the server send UTF-8 and declare "charset=utf-8"; docs/tunnel.md lists all '
-                "charsets.")
+        utf8 = 'Let the server send UTF-8 and declare "charset=utf-8".'
         rows = (
-            (reply(b""), "The reply has no body.", instead,
-             "Let the server send at least one byte."),
-            (reply(b"", status="204 No Content"), "The reply has no body.", instead,
-             "Let the server send at least one byte."),
-            (reply(b"<p>page", "text/html"), "The reply declares no charset.", instead,
-             'Let the server send "Content-Type: text/html; charset=utf-8".'),
-            (reply(b"page", None), "The reply declares no charset.", instead,
-             'Let the server send "Content-Type: text/html; charset=utf-8".'),
+            (reply(b""), *no_body),
+            (reply(b"", status="204 No Content"), *no_body),
+            (reply(b"<p>page", "text/html"), *self.without_charset()),
+            (reply(b"page", None), *self.without_charset()),
+            (reply(b"page", "text/html charset=utf-8"), *self.without_charset()),
+            (reply(b"page", "text/html; charset: utf-8"), *self.without_charset()),
+            (reply(b"page", "text/html; charset="), *self.without_charset()),
             (reply(b"page\xff"), "Byte 5 of the reply, hexadecimal FF, is not valid in the charset "
              '"utf-8".', empty, declare),
             (reply(b"\x81", "text/html; charset=shift_jis"),
@@ -511,22 +571,33 @@ class Probe(DoctorTest):
         report = self.check(rows[2][0], rows[2][1:])
         self.assertIn('    Its body begins with "<p>page".\n', report)
 
+    def test_redirect_that_the_reply_declares(self):
+        for status in "302 Found", "303 See Other", "399 x":
+            finding = (f"The HTTP status of the reply is {status[:3]}.",
+                       "The bridge ignores the status and the Location of the reply: a visitor is "
+                       "not redirected.",
+                       f'Put the lines "Status: {status[:3]}" and "Location: URL" into the page\'s '
+                       'own header, after its first line, "Content-type:".')
+            _, findings = self.findings_of_reply(reply(b"", status=status))
+            self.assertEqual(findings[0].found, "The reply has no body.")
+            self.assertEqual(findings[1:], [finding])
+
     def test_status_that_is_not_one_of_success(self):
-        effect = ("The bridge prints the body of the reply all the same: a visitor may see the "
-                  "error page of another program.")
-        fix = ("Check whether the page above is the server's. If not, the port may be another "
-               f"program's, the web server's own, or an HTTPS port. {self.listener()}")
-        for status in "404 Not Found", "302 Found", "500 Internal Server Error":
+        def finding(status):
+            return (f"The HTTP status of the reply is {status}.",
+                    "The bridge prints the body of the reply all the same: a visitor may see the "
+                    "error page of another program, and gets the status 200.",
+                    "Check whether the page above is the server's. If it is, put the line "
+                    f'"Status: {status}" into the page\'s own header. If not, the port may be '
+                    "another program's, the web server's own, or an HTTPS port. "
+                    f"{self.listener()}")
+        for status in "404 Not Found", "500 Internal Server Error":
             with self.subTest(status=status):
-                self.check(reply(b"page", status=status),
-                           (f"The HTTP status of the reply is {status[:3]}.", effect, fix))
+                self.check(reply(b"page", status=status), finding(status[:3]))
         # As a server says at its HTTPS port that it expects TLS.
         self.check(reply(b"<html>400 The plain HTTP request was sent to HTTPS port\n", "text/html",
                          "400 Bad Request"),
-                   ("The reply declares no charset.",
-                    "Every visitor sees a message that says so, and no page.",
-                    'Let the server send "Content-Type: text/html; charset=utf-8".'),
-                   ("The HTTP status of the reply is 400.", effect, fix))
+                   self.without_charset(), finding(400))
 
     def test_exchange_that_fails(self):
         where = f"127.0.0.1 port {self.server.port}"
@@ -551,18 +622,16 @@ class Probe(DoctorTest):
                 self.assertIn("CGI tunnel request error:", report)
 
     def test_page_that_goes_wrong(self):
-        html = 'Begin the page with the line "Content-type: text/html; charset=utf-8", with a ' \
-               "small t and nothing before it, and an empty line."
+        html = BEGINNING
         source = "The bridge prints it as text/plain: a visitor sees its source."
         header = 'The page has a header that does not begin with exactly "Content-type:". ' \
                  "The page begins with "
         text = "The bridge ignores that header: a visitor sees it, and the page's source, as text."
         utf8 = ("The bridge prints UTF-8, so a visitor sees wrong letters.",
                 'Declare "charset=utf-8" in the page\'s header.')
+        guess = ("Browsers may show wrong letters, unless the web server adds a charset.",)
         empty = ("The page is empty.", "Every visitor sees an empty page.",
                  "Let the server send a page after the header.")
-        nul = ("The output ends there, so the page is cut off or empty.",
-               "Let the server send no NUL.")
         rows = (
             (b"<!DOCTYPE html>\n<p>x", 'The page is HTML without a header: "<!DOCTYPE html>".',
              source, html),
@@ -581,7 +650,25 @@ class Probe(DoctorTest):
             (b"Content-type: text/html\r\n\r\n", *empty),
             (b"\r\n", *empty),
             (b"\xef\xbb\xbf", *empty),
-            (b"pa\0ge", "The page has a NUL after 2 bytes.", *nul),
+            (b"pa\0ge", "The page has a NUL after 2 bytes.",
+             "The output ends there: the page is cut off.", "Let the server send no NUL."),
+            (b"\0page", "The page has a NUL after 0 bytes.",
+             "The output ends there: every visitor sees an empty page.",
+             "Let the server send no NUL."),
+            (b"Content-type: text/html\n\n\0page", "The page has a NUL after 25 bytes.",
+             "The output ends there: every visitor sees an empty page.",
+             "Let the server send no NUL."),
+            (b"\r\nContent-type: text/html\r\n\r\n<p>x", header + "an empty line.", text, html),
+            (b"content-type: text/html\r\n\r\n<p>x", header + '"content-type: text/html".', text,
+             html),
+            ("Content-type: text/html\r\n\r\nZürich".encode(),
+             "The page's own header declares no charset, and the page is not all ASCII.", *guess,
+             'Declare "charset=utf-8" in the page\'s header.'),
+            ("Content-type: text/plain\r\n\r\ncharset: Zürich".encode(),
+             "The page's own header declares no charset, and the page is not all ASCII.", *guess,
+             'Declare "charset=utf-8" in the page\'s header.'),
+            ("Zürich".encode(),
+             "The page has no header that declares a charset, and is not all ASCII.", *guess, html),
             (b"Content-type: text/html\r\nStatus: 100 Continue\r\n\r\nx",
              'The page\'s "Status: 100 Continue" is not the status of a page.',
              "A browser waits for another response and shows nothing.",
@@ -590,13 +677,14 @@ class Probe(DoctorTest):
         for body, *finding in rows:
             with self.subTest(body=body):
                 self.check(reply(body), finding)
-        self.check(reply(b"\0page"), empty, ("The page has a NUL after 0 bytes.", *nul))
 
     def test_page_in_which_nothing_is_odd(self):
         for body in (b"Content-type: text/html; charset=utf-8\r\n\r\nZ\xc3\xbcrich",
                      b"Content-type: text/html; charset=iso-8859-1\r\rplain",
                      b"Content-type: text/html\nLocation: http://example.com/\n\n",
                      b"Content-type: text/html\r\nStatus: 204 No Content\r\n\r\n",
+                     'Content-type: text/html\n\n<meta charset="utf-8"><p>Zürich'.encode(),
+                     "Content-type: application/json\n\nZürich".encode(),
                      b"1 < 2 and 3 > 2", b"<- Content-type:", b"Content-type",
                      b"text\n\nContent-Type: x", b"Status: fine"):
             with self.subTest(body=body):
@@ -605,9 +693,7 @@ class Probe(DoctorTest):
     def test_terminal_is_not_obeyed_by_what_a_finding_quotes(self):
         report = self.check(reply("<a\x1b[31m\x7f\t".encode() + "é".encode() * 40 + b">"), (
             'The page is HTML without a header: "<a?[31m??' + "é" * 26 + '...".',
-            "The bridge prints it as text/plain: a visitor sees its source.",
-            'Begin the page with the line "Content-type: text/html; charset=utf-8", with a small t '
-            "and nothing before it, and an empty line."))
+            "The bridge prints it as text/plain: a visitor sees its source.", BEGINNING))
         self.assertEqual(report.count("\x1b"), 1, "in what the bridge prints")
 
 

@@ -63,11 +63,17 @@ String secondsOf(std::chrono::milliseconds time) {
   return composed({std::chrono::duration_cast<std::chrono::seconds>(time).count(), " seconds"});
 }
 
-void reportFailure(Report& report, const ConnectionChoice& choice, const String& sentence) {
-  report.finding({Weight::stops, *sentence, kInsteadOfPage, fixOfFailure(*sentence, choice)});
+void reportFailure(const Examination& examination, const String& sentence) {
+  const char* const first = examination.hasLikelyCause
+                                ? "First correct what is found about the preferences, which may be "
+                                  "the cause. Otherwise: "
+                                : "";
+  examination.report.finding({Weight::stops, *sentence, kInsteadOfPage,
+                              composed({first, fixOfFailure(*sentence, examination.choice)})});
 }
 
-void probeTunnel(Report& report, const ConnectionChoice& choice, const HTTPRequest& request) {
+void probeTunnel(const Examination& examination, const HTTPRequest& request) {
+  Report& report = examination.report;
   report.fact(composed({"Waiting up to ", secondsOf(request.timeoutInterval), " for the reply."}));
   const StopWatch watch;
   const HTTPResponse response = sendSynchronousRequest(request);
@@ -79,28 +85,29 @@ void probeTunnel(Report& report, const ConnectionChoice& choice, const HTTPReque
     isReadable = reportReply(report, response);
   } else {
     report.fact(composed({"The exchange failed after ", time, "."}));
-    reportFailure(report, choice, response.localizedDescription);
+    reportFailure(examination, response.localizedDescription);
   }
   reportOutput(report, /*isEmptyExplained=*/!isReadable);
 }
 
-void lookAtPort(Report& report, const ConnectionChoice& choice, const HTTPRequest& request) {
+void lookAtPort(const Examination& examination, const HTTPRequest& request) {
   if (const String failure = connectionFailure(request))
-    return reportFailure(report, choice, failure);
-  report.good(
-      composed({"Something on this machine accepts connections on port ", choice.port, "."}));
-  report.fact("--probe shows whether it is the server.");
+    return reportFailure(examination, failure);
+  examination.report.good(
+      composed({"Something on this machine accepts connections on port ", request.port, "."}));
+  examination.report.fact("--probe shows whether it is the server.");
 }
 
-void reportTunnel(Report& report, const ConnectionChoice& choice, bool isProbing) {
+void reportTunnel(const Examination& examination) {
   FormBody body(postParameters);
   const HTTPRequest request = localRequest(body);
-  if (isPortOfURL(choice.port))
-    return isProbing ? probeTunnel(report, choice, request) : lookAtPort(report, choice, request);
+  if (isPortOfURL(request.port))
+    return examination.isProbing ? probeTunnel(examination, request)
+                                 : lookAtPort(examination, request);
   cgiResult = kMalformedURL;
-  reportFailure(report, choice, cgiResult);
-  if (isProbing)
-    reportOutput(report);
+  reportFailure(examination, cgiResult);
+  if (examination.isProbing)
+    reportOutput(examination.report);
 }
 
 void reportAppleEvents(Report& report, bool isProbing) {
@@ -113,7 +120,8 @@ void reportAppleEvents(Report& report, bool isProbing) {
   const String time = watch.read();
   if (!hasReply)
     report.finding({Weight::stops, *cgiResult, kInsteadOfPage,
-                    "docs/messages.md lists this text with its causes."});
+                    "Start the server. On systems other than macOS this mode is for development "
+                    "only: remove QZCGIConnectionProtocol for tunnel mode."});
   else if (!cgiResult)
     report.finding({Weight::stops, "The reply is not UTF-8.",
                     "Every visitor sees \"(null)\" and no page.",
@@ -125,12 +133,12 @@ void reportAppleEvents(Report& report, bool isProbing) {
 
 }  // namespace
 
-void reportServer(Report& report, const ConnectionChoice& choice, bool isProbing) {
-  report.section("The server");
-  if (choice.isAppleEventMode)
-    reportAppleEvents(report, isProbing);
+void reportServer(const Examination& examination) {
+  examination.report.section("The server");
+  if (examination.choice.isAppleEventMode)
+    reportAppleEvents(examination.report, examination.isProbing);
   else
-    reportTunnel(report, choice, isProbing);
+    reportTunnel(examination);
 }
 
 }  // namespace quintora

@@ -105,6 +105,15 @@ class Use(DoctorTest):
     def test_help_goes_to_standard_output(self):
         self.assertTrue(self.report(HEALTHY, "--help").startswith("usage: quintora-doctor"))
 
+    def test_help_says_how_to_run_this_program_as_the_web_server(self):
+        installed = self.path("work", "quintora-doctor")
+        os.symlink(DOCTOR, installed)
+        for program, path in ((installed, f" {installed}"),
+                              ("quintora-doctor", ' "$(command -v quintora-doctor)"')):
+            output = subprocess.run([program, "--help"], check=True, stdout=subprocess.PIPE,
+                                    env={**SANITIZERS, "PATH": self.path("work")}).stdout
+            self.assertIn(f"  sudo -u www-data env -i{path} --probe PATH\n", output.decode())
+
     def test_version_is_that_of_the_project(self):
         self.assertEqual(self.report(HEALTHY, "--version"),
                          f"quintora-doctor {project_version()}\n")
@@ -158,6 +167,38 @@ class Connection(DoctorTest):
                 "Correct the path, or let this user execute the file and enter each directory "
                 "above it.")])
 
+    def test_copy_that_is_not_there(self):
+        path, link = self.path("work", "None.cgi"), self.path("work", "Link.cgi")
+        os.symlink("old/Quintora.cgi", link)
+        effect = "A web server that runs as this user shows an error page of its own."
+        self.assertEqual(self.examine(path)[1], [(
+            f"{path}: there is no such file.", effect,
+            "Correct the path. The package and the sources may install the bridge in different "
+            "directories, such as /usr/lib/cgi-bin and /usr/local/lib/cgi-bin.")])
+        self.assertEqual(self.examine(link)[1], [(
+            f'{link} is a link that leads nowhere: it points to "old/Quintora.cgi".', effect,
+            "Let the link point to an installed copy of the bridge.")])
+
+    def test_value_from_the_home_directory_is_a_finding(self):
+        home = self.path("home")
+        os.makedirs(f"{home}/.config")
+        file, everybodys = (f"{folder}/{PREFERENCES}" for folder in (f"{home}/.config",
+                                                                     self.path("none")))
+        write_preferences(f"{home}/.config", QZQuintoraServerPort=self.server.port)
+        for folder in "", f"{home}/.config":
+            report, findings = self.examine(self.copy(), HOME=home, XDG_CONFIG_HOME=folder)
+            self.assertEqual(findings, [(
+                f"QZQuintoraServerPort comes from this user's home directory: {file}.",
+                "A web server that does not set HOME does not read this file: mode and port may "
+                "be others there.",
+                f"Set QZQuintoraServerPort in {everybodys}, and run quintora-doctor as the web "
+                "server runs the copy: quintora-doctor --help shows how.")], report)
+        self.server.close()
+        _, findings = self.examine(self.copy(), HOME=home, XDG_CONFIG_HOME="")
+        self.assertEqual(findings[0].fix, f"{LIKELY_CAUSE}Start the server. If it has another port: "
+                         "Set QZQuintoraServerPort to the server's port, a number alone, in "
+                         f"{everybodys}.")
+
     def test_each_step_to_the_port_is_shown(self):
         """The scripted server is where the bridge's own end-to-end tests find it, too."""
         port = self.server.port
@@ -177,24 +218,25 @@ class Connection(DoctorTest):
             with self.subTest(name=name):
                 self.prefer(**preferences)
                 report = self.report(HEALTHY, self.copy(name))
-                for fact in (*facts, f"is port {port}."):
+                for fact in (*facts, f"The port is {port}"):
                     self.assertIn(fact, report)
 
     def test_port_that_is_none(self):
         for name, port, sentence in (
-                ("Gateway_sales.cgi", '"sales" is port 0', "Port 0 does not exist: TCP ports go "
+                ("Gateway_sales.cgi", '0, the number read from "sales".', "Port 0 does not exist: TCP ports go "
                  "from 1 to 65535."),
-                ("Gateway_70000.cgi", '"70000" is port 70000', "Port 70000 does not exist: TCP "
+                ("Gateway_70000.cgi", '70000.', "Port 70000 does not exist: TCP "
                  "ports go from 1 to 65535."),
-                ("Gateway_-1.cgi", '"-1" is port -1', "CGI tunnel error: malformed URL.")):
+                ("Gateway_-1.cgi", '-1.', "CGI tunnel error: malformed URL.")):
             tag = name[len("Gateway_"):-len(".cgi")]
             for options in [], ["--probe"]:
                 report, findings = self.examine(*options, self.copy(name))
-                self.assertIn(port, report)
+                self.assertIn(f"    The port is {port}\n", report)
                 self.assertEqual(findings, [(
                     sentence, "Every visitor sees a message that says so, and no page.",
                     "Rename the copy, for example to Gateway_8081.cgi for port 8081, or add an "
-                    f'entry for "{tag}" to QZQuintoraCloudServerPorts.')])
+                    f'entry for "{tag}" to QZQuintoraCloudServerPorts in '
+                    f'{self.path("none")}/{PREFERENCES}.')])
         self.assertIn(f"{PRINTED}{DEFAULT_HEADER.decode()}CGI tunnel error: malformed URL.\r\n",
                       report)
 
@@ -207,9 +249,11 @@ class Connection(DoctorTest):
         self.server.close()
         port = self.server.port
         for name, fix in (
-                ("Gateway.cgi", "Set QZQuintoraServerPort to the server's port, a number alone."),
+                ("Gateway.cgi", "Set QZQuintoraServerPort to the server's port, a number alone, in "
+                 f'{self.path("config")}/{PREFERENCES}.'),
                 (f"Gateway_{port}.cgi", "Rename the copy, for example to Gateway_8081.cgi for port "
-                 f'8081, or add an entry for "{port}" to QZQuintoraCloudServerPorts.')):
+                 f'8081, or add an entry for "{port}" to QZQuintoraCloudServerPorts in '
+                 f'{self.path("none")}/{PREFERENCES}.')):
             self.assert_found(name, (
                 f"127.0.0.1 port {port} refused the connection.",
                 "Every visitor sees a message that says so, and no page.",
@@ -285,9 +329,32 @@ class Mistakes(DoctorTest):
     def test_other_lines_are_nobodys_concern(self):
         self.write(f"\uFEFFQZQuintoraServerPort={self.server.port}\n\n"
                    "  # QZQuintoraServerport = 1\n; QZQuintoraServerPort = 2\n"
-                   "[main]\nPort = 3\n=\nQuintora is down\n"
+                   "[main]\nFont = 3\n=\nQuintora is down\n# ServerPort = 3\nNo port\n"
                    f"{'x' * 100_000} = 4\n")
-        self.assert_found("Gateway.cgi")
+        self.assertNotIn("also sets", self.assert_found("Gateway.cgi"))
+
+    def test_keys_of_ports_that_the_bridge_does_not_read_are_listed(self):
+        self.write(f"QZQuintoraServerPort = {self.server.port}\nQZQuintoraPort = 8088\n"
+                   "export QZQuintoraServerPort=8080\nServerPort=1\nprotocol = Apple\nFont = 4\n")
+        self.assertIn('    It also sets keys that the bridge does not read: "QZQuintoraPort", '
+                      '"export QZQuintoraServerPort", "ServerPort", "protocol".\n',
+                      self.assert_found("Gateway.cgi"))
+
+    def test_likely_cause_of_a_failure_is_pointed_to(self):
+        for line, found in (
+                ("QZQuintoraCloudServerPort = sales:8080", "QZQuintoraCloudServerPorts"),
+                ("QZQuintoraCloudServerPorts = sales=8080", 'has no ":".')):
+            self.write(f"{line}\n")
+            report, findings = self.examine(self.copy("Gateway_sales.cgi"))
+            self.assertEqual(len(findings), 2, report)
+            self.assertTrue(findings[0].fix.startswith(f"{LIKELY_CAUSE}Rename the copy"), report)
+            self.assertIn(found, findings[1].found)
+
+    def test_finding_about_the_copy_is_no_cause_of_a_failure(self):
+        self.server.close()
+        _, findings = self.examine(self.path("work", "None.cgi"))
+        self.assertEqual(len(findings), 2)
+        self.assertTrue(findings[1].fix.startswith("Start the server."), findings)
 
     def test_port_with_more_than_a_number(self):
         port = self.server.port
@@ -318,12 +385,13 @@ class Mistakes(DoctorTest):
                 "Gateway.cgi",
                 ("Port 0 does not exist: TCP ports go from 1 to 65535.",
                  "Every visitor sees a message that says so, and no page.",
-                 "Set QZQuintoraServerPort to the server's port, a number alone."),
+                 f"{LIKELY_CAUSE}Set QZQuintoraServerPort to the server's port, a number alone, in "
+                 f'{self.path("config")}/{PREFERENCES}.'),
                 ("The value of QZQuintoraServerPort has quotation marks.",
                  "They are part of the value, and a port after one is not recognised.",
                  "Write QZQuintoraServerPort without quotation marks."))
             self.assertIn(f"QZQuintoraServerPort is {quoted(value)}, by ", report)
-            self.assertIn(f"As a number, {quoted(value)} is port 0.", report)
+            self.assertIn(f"The port is 0, the number read from {quoted(value)}.", report)
         self.prefer(QZQuintoraCloudServerPorts=f'"east":{self.server.port}')
         report, findings = self.examine(self.copy(f"Gateway_{self.server.port}.cgi"))
         self.assertEqual([finding.found for finding in findings],
@@ -382,15 +450,17 @@ class Mistakes(DoctorTest):
         self.assertIn('It has no entry for "sales"; its keys are "8081", "Sales".', report)
         self.assertEqual(findings[0], (
             "Port 0 does not exist: TCP ports go from 1 to 65535.",
-            "Every visitor sees a message that says so, and no page.",
+            "Every visitor sees a message that says so, and no page.", LIKELY_CAUSE +
             'Rename the copy, for example to Gateway_8081.cgi for port 8081, or add an entry for '
-            '"sales" to QZQuintoraCloudServerPorts, which has entries for "8081", "Sales".'))
+            f'"sales" to QZQuintoraCloudServerPorts in {self.path("config")}/{PREFERENCES}, which '
+            'has entries for "8081", "Sales"; upper and lower case matter.'))
 
     def test_entry_without_a_port_is_what_there_is_to_correct(self):
         self.prefer(QZQuintoraCloudServerPorts="sales:west")
         _, findings = self.examine(self.copy("Gateway_sales.cgi"))
         self.assertEqual(findings[0].fix,
-                         'Correct the entry "sales:west" of QZQuintoraCloudServerPorts.')
+                         f'{LIKELY_CAUSE}Correct the entry "sales:west" of '
+                         "QZQuintoraCloudServerPorts.")
 
     def test_each_mistake_in_the_guide_is_a_finding(self):
         with open(os.path.join(ROOT, "docs", "preferences.md"), encoding="utf-8") as file:
@@ -813,7 +883,8 @@ class AppleEvents(DoctorTest):
         report, findings = self.examine("--probe", self.copy())
         self.assertEqual(findings, [(
             message, "Every visitor sees a message that says so, and no page.",
-            "docs/messages.md lists this text with its causes.")])
+            "Start the server. On systems other than macOS this mode is for development only: "
+            "remove QZCGIConnectionProtocol for tunnel mode.")])
         self.assertIn(f"{PRINTED}{DEFAULT_HEADER.decode()}{message}\r\n", report)
         self.assertIn("    Waiting up to about a minute for the reply.\n", report)
 

@@ -281,10 +281,24 @@ def values(results):
         "cheap_rounds": small["rounds"][0], "dear_rounds": small["rounds"][1],
         "form_bytes": small["form_bytes"], "apache_seconds": results["apache"]["seconds"],
         "apache_rounds": results["apache"]["rounds"],
+        **explanations(results),
         "bridge_memory": mebibytes(small["peaks"]["bridge"]),
         **{f"{name}_per_mib": per_mib(measured) for name, measured in large.items()},
         **{f"{name}_memory": f"{measured['memory']:.1f}" for name, measured in large.items()},
     }
+
+
+def explanations(results):
+    """What the targets that are missed are made of."""
+    get, counts = results["small"]["GET"], results["small"]["counts"]
+    bridge, careful, static, floor = (get[name]["seconds"] for name in (
+        "bridge", "careful floor", "static C floor", "C floor"))
+    loader = sum(count for file, count in counts["dynamic bridge"]["by_file"].items()
+                 if file.startswith("ld-"))
+    return {"precautions": milliseconds(careful - static),
+            "request_work": milliseconds(bridge - careful),
+            "careful_static": f"{careful / static:.2f}", "careful_floor": f"{careful / floor:.2f}",
+            "dynamic_limit": f"{loader + counts['bridge']['instructions']:,}"}
 
 
 def page(template, results):

@@ -103,16 +103,16 @@ unpack_package() (
     return
   fi
   mkdir -p "${3%/*}"
-  work=$(mktemp -d "$PWD/$3.XXXXXX")
-  trap 'rm -rf "$work"' EXIT
+  unpacking=$(mktemp -d "$PWD/$3.XXXXXX")
+  trap 'rm -rf "$unpacking"' EXIT
   trap 'exit 1' HUP INT TERM # which runs the trap above
-  mkdir -p "$work/lists/partial" "$work/archives/partial"
+  mkdir -p "$unpacking/lists/partial" "$unpacking/archives/partial"
   apt=(apt-get -qq -o "APT::Architecture=$2" -o "APT::Architectures=$2"
-    -o "Dir::State::Lists=$work/lists" -o "Dir::Cache=$work" -o APT::Sandbox::User=)
+    -o "Dir::State::Lists=$unpacking/lists" -o "Dir::Cache=$unpacking" -o APT::Sandbox::User=)
   "${apt[@]}" update
-  (cd "$work" && "${apt[@]}" download "$1")
-  dpkg-deb --extract "$work/$1"_*.deb "$work/root"
-  echo "$version" >"$work/root/unpacked-for"
+  (cd "$unpacking" && "${apt[@]}" download "$1")
+  dpkg-deb --extract "$unpacking/$1"_*.deb "$unpacking/root"
+  echo "$version" >"$unpacking/root/unpacked-for"
   rm -rf "$3"
-  mv "$work/root" "$3"
+  mv "$unpacking/root" "$3"
 )

@@ -140,9 +140,11 @@ TextEncoding builtInTextEncoding(std::string_view name) {
 // RFC 2978 and older registered names allow more characters. The GNU C library ignores those, and
 // would take "utf{-8" for UTF-8.
 bool isCharsetName(std::string_view name) {
-  return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
-    return isASCIILetter(c) || isASCIIDigit(c) || kMarks.find(c) != kMarks.npos;
-  });
+  constexpr size_t kMostBytes = 100;
+  return !name.empty() && name.size() <= kMostBytes &&
+         std::all_of(name.begin(), name.end(), [](char c) {
+           return isASCIILetter(c) || isASCIIDigit(c) || kMarks.find(c) != kMarks.npos;
+         });
 }
 
 }  // namespace quintora

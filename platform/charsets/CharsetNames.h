@@ -15,8 +15,9 @@ bool isAmongCharsetNames(std::string_view name, std::string_view names);
 // The encoding that a charset name stands for; kNoTextEncoding when it is not built in.
 TextEncoding builtInTextEncoding(std::string_view name);
 
-// Whether the name consists of letters, digits and "-_:.", at least one of them. So do all
-// registered charset names except a few that no converter has.
+// Whether the name consists of letters, digits and "-_:.", at least one and at most 100 of them. So
+// do all registered charset names except a few that no converter has. A server may send a longer
+// one, which would be compared with each known name.
 bool isCharsetName(std::string_view name);
 
 }  // namespace quintora

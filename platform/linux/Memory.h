@@ -2,6 +2,7 @@
 // megabytes. Reads and writes whole words, in the little-endian order of every supported processor.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -81,8 +82,9 @@ inline uint64_t zeroBytes(uint64_t word) {
   return (word - 0x0101010101010101) & ~word & 0x8080808080808080;
 }
 
-// The first byte with this value; null if there is none. Reads nothing after the bytes.
-inline const char* findByte(const char* at, unsigned char byte, size_t size) {
+// The first byte, of those in one page of memory, with this value; null if there is none. Reads
+// nothing after the bytes.
+inline const char* findByteInPage(const char* at, unsigned char byte, size_t size) {
   const uint64_t pattern = byte * uint64_t{0x0101010101010101};
   const char* const end = at + size;
   const auto found = [&](size_t word) {
@@ -97,6 +99,20 @@ inline const char* findByte(const char* at, unsigned char byte, size_t size) {
   for (; at != end; ++at) {
     if (static_cast<unsigned char>(*at) == byte)
       return at;
+  }
+  return nullptr;
+}
+
+// The first byte with this value; null if there is none. After that byte it reads in the same page
+// of memory only: callers that know that there is one may give a size beyond what they own.
+inline const char* findByte(const char* at, unsigned char byte, size_t size) {
+  constexpr size_t kPage = 4096;  // the smallest
+  while (size > 0) {
+    const size_t part = std::min(size, kPage - reinterpret_cast<uintptr_t>(at) % kPage);
+    if (const char* const found = findByteInPage(at, byte, part))
+      return found;
+    at += part;
+    size -= part;
   }
   return nullptr;
 }

@@ -160,7 +160,8 @@ bool Exchange::connect() {
   if (error == 0)
     return true;
   const bool wasRefused = error == ECONNREFUSED;
-  foundNobody_ = wasRefused || error == ENETUNREACH;  // the latter if the address does not exist
+  // The others if the address does not exist; the last one if packets to it go elsewhere.
+  foundNobody_ = wasRefused || error == ENETUNREACH || error == EHOSTUNREACH;
   return wasRefused ? fail(kRefused(peer_)) : fail(kConnectionFailed, error);
 }
 

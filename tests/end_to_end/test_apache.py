@@ -166,6 +166,16 @@ def turn_to_other_processor(file):
         program.write(b"\x7fELF\2\1\1" + bytes(9) + b"\2\0\xff\xff" + bytes(200))
 
 
+def body_of(response):
+    """After AH02429, Apache's error page is a few bytes shorter than its Content-Length."""
+    try:
+        return response.read()
+    except http.client.IncompleteRead as cut:
+        if response.status != 500:
+            raise
+        return cut.partial
+
+
 class Cause(NamedTuple):
     """What an administrator, a visitor or a server can do wrong."""
 
@@ -197,6 +207,7 @@ CAUSES = (
     Cause("the bridge [ended", form=b"a=%zz"),
     Cause("the server's page consists", page=HTML.rstrip()),
     Cause("the header of the server's page has a line", page=HTML + b"no colon\r\n\r\n<p>page"),
+    Cause("the header of the server's page has an invalid", page=HTML + b"<p>a: b\r\n\r\n<p>page"),
     Cause("the header of the server's page has a `Status", page=HTML + b"Status: none\r\n\r\n<p>"),
     Cause("the bridge runs", page=b""),
     Cause("the server's page [has", page=b"<!DOCTYPE html><p>page"),
@@ -260,7 +271,7 @@ class YouGetBecause(unittest.TestCase):
             connection.shutdown(socket.SHUT_WR)
             response = http.client.HTTPResponse(connection)
             response.begin()
-            return response.status, response.getheader("Content-Type"), response.read()
+            return response.status, response.getheader("Content-Type"), body_of(response)
 
     def check(self, row, status, kind, text, log):
         you_get, in_log, _ = row

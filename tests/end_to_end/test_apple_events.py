@@ -1,17 +1,19 @@
 """A browser, Apache, the bridge in Apple-event mode and the example server."""
 import contextlib
 import os
+import shutil
 import socket
 import socketserver
+import subprocess
 import sys
 import tempfile
 import threading
 import unittest
 from urllib.parse import urlencode
 
-from tests.support.harness import (DEFAULT_HEADER, IMPATIENT_BRIDGE, VARIABLES, ApacheTest,
-                                   BridgeTest, example_server, is_valgrind_build, run,
-                                   write_preferences)
+from tests.support.harness import (BRIDGE, DEFAULT_HEADER, IMPATIENT_BRIDGE, VARIABLES, ApacheTest,
+                                   BridgeTest, example_server, is_sanitizer_build,
+                                   is_valgrind_build, run, write_preferences)
 
 from apple_events import ANSWER, Event, pack, receive
 
@@ -25,6 +27,7 @@ FORMS = (
     [("emoji", "😀 is U+1F600"), ("é", "ü"), ("euro", "€" * 10), PADDING],
     [("twice", "1"), ("twice", "2"), ("", ""), ("empty", "")],
 )
+STRACE = shutil.which("strace")
 NOT_RUNNING = "Quintora CGI error: Quintora Server is not running.\r\n"
 
 
@@ -106,6 +109,21 @@ class AppleEventMode(ApacheTest):
         self.addCleanup(os.unlink, os.path.join(folder, "QUIZ"))
         result = run(self.environment)
         self.assertEqual(result.stdout, DEFAULT_HEADER + NOT_RUNNING.encode())
+
+
+class SocketPath(BridgeTest):
+    @unittest.skipIf(is_sanitizer_build() or is_valgrind_build(), "they trace the bridge themselves")
+    @unittest.skipUnless(STRACE, "needs strace")
+    def test_without_a_folder_of_the_users_it_is_in_run(self):
+        self.prefer(QZCGIConnectionProtocol="AppleEvents")
+        for variables in {}, {"XDG_RUNTIME_DIR": ""}:
+            with self.subTest(variables), tempfile.NamedTemporaryFile("r") as log:
+                environment = self.environment()
+                del environment["XDG_RUNTIME_DIR"]
+                subprocess.run([STRACE, "-qq", "-f", "-e", "trace=connect", "-o", log.name, BRIDGE],
+                               env={**environment, **variables}, stdin=subprocess.DEVNULL,
+                               stdout=subprocess.DEVNULL, check=True)
+                self.assertIn('sun_path="/run/apple-events/QUIZ"', log.read())
 
 
 class Replies(BridgeTest):

@@ -198,6 +198,7 @@ class Refusals(FaultTest):
             except OSError as error:
                 self.skipTest(f"no loopback address of IPv6: {error}")
             for error, verdict, arrived in (("ECONNREFUSED", "page", 1), ("ENETUNREACH", "page", 1),
+                                            ("EHOSTUNREACH", "page", 1),
                                             ("EACCES", "message", 0), ("EPERM", "message", 0)):
                 with self.subTest(error=error):
                     run, _ = self.trace(site, "-e", f"inject=connect:error={error}:when=1")

@@ -632,9 +632,10 @@ class UpgradeTest(InFreshDebian, unittest.TestCase):
         return self.debian.run(f"cd {folder}; {commands_for_upgrades(marker)}", input="y\n")
 
     def versions(self):
-        """As the guide lists them: by file name."""
+        """As the guide lists them: by file name; None for a copy without a version."""
         listed = self.debian.run(commands_for_upgrades("grep -aoH"))
-        return dict(re.fullmatch(r"/usr/lib/cgi-bin/(.*):Quintora\.cgi (.*)", line).groups()
+        return dict(re.fullmatch(r"/usr/lib/cgi-bin/(.*?)(?:[.]cgi)?:"
+                                 r"(?:Quintora\.cgi (.*)| no version)", line).groups()
                     for line in listed.splitlines())
 
     def check_rules(self, version):
@@ -644,8 +645,7 @@ class UpgradeTest(InFreshDebian, unittest.TestCase):
         wait_until(lambda: fetch(url)[0] == expected, PATIENCE, f"{url} is not {expected}.")
 
     def check_versions(self, **expected):
-        self.assertEqual(self.versions(), {f"{name}.cgi": version
-                                           for name, version in expected.items()})
+        self.assertEqual(self.versions(), expected)
 
     def test_copies_and_links(self):
         old, new, folder = self.old, self.new, self.debian.folder / "usr/lib/cgi-bin"
@@ -654,31 +654,49 @@ class UpgradeTest(InFreshDebian, unittest.TestCase):
             self.debian.run(f"cd /usr/lib/cgi-bin; ln -s Quintora.cgi {link}.cgi;"
                             f"cp Quintora.cgi {copy}.cgi; echo text >note.cgi")
             self.check_versions(Quintora=old, **{link: old, copy: old})
+            nameless = self.add_copy_without_version()
 
             self.upgrade("new", "apt install ./")
-            self.check_versions(Quintora=new, **{link: new, copy: old})
+            self.check_versions(Quintora=new, **{link: new, copy: old, nameless: None})
             self.check_rules(new)
             self.assertIn(f"Its version is {old}.\n",
                           self.debian.run(f"! quintora-doctor /usr/lib/cgi-bin/{copy}.cgi"))
-            self.upgrade(".", "for copy in")
-            self.check_versions(Quintora=new, **{link: new, copy: new})
+            self.upgrade(".", "mv {}.new")
+            self.check_versions(Quintora=new, **{link: new, copy: new, nameless: new})
+            self.check_owner_and_mode(nameless)
             for name in link, copy:
                 self.check_page(f"{name}.cgi")
 
             self.upgrade("old", "--allow-downgrades")
             self.check_rules(old)
-            self.upgrade(".", "for copy in")
-            self.check_versions(Quintora=old, **{link: old, copy: old})
+            self.upgrade(".", "mv {}.new")
+            self.check_versions(Quintora=old, **{link: old, copy: old, nameless: old})
+            shutil.rmtree(folder / "more")
 
             self.upgrade(".", "Quintora.old Gateway")
             self.upgrade("new", "apt install ./")
-            self.check_versions(Quintora=new, Gateway_8081=old, **{link: new, copy: old})
+            kept = {"Quintora.old": old, "Gateway_8081": old, link: new}
+            self.check_versions(Quintora=new, **kept, **{copy: old})
             self.assertEqual(self.debian.request("Gateway_8081.cgi")[0], 200)
+            self.upgrade(".", "mv {}.new")
+            self.check_versions(Quintora=new, **kept, **{copy: new})
             self.upgrade(".", "rm Quintora.old")
-            self.check_versions(Quintora=new, Gateway_8081=new, **{link: new, copy: old})
+            self.check_versions(Quintora=new, Gateway_8081=new, **{link: new, copy: new})
             self.check_page(f"{copy}.cgi")
         (folder / "note.cgi").unlink()
         self.check_purge(f"{link}.cgi", "Gateway_8081.cgi", f"{copy}.cgi")
+
+    def add_copy_without_version(self):
+        """As of a version that had no mark: in a folder below, without an ending, a user's own."""
+        name = "more/Gateway_9"
+        self.debian.run("cd /usr/lib/cgi-bin; mkdir more;"
+                        f"sed 's/Quintora[.]cgi [0-9]/Quintora.cgi -/' Quintora.cgi >{name};"
+                        f"chown www-data:www-data {name}; chmod 750 {name}")
+        return name
+
+    def check_owner_and_mode(self, name):
+        self.assertEqual(self.debian.run(f"stat --format '%U %G %a' /usr/lib/cgi-bin/{name}"),
+                         "www-data www-data 750\n")
 
     def check_purge(self, *left):
         """The package goes, what is left is listed and stays."""

@@ -171,6 +171,13 @@ TEST(Charsets, NamesOfMicrosoftsCodePagesAreBuiltIn) {
   EXPECT_EQ(builtInTextEncoding("cp950"), kBig5TextEncoding);
 }
 
+TEST(Charsets, ACharsetNameHasAtMostAHundredCharacters) {
+  EXPECT_TRUE(isCharsetName(std::string(100, 'x')));
+  EXPECT_FALSE(isCharsetName(std::string(101, 'x')));
+  EXPECT_EQ(encodingOf("utf-8" + std::string(95, '-')), 4u);
+  EXPECT_EQ(encodingOf("utf-8" + std::string(96, '-')), kUnknownTextEncoding);
+}
+
 TEST(Charsets, ACharsetNameHasTheCharactersOfRegisteredNames) {
   const std::string marks = "-_:.";
   for (int byte = 0; byte < 256; ++byte) {

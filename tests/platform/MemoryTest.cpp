@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <climits>
 #include <string>
 
 namespace quintora {
@@ -93,6 +94,28 @@ TEST(Memory, FindsTheFirstByteOfAValue) {
       }
     }
   }
+}
+
+// As the C library does for the length of a text that it prints.
+TEST(Memory, DoesNotReadThePageBehindTheByteThatItFinds) {
+  const GuardedPage page;
+  std::fill(page.begin(), page.end(), '\1');
+  page.end()[-1] = '\0';
+  for (size_t size = 1; size <= kMostSize; ++size) {
+    char* const start = page.end() - size;
+    for (const size_t bound : {size, size + 1, size + 7, size + 32, size + kPage, size_t{INT_MAX}})
+      ASSERT_EQ(findByte(start, 0, bound), page.end() - 1) << size << " " << bound;
+  }
+}
+
+TEST(Memory, FindsAByteInALaterPage) {
+  std::string bytes(5 * kPage, '\1');
+  for (size_t at = 0; at < bytes.size(); at += 509) {
+    bytes[at] = '\0';
+    ASSERT_EQ(findByte(bytes.data(), 0, bytes.size()), &bytes[at]);
+    bytes[at] = '\1';
+  }
+  EXPECT_EQ(findByte(bytes.data(), 0, bytes.size()), nullptr);
 }
 
 TEST(Memory, DoesNotLookForAByteBehindTheLast) {

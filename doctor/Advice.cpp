@@ -2,6 +2,7 @@
 
 #include "doctor/PortTable.h"
 #include "doctor/Report.h"
+#include "doctor/StoredValue.h"
 #include "extras/Message.h"
 #include "platform/Messages.h"
 
@@ -42,12 +43,14 @@ std::string fixOfPort(const ConnectionChoice& choice) {
     return composed(
         {"Correct the entry ", quoted(*choice.tableEntry), " of QZQuintoraCloudServerPorts."});
   if (!choice.nameText)
-    return "Set QZQuintoraServerPort to the server's port, a number alone.";
+    return composed({"Set QZQuintoraServerPort to the server's port, a number alone, in ",
+                     sourceForKey("QZQuintoraServerPort"), "."});
   const std::string keys = choice.cloudPorts ? keysOfTable(*choice.cloudPorts) : "";
   return composed(
       {"Rename the copy, for example to Gateway_8081.cgi for port 8081, or add an entry for ",
-       quoted(*choice.nameText), " to QZQuintoraCloudServerPorts",
-       keys.empty() ? "" : ", which has entries for ", keys, "."});
+       quoted(*choice.nameText), " to QZQuintoraCloudServerPorts in ",
+       sourceForKey("QZQuintoraCloudServerPorts"), keys.empty() ? "" : ", which has entries for ",
+       keys, keys.empty() ? "" : "; upper and lower case matter", "."});
 }
 
 }  // namespace
@@ -69,7 +72,8 @@ std::string fixOfFailure(std::string_view sentence, const ConnectionChoice& choi
     return composed(
         {advice.fix, advice.more == More::port ? fixOfPort(choice) : findingListener(choice.port)});
   }
-  return "docs/messages.md lists this text with its causes.";
+  return "Find out why the system refuses this. The web server's user may be confined, for example "
+         "by SELinux, AppArmor or systemd.";
 }
 
 }  // namespace quintora

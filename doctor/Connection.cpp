@@ -4,6 +4,7 @@
 
 #include "doctor/PortTable.h"
 #include "doctor/StoredKeys.h"
+#include "doctor/StoredValue.h"
 #include "extras/Message.h"
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
@@ -21,17 +22,16 @@ std::string_view tableOf(const ConnectionChoice& choice) {
   return choice.cloudPorts ? std::string_view(*choice.cloudPorts) : std::string_view();
 }
 
-// A stored value and the source that it comes from.
-String stored(const char* key, const String& value, Preferences& preferences) {
-  if (!value)
-    return composed({key, " is not set."});
-  return composed({key, " is ", quoted(*value), ", by ", preferences.sourceOfKey(key), "."});
-}
-
 void reportReadSource(Report& report, const Preferences::Source& source) {
   report.fact(composed({source.name, ": read"}));
-  for (const std::string& line : storedLines(kServerDefaultsSuite, source))
+  std::string others;
+  for (const std::string& line : storedLines(kServerDefaultsSuite, source)) {
     report.add(findingsOfLine(source.name, line));
+    if (const String key = similarKeyOfLine(line))
+      others += composed({others.empty() ? "" : ", ", excerpt(*key)});
+  }
+  if (!others.empty())
+    report.fact(composed({"It also sets keys that the bridge does not read: ", others, "."}));
 }
 
 // Reports the state of a source; one that exists but cannot be used is a finding.
@@ -82,7 +82,7 @@ void reportLeftover(Report& report, const ConnectionChoice& choice) {
 }
 
 void reportTable(Report& report, const ConnectionChoice& choice, Preferences& preferences) {
-  report.fact(stored("QZQuintoraCloudServerPorts", choice.cloudPorts, preferences));
+  reportValue(report, "QZQuintoraCloudServerPorts", choice.cloudPorts, preferences);
   const std::string keys = keysOfTable(tableOf(choice));
   if (choice.tableEntry)
     report.fact(composed({"Its entry ", quoted(*choice.tableEntry), " is in effect."}));
@@ -105,7 +105,7 @@ void reportPreferences(Report& report, const Preferences& preferences) {
 
 void reportMode(Report& report, const ConnectionChoice& choice, Preferences& preferences) {
   report.section("The mode");
-  report.fact(stored("QZCGIConnectionProtocol", choice.protocol, preferences));
+  reportValue(report, "QZCGIConnectionProtocol", choice.protocol, preferences);
   report.fact(choice.isAppleEventMode ? "It contains \"apple\": Apple-event mode."
                                       : "That is tunnel mode.");
   if (choice.isAppleEventMode && isAppleInComment(*choice.protocol))
@@ -124,13 +124,16 @@ void reportPort(Report& report, const ConnectionChoice& choice, const String& co
     reportTable(report, choice, preferences);
   } else {
     report.fact(composed({"The file name ", quoted(*commandName), " has no \"_\"."}));
-    report.fact(stored("QZQuintoraServerPort", choice.serverPort, preferences));
+    reportValue(report, "QZQuintoraServerPort", choice.serverPort, preferences);
     if (!choice.serverPort)
       report.fact("Without it the port is 8080.");
     reportQuotes(report, "QZQuintoraServerPort", choice.serverPort);
   }
   reportLeftover(report, choice);
-  report.fact(composed({"As a number, ", quoted(*choice.portText), " is port ", choice.port, "."}));
+  const bool isNumber = *choice.portText == composed({choice.port});
+  report.fact(isNumber ? composed({"The port is ", choice.port, "."})
+                       : composed({"The port is ", choice.port, ", the number read from ",
+                                   quoted(*choice.portText), "."}));
 }
 
 }  // namespace quintora

@@ -6,6 +6,8 @@
 #include <string_view>
 
 #include "extras/Message.h"
+#include "extras/NSString.h"
+#include "extras/Pieces.h"
 #include "platform/Process.h"
 
 namespace quintora {
@@ -40,24 +42,44 @@ std::string versionInFile(std::FILE* file) {
   return {};
 }
 
-std::string sentence(std::FILE* file) {
-  const std::string version = versionInFile(file);
-  if (!version.empty())
-    return composed({"Its version is ", version, "."});
-  if (std::ferror(file))
-    return composed({"Its version cannot be read: ", systemSentence(errno), "."});
-  return "The file has no version mark: it is older than this program, or not the bridge.";
+// Whether the first of two versions, numbers with dots between them, is lower.
+bool isOlder(std::string_view version, std::string_view other) {
+  while (!version.empty() || !other.empty()) {
+    const int64_t number = integerValue(std::string(cutPiece(version, '.')));
+    const int64_t otherNumber = integerValue(std::string(cutPiece(other, '.')));
+    if (number != otherNumber)
+      return number < otherNumber;
+  }
+  return false;
+}
+
+Finding findingOfAge(std::string found) {
+  return {Weight::surprises, std::move(found), "An upgrade may not have reached this copy.",
+          "Replace the copy by the installed bridge, or by a link to it, which is upgraded with "
+          "it."};
+}
+
+void reportReadVersion(Report& report, std::string_view version) {
+  if (version.empty())
+    return report.finding(findingOfAge(
+        "The file has no version mark: it is older than this program, or not the bridge."));
+  report.fact(composed({"Its version is ", version, "."}));
+  if (isOlder(version, PROJECT_VERSION))
+    report.finding(findingOfAge(
+        composed({"The copy, ", version, ", is older than this program, " PROJECT_VERSION "."})));
 }
 
 }  // namespace
 
-std::string versionOfCopy(const char* path) {
-  std::FILE* file = std::fopen(path, "rb");
-  if (!file)
-    return composed({"Its version cannot be read: ", systemSentence(errno), "."});
-  std::string said = sentence(file);
-  std::fclose(file);
-  return said;
+void reportVersion(Report& report, const char* path) {
+  std::FILE* const file = std::fopen(path, "rb");
+  const std::string version = file ? versionInFile(file) : "";
+  if (!file || (version.empty() && std::ferror(file)))
+    report.fact(composed({"Its version cannot be read: ", systemSentence(errno), "."}));
+  else
+    reportReadVersion(report, version);
+  if (file)
+    std::fclose(file);
 }
 
 }  // namespace quintora

@@ -1,12 +1,13 @@
 // The version of an installed copy of the bridge.
 #pragma once
 
-#include <string>
+#include "doctor/Report.h"
 
 namespace quintora {
 
-// A sentence about the version of the copy at this path: which one it is, that the file has none,
-// or why this user cannot read it. The copy is not run: an older one would not know the question.
-std::string versionOfCopy(const char* path);
+// Reports the version of the copy at this path, or why this user cannot read it. A copy that is
+// older than this program is a finding. The copy is not run: an older one would not know the
+// question.
+void reportVersion(Report& report, const char* path);
 
 }  // namespace quintora

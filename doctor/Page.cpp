@@ -6,6 +6,7 @@
 #include "doctor/PageHeader.h"
 #include "extras/Characters.h"
 #include "extras/Message.h"
+#include "extras/NSString+Extras.h"
 #include "extras/Pieces.h"
 #include "platform/Charsets.h"
 #include "platform/http/HTTPReply.h"
@@ -16,12 +17,10 @@ namespace {
 
 constexpr const char* kSpace = " \t\r\n";
 constexpr const char* kBeginning =
-    "Begin the page with the line \"Content-type: text/html; charset=utf-8\", with a small t and "
-    "nothing before it, and an empty line.";
-
-bool isASCII(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
-}
+    "Begin the page with the line \"Content-type: text/html; charset=utf-8\", with a capital C, a "
+    "small t and nothing before it, and an empty line.";
+constexpr const char* kGuess =
+    "Browsers may show wrong letters, unless the web server adds a charset.";
 
 bool hasOwnHeader(const FinishedResponse& response) { return response.header.empty(); }
 
@@ -42,9 +41,23 @@ void checkStatus(Findings& findings, const std::string& status) {
                         "A browser waits for another response and shows nothing.", kFix});
 }
 
+// Whether a browser would have to guess: HTML may declare its charset itself, near its beginning.
+bool isOfUnknownCharset(std::string_view contentType, std::string_view body) {
+  constexpr size_t kMostBytesBeforeMeta = 1024;
+  const std::string_view type = trimmed(cutPiece(contentType, ';'), kSpace);
+  return isEqualIgnoringASCIICase(type, "text/plain") ||
+         (isEqualIgnoringASCIICase(type, "text/html") &&
+          !caseInsensitiveContainsString(std::string(body.substr(0, kMostBytesBeforeMeta)),
+                                         "charset"));
+}
+
 // The bridge prints UTF-8, whatever charset the page declares.
 void checkCharset(Findings& findings, const std::string& contentType, std::string_view body) {
   const String charset = charsetOfContentType(contentType);
+  if (!charset && !isASCII(body) && isOfUnknownCharset(contentType, body))
+    findings.push_back({Weight::surprises,
+                        "The page's own header declares no charset, and the page is not all ASCII.",
+                        kGuess, "Declare \"charset=utf-8\" in the page's header."});
   if (!charset || isASCII(body) || textEncodingFromIANACharSetName(charset) == kUTF8TextEncoding)
     return;
   findings.push_back(
@@ -89,16 +102,21 @@ bool isHTML(std::string_view text) {
 // The findings of a page to which the bridge adds the default header.
 Findings findingsOfText(std::string_view text) {
   const std::string_view start = trimmed(text, kSpace);
+  const bool isLineEnd = text.find_first_of("\r\n") == 0;
   if (hasHeaderInText(start))
     return {{Weight::harms,
              composed({"The page has a header that does not begin with exactly "
                        "\"Content-type:\". The page begins with ",
-                       excerpt(text), "."}),
+                       isLineEnd ? "an empty line" : excerpt(text), "."}),
              "The bridge ignores that header: a visitor sees it, and the page's source, as text.",
              kBeginning}};
   if (isHTML(start))
     return {{Weight::harms, composed({"The page is HTML without a header: ", excerpt(start), "."}),
              "The bridge prints it as text/plain: a visitor sees its source.", kBeginning}};
+  if (!isASCII(text))
+    return {{Weight::surprises,
+             "The page has no header that declares a charset, and is not all ASCII.", kGuess,
+             kBeginning}};
   return {};
 }
 

@@ -1,5 +1,6 @@
 #include "doctor/Report.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "extras/Message.h"
@@ -11,6 +12,12 @@ std::string quoted(std::string_view text) {
   const char* const quote = text.find('"') == text.npos ? "\"" : "'";
   return composed({quote, text, quote});
 }
+
+bool isASCII(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
+}
+
+std::string bytes(size_t count) { return composed({count, count == 1 ? " byte" : " bytes"}); }
 
 std::string excerpt(std::string_view text) {
   constexpr size_t kMostBytes = 60;
@@ -60,8 +67,10 @@ void Report::numberFindings(Weight weight, int& number) {
 
 void Report::conclude() {
   section(isHealthy() ? "Findings" : "Findings, the worst first");
-  if (isHealthy())
+  if (isHealthy()) {
     good("None.");
+    fact("Not looked at: the web server, forms, cookies.");
+  }
   int number = 0;
   for (const Weight weight : {Weight::stops, Weight::harms, Weight::surprises})
     numberFindings(weight, number);

@@ -22,6 +22,11 @@ using Findings = std::vector<Finding>;
 // The text in double quotes, or in single ones when it has double ones itself.
 std::string quoted(std::string_view text);
 
+bool isASCII(std::string_view text);
+
+// "1 byte", "2 bytes".
+std::string bytes(size_t count);
+
 // The beginning of the text's first line, quoted. "?" replaces control characters, which could
 // change the state of a terminal.
 std::string excerpt(std::string_view text);
@@ -39,6 +44,7 @@ class Report {
   // The findings in the order of their weight.
   void conclude();
   bool isHealthy() const { return findings_.empty(); }
+  size_t countOfFindings() const { return findings_.size(); }
 
  private:
   void line(const char* colour, char mark, const String& sentence);

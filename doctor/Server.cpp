@@ -31,6 +31,14 @@ class StopWatch {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
+void reportNUL(Report& report, size_t end, bool isEmpty) {
+  report.finding({isEmpty ? Weight::stops : Weight::harms,
+                  composed({"The page has a NUL after ", bytes(end), "."}),
+                  isEmpty ? "The output ends there: every visitor sees an empty page."
+                          : "The output ends there: the page is cut off.",
+                  "Let the server send no NUL."});
+}
+
 // Shows what the bridge would print, and reports on it as a page. isEmptyExplained: an earlier
 // finding says why the page is empty.
 void reportOutput(Report& report, bool isEmptyExplained = false) {
@@ -42,12 +50,10 @@ void reportOutput(Report& report, bool isEmptyExplained = false) {
   std::fflush(stdout);
   writeStandardOutput(printed, endsWith(printed, "\n") ? "" : "\n");
   report.section("The page");
-  report.fact(composed({"It has ", printed.size(), " bytes, its header included."}));
+  report.fact(composed({"It has ", bytes(printed.size()), ", its header included."}));
   if (end != std::string::npos)
-    report.finding({Weight::harms, composed({"The page has a NUL after ", end, " bytes."}),
-                    "The output ends there, so the page is cut off or empty.",
-                    "Let the server send no NUL."});
-  if (!isEmptyExplained && isEmptyPage(response))
+    reportNUL(report, end, isEmptyPage(response));
+  else if (!isEmptyExplained && isEmptyPage(response))
     report.finding({Weight::stops, "The page is empty.", "Every visitor sees an empty page.",
                     "Let the server send a page after the header."});
   report.add(findingsOfPage(response));
@@ -57,11 +63,17 @@ String secondsOf(std::chrono::milliseconds time) {
   return composed({std::chrono::duration_cast<std::chrono::seconds>(time).count(), " seconds"});
 }
 
-void reportFailure(Report& report, const ConnectionChoice& choice, const String& sentence) {
-  report.finding({Weight::stops, *sentence, kInsteadOfPage, fixOfFailure(*sentence, choice)});
+void reportFailure(const Examination& examination, const String& sentence) {
+  const char* const first = examination.hasLikelyCause
+                                ? "First correct what is found about the preferences, which may be "
+                                  "the cause. Otherwise: "
+                                : "";
+  examination.report.finding({Weight::stops, *sentence, kInsteadOfPage,
+                              composed({first, fixOfFailure(*sentence, examination.choice)})});
 }
 
-void probeTunnel(Report& report, const ConnectionChoice& choice, const HTTPRequest& request) {
+void probeTunnel(const Examination& examination, const HTTPRequest& request) {
+  Report& report = examination.report;
   report.fact(composed({"Waiting up to ", secondsOf(request.timeoutInterval), " for the reply."}));
   const StopWatch watch;
   const HTTPResponse response = sendSynchronousRequest(request);
@@ -73,28 +85,29 @@ void probeTunnel(Report& report, const ConnectionChoice& choice, const HTTPReque
     isReadable = reportReply(report, response);
   } else {
     report.fact(composed({"The exchange failed after ", time, "."}));
-    reportFailure(report, choice, response.localizedDescription);
+    reportFailure(examination, response.localizedDescription);
   }
   reportOutput(report, /*isEmptyExplained=*/!isReadable);
 }
 
-void lookAtPort(Report& report, const ConnectionChoice& choice, const HTTPRequest& request) {
+void lookAtPort(const Examination& examination, const HTTPRequest& request) {
   if (const String failure = connectionFailure(request))
-    return reportFailure(report, choice, failure);
-  report.good(
-      composed({"Something on this machine accepts connections on port ", choice.port, "."}));
-  report.fact("--probe shows whether it is the server.");
+    return reportFailure(examination, failure);
+  examination.report.good(
+      composed({"Something on this machine accepts connections on port ", request.port, "."}));
+  examination.report.fact("--probe shows whether it is the server.");
 }
 
-void reportTunnel(Report& report, const ConnectionChoice& choice, bool isProbing) {
+void reportTunnel(const Examination& examination) {
   FormBody body(postParameters);
   const HTTPRequest request = localRequest(body);
-  if (isPortOfURL(choice.port))
-    return isProbing ? probeTunnel(report, choice, request) : lookAtPort(report, choice, request);
+  if (isPortOfURL(request.port))
+    return examination.isProbing ? probeTunnel(examination, request)
+                                 : lookAtPort(examination, request);
   cgiResult = kMalformedURL;
-  reportFailure(report, choice, cgiResult);
-  if (isProbing)
-    reportOutput(report);
+  reportFailure(examination, cgiResult);
+  if (examination.isProbing)
+    reportOutput(examination.report);
 }
 
 void reportAppleEvents(Report& report, bool isProbing) {
@@ -107,7 +120,8 @@ void reportAppleEvents(Report& report, bool isProbing) {
   const String time = watch.read();
   if (!hasReply)
     report.finding({Weight::stops, *cgiResult, kInsteadOfPage,
-                    "docs/messages.md lists this text with its causes."});
+                    "Start the server. On systems other than macOS this mode is for development "
+                    "only: remove QZCGIConnectionProtocol for tunnel mode."});
   else if (!cgiResult)
     report.finding({Weight::stops, "The reply is not UTF-8.",
                     "Every visitor sees \"(null)\" and no page.",
@@ -119,12 +133,12 @@ void reportAppleEvents(Report& report, bool isProbing) {
 
 }  // namespace
 
-void reportServer(Report& report, const ConnectionChoice& choice, bool isProbing) {
-  report.section("The server");
-  if (choice.isAppleEventMode)
-    reportAppleEvents(report, isProbing);
+void reportServer(const Examination& examination) {
+  examination.report.section("The server");
+  if (examination.choice.isAppleEventMode)
+    reportAppleEvents(examination.report, examination.isProbing);
   else
-    reportTunnel(report, choice, isProbing);
+    reportTunnel(examination);
 }
 
 }  // namespace quintora

@@ -6,8 +6,15 @@
 
 namespace quintora {
 
+struct Examination {
+  Report& report;
+  const ConnectionChoice& choice;
+  bool isProbing;
+  bool hasLikelyCause;  // earlier findings say what may keep the copy from its server
+};
+
 // Reports whether the server can be reached in the mode that the request state records. When
 // probing, also sends one request and shows what the bridge would print.
-void reportServer(Report& report, const ConnectionChoice& choice, bool isProbing);
+void reportServer(const Examination& examination);
 
 }  // namespace quintora

@@ -4,6 +4,7 @@
 
 #include "extras/Characters.h"
 #include "extras/Message.h"
+#include "extras/NSString+Extras.h"
 #include "extras/Pieces.h"
 
 namespace quintora {
@@ -43,12 +44,13 @@ std::string_view keyMeantBy(std::string_view written) {
   return {};
 }
 
+bool isComment(std::string_view line) { return line.empty() || line.find_first_of("#;/") == 0; }
+
 }  // namespace
 
 Findings findingsOfLine(const String& source, std::string_view line) {
   line = trimmed(line, " \t");
-  const bool isComment = line.empty() || line.find_first_of("#;/") == 0;
-  if (isComment)
+  if (isComment(line))
     return {};
   const bool isEntry = line.find('=') != line.npos;
   const std::string_view written =
@@ -61,6 +63,16 @@ Findings findingsOfLine(const String& source, std::string_view line) {
               : composed({source, " has a line without \"=\": ", excerpt(line), "."});
   return {{Weight::harms, found, composed({"It is ignored: ", key, " is not set by it."}),
            composed({"Write \"", key, " = VALUE\"; upper and lower case matter."})}};
+}
+
+String similarKeyOfLine(std::string_view line) {
+  line = trimmed(line, " \t");
+  const std::string key(trimmed(line.substr(0, line.find('=')), " \t"));
+  if (isComment(line) || line.find('=') == line.npos || !keyMeantBy(key).empty())
+    return std::nullopt;
+  const bool isSimilar =
+      caseInsensitiveContainsString(key, "port") || caseInsensitiveContainsString(key, "protocol");
+  return isSimilar ? String(key) : std::nullopt;
 }
 
 }  // namespace quintora

@@ -3,6 +3,7 @@
 // the bridge itself does not report.
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <string_view>
 
@@ -22,6 +23,7 @@ constexpr int kHealthy = 0;
 constexpr int kFinding = 1;
 constexpr int kWrongUse = 2;
 
+// printf's format; its value is how to run this program from any directory.
 constexpr const char* kUsage =
     "usage: quintora-doctor [--probe] PATH\n"
     "       quintora-doctor --help | --version\n"
@@ -36,7 +38,7 @@ constexpr const char* kUsage =
     "Preferences are looked for as this user and with this environment. A web server starts\n"
     "its CGI programs as another user and with few variables, as this does:\n"
     "\n"
-    "  sudo -u www-data env -i /usr/bin/quintora-doctor --probe PATH\n"
+    "  sudo -u www-data env -i %s --probe PATH\n"
     "\n"
     "Exit status: 0 healthy, 1 something was found, 2 wrong use.\n";
 
@@ -59,47 +61,56 @@ int examine(const char* path, bool isProbing) {
   const ConnectionChoice choice = connectionFor(commandName, preferences);
 
   reportCopy(report, path);
+  const size_t findingsOfCopy = report.countOfFindings();
   reportPreferences(report, preferences);
   reportMode(report, choice, preferences);
   if (!choice.isAppleEventMode)
     reportPort(report, choice, commandName, preferences);
+  const bool hasLikelyCause = report.countOfFindings() > findingsOfCopy;
   recordConnection(choice);
   setProbeEnvironment();
   CaptureRequest(bridgePath, commandName);
-  reportServer(report, choice, isProbing);
+  reportServer({report, choice, isProbing, hasLikelyCause});
   report.conclude();
   return report.isHealthy() ? kHealthy : kFinding;
 }
 
-int say(const char* text) {
-  std::fputs(text, stdout);
+int sayVersion() {
+  std::puts("quintora-doctor " PROJECT_VERSION);
   return kHealthy;
 }
 
-int wrongUse(const char* what, const char* argument) {
-  std::fprintf(stderr, "quintora-doctor: %s%s\n%s", what, argument, kUsage);
-  return kWrongUse;
+int sayUsage(std::FILE* file, const char* program, int status) {
+  const bool isPath = std::strchr(program, '/') != nullptr;
+  std::fprintf(file, kUsage, isPath ? program : "\"$(command -v quintora-doctor)\"");
+  return status;
+}
+
+int wrongUse(const char* program, const char* what, const char* argument) {
+  std::fprintf(stderr, "quintora-doctor: %s%s\n", what, argument);
+  return sayUsage(stderr, program, kWrongUse);
 }
 
 int run(int count, const char* const* arguments) {
   bool isProbing = false;
+  const char* const program = count > 0 ? arguments[0] : "";
   const char* path = "";
   for (int i = 1; i < count; ++i) {
     const std::string_view argument = arguments[i];
     if (argument == "--help")
-      return say(kUsage);
+      return sayUsage(stdout, program, kHealthy);
     if (argument == "--version")
-      return say("quintora-doctor " PROJECT_VERSION "\n");
+      return sayVersion();
     if (argument == "--probe")
       isProbing = true;
     else if (argument.size() > 1 && argument.front() == '-')
-      return wrongUse("unknown option: ", arguments[i]);
+      return wrongUse(program, "unknown option: ", arguments[i]);
     else if (*path != '\0')
-      return wrongUse("more than one path: ", arguments[i]);
+      return wrongUse(program, "more than one path: ", arguments[i]);
     else
       path = arguments[i];
   }
-  return *path == '\0' ? wrongUse("no path", "") : examine(path, isProbing);
+  return *path == '\0' ? wrongUse(program, "no path", "") : examine(path, isProbing);
 }
 
 // Allocates nothing: there is no memory left.

@@ -42,6 +42,9 @@ void setEnvironmentVariable(const char* name, const char* value);
 // The errno value that says why this user cannot execute the file; 0 when nothing is in the way.
 int executionError(const char* path);
 
+// Where the link at this path leads; absent when it is not a link, or cannot be read.
+String targetOfLink(const char* path);
+
 // The system's sentence for an error, without a full stop.
 String systemSentence(int error);
 

@@ -166,6 +166,12 @@ int executionError(const char* path) {
   return access(path, X_OK) == 0 ? 0 : errno;
 }
 
+String targetOfLink(const char* path) {
+  char target[4096];  // longer than a path can be
+  const ssize_t size = readlink(path, target, sizeof target);
+  return size < 0 ? std::nullopt : String(std::string(target, static_cast<size_t>(size)));
+}
+
 String systemSentence(int error) { return sentenceOf(error); }
 
 void endProcess() { _exit(0); }

@@ -26,7 +26,7 @@ TEST(Advice, IsThatOfTheSentence) {
   const struct {
     std::string sentence, start, end;
   } rows[] = {
-      {kRefused(kPeer), "Start the server.", "a number alone."},
+      {kRefused(kPeer), "Start the server.", ".conf."},
       {kIdle(kPeer, 60), "Find out what keeps the server busy,", "on its screen."},
       {kClosedWithoutReply(kPeer), "See the server's log. If this is its HTTPS port,", listener},
       {kExchangeFailed(kPeer, "Connection reset by peer"),
@@ -34,9 +34,9 @@ TEST(Advice, IsThatOfTheSentence) {
       {kClosedTooSoon(kPeer), "See the server's log, and compare its Content-Length", listener},
       {kInvalidReply(kPeer, kMalformedStatusLine), "Use the server's HTTP port.", listener},
       {kInvalidReply(kPeer, kInvalidChunkSize), "Correct the server's reply,", listener},
-      {kSocketFailed(kPeer, "Too many open files"), "docs/messages.md lists", "its causes."},
-      {kConnectionFailed(kPeer, "Network is unreachable"), "docs/messages.md lists", "its causes."},
-      {kWaitingFailed(kPeer, "Cannot allocate memory"), "docs/messages.md lists", "its causes."},
+      {kSocketFailed(kPeer, "Too many open files"), "Find out why", "systemd."},
+      {kConnectionFailed(kPeer, "Network is unreachable"), "Find out why", "systemd."},
+      {kWaitingFailed(kPeer, "Cannot allocate memory"), "Find out why", "systemd."},
   };
   for (const auto& row : rows) {
     const std::string fix = fixOfFailure(row.sentence, choiceOfPort(8080));
@@ -47,8 +47,8 @@ TEST(Advice, IsThatOfTheSentence) {
 
 TEST(Advice, IsAboutThePortWhereThatIsNone) {
   for (const int64_t port : {int64_t{0}, int64_t{-1}, int64_t{65536}})
-    EXPECT_EQ(fixOfFailure(kNoSuchPort(port), choiceOfPort(port)),
-              "Set QZQuintoraServerPort to the server's port, a number alone.");
+    EXPECT_THAT(fixOfFailure(kNoSuchPort(port), choiceOfPort(port)),
+                StartsWith("Set QZQuintoraServerPort to the server's port, a number alone, in /"));
   for (const int64_t port : {int64_t{1}, int64_t{65535}})
     EXPECT_THAT(fixOfFailure(kRefused(kPeer), choiceOfPort(port)), StartsWith("Start the server."));
 }

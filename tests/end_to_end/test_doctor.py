@@ -20,6 +20,9 @@ DOCTOR = os.path.abspath(os.environ.get("QUINTORA_DOCTOR")
 HEALTHY, FINDING, WRONG_USE = 0, 1, 2
 PREFERENCES = "com.quintora.QuintoraServer.conf"
 PRINTED = "What the bridge would print\n"
+NO_FINDINGS = "Findings\n  + None.\n    Not looked at: the web server, forms, cookies.\n"
+LIKELY_CAUSE = ("First correct what is found about the preferences, which may be the cause. "
+                "Otherwise: ")
 
 
 class Finding(NamedTuple):
@@ -35,9 +38,11 @@ def findings_of(report):
     section = report[report.rindex("\nFindings") + 1:]
     found = [Finding(*finding) for finding in re.findall(
         r"^  [0-9]+\. (.+)\n     (.+)\n     Fix: (.+)\n", section, re.MULTILINE)]
-    heading = "Findings, the worst first\n" if found else "Findings\n  + None.\n"
-    assert section.startswith(heading), section
-    assert section.count("\n") == (1 + 3 * len(found) if found else 2), section
+    if found:
+        assert section.startswith("Findings, the worst first\n"), section
+        assert section.count("\n") == 1 + 3 * len(found), section
+    else:
+        assert section == NO_FINDINGS, section
     met = re.findall(r"^  ! (.+)", report, re.MULTILINE)
     assert sorted(met) == sorted(finding.found for finding in found), report
     return found
@@ -50,6 +55,10 @@ def quoted(text):
 def project_version():
     with open(os.path.join(ROOT, "CMakeLists.txt"), encoding="utf-8") as file:
         return re.search(r"project\(Quintora VERSION ([0-9.]+)", file.read())[1]
+
+
+BEGINNING = ('Begin the page with the line "Content-type: text/html; charset=utf-8", with a capital '
+             "C, a small t and nothing before it, and an empty line.")
 
 
 class DoctorTest(BridgeTest):
@@ -96,6 +105,15 @@ class Use(DoctorTest):
     def test_help_goes_to_standard_output(self):
         self.assertTrue(self.report(HEALTHY, "--help").startswith("usage: quintora-doctor"))
 
+    def test_help_says_how_to_run_this_program_as_the_web_server(self):
+        installed = self.path("work", "quintora-doctor")
+        os.symlink(DOCTOR, installed)
+        for program, path in ((installed, f" {installed}"),
+                              ("quintora-doctor", ' "$(command -v quintora-doctor)"')):
+            output = subprocess.run([program, "--help"], check=True, stdout=subprocess.PIPE,
+                                    env={**SANITIZERS, "PATH": self.path("work")}).stdout
+            self.assertIn(f"  sudo -u www-data env -i{path} --probe PATH\n", output.decode())
+
     def test_version_is_that_of_the_project(self):
         self.assertEqual(self.report(HEALTHY, "--version"),
                          f"quintora-doctor {project_version()}\n")
@@ -141,14 +159,45 @@ class Connection(DoctorTest):
         with open(plain, "w", encoding="ascii"):
             pass
         os.mkdir(folder)
-        for path, reason in ((self.path("work", "None.cgi"), "No such file or directory"),
-                             (plain, "Permission denied"), (folder, "it is a directory")):
+        for path, reason in (plain, "Permission denied"), (folder, "it is a directory"):
             _, findings = self.examine(path)
             self.assertEqual(findings, [(
                 f"{path} cannot be run by this user: {reason}.",
                 "A web server that runs as this user shows an error page of its own.",
                 "Correct the path, or let this user execute the file and enter each directory "
                 "above it.")])
+
+    def test_copy_that_is_not_there(self):
+        path, link = self.path("work", "None.cgi"), self.path("work", "Link.cgi")
+        os.symlink("old/Quintora.cgi", link)
+        effect = "A web server that runs as this user shows an error page of its own."
+        self.assertEqual(self.examine(path)[1], [(
+            f"{path}: there is no such file.", effect,
+            "Correct the path. The package and the sources may install the bridge in different "
+            "directories, such as /usr/lib/cgi-bin and /usr/local/lib/cgi-bin.")])
+        self.assertEqual(self.examine(link)[1], [(
+            f'{link} is a link that leads nowhere: it points to "old/Quintora.cgi".', effect,
+            "Let the link point to an installed copy of the bridge.")])
+
+    def test_value_from_the_home_directory_is_a_finding(self):
+        home = self.path("home")
+        os.makedirs(f"{home}/.config")
+        file, everybodys = (f"{folder}/{PREFERENCES}" for folder in (f"{home}/.config",
+                                                                     self.path("none")))
+        write_preferences(f"{home}/.config", QZQuintoraServerPort=self.server.port)
+        for folder in "", f"{home}/.config":
+            report, findings = self.examine(self.copy(), HOME=home, XDG_CONFIG_HOME=folder)
+            self.assertEqual(findings, [(
+                f"QZQuintoraServerPort comes from this user's home directory: {file}.",
+                "A web server that does not set HOME does not read this file: mode and port may "
+                "be others there.",
+                f"Set QZQuintoraServerPort in {everybodys}, and run quintora-doctor as the web "
+                "server runs the copy: quintora-doctor --help shows how.")], report)
+        self.server.close()
+        _, findings = self.examine(self.copy(), HOME=home, XDG_CONFIG_HOME="")
+        self.assertEqual(findings[0].fix, f"{LIKELY_CAUSE}Start the server. If it has another port: "
+                         "Set QZQuintoraServerPort to the server's port, a number alone, in "
+                         f"{everybodys}.")
 
     def test_each_step_to_the_port_is_shown(self):
         """The scripted server is where the bridge's own end-to-end tests find it, too."""
@@ -169,24 +218,25 @@ class Connection(DoctorTest):
             with self.subTest(name=name):
                 self.prefer(**preferences)
                 report = self.report(HEALTHY, self.copy(name))
-                for fact in (*facts, f"is port {port}."):
+                for fact in (*facts, f"The port is {port}"):
                     self.assertIn(fact, report)
 
     def test_port_that_is_none(self):
         for name, port, sentence in (
-                ("Gateway_sales.cgi", '"sales" is port 0', "Port 0 does not exist: TCP ports go "
+                ("Gateway_sales.cgi", '0, the number read from "sales".', "Port 0 does not exist: TCP ports go "
                  "from 1 to 65535."),
-                ("Gateway_70000.cgi", '"70000" is port 70000', "Port 70000 does not exist: TCP "
+                ("Gateway_70000.cgi", '70000.', "Port 70000 does not exist: TCP "
                  "ports go from 1 to 65535."),
-                ("Gateway_-1.cgi", '"-1" is port -1', "CGI tunnel error: malformed URL.")):
+                ("Gateway_-1.cgi", '-1.', "CGI tunnel error: malformed URL.")):
             tag = name[len("Gateway_"):-len(".cgi")]
             for options in [], ["--probe"]:
                 report, findings = self.examine(*options, self.copy(name))
-                self.assertIn(port, report)
+                self.assertIn(f"    The port is {port}\n", report)
                 self.assertEqual(findings, [(
                     sentence, "Every visitor sees a message that says so, and no page.",
                     "Rename the copy, for example to Gateway_8081.cgi for port 8081, or add an "
-                    f'entry for "{tag}" to QZQuintoraCloudServerPorts.')])
+                    f'entry for "{tag}" to QZQuintoraCloudServerPorts in '
+                    f'{self.path("none")}/{PREFERENCES}.')])
         self.assertIn(f"{PRINTED}{DEFAULT_HEADER.decode()}CGI tunnel error: malformed URL.\r\n",
                       report)
 
@@ -199,9 +249,11 @@ class Connection(DoctorTest):
         self.server.close()
         port = self.server.port
         for name, fix in (
-                ("Gateway.cgi", "Set QZQuintoraServerPort to the server's port, a number alone."),
+                ("Gateway.cgi", "Set QZQuintoraServerPort to the server's port, a number alone, in "
+                 f'{self.path("config")}/{PREFERENCES}.'),
                 (f"Gateway_{port}.cgi", "Rename the copy, for example to Gateway_8081.cgi for port "
-                 f'8081, or add an entry for "{port}" to QZQuintoraCloudServerPorts.')):
+                 f'8081, or add an entry for "{port}" to QZQuintoraCloudServerPorts in '
+                 f'{self.path("none")}/{PREFERENCES}.')):
             self.assert_found(name, (
                 f"127.0.0.1 port {port} refused the connection.",
                 "Every visitor sees a message that says so, and no page.",
@@ -277,9 +329,32 @@ class Mistakes(DoctorTest):
     def test_other_lines_are_nobodys_concern(self):
         self.write(f"\uFEFFQZQuintoraServerPort={self.server.port}\n\n"
                    "  # QZQuintoraServerport = 1\n; QZQuintoraServerPort = 2\n"
-                   "[main]\nPort = 3\n=\nQuintora is down\n"
+                   "[main]\nFont = 3\n=\nQuintora is down\n# ServerPort = 3\nNo port\n"
                    f"{'x' * 100_000} = 4\n")
-        self.assert_found("Gateway.cgi")
+        self.assertNotIn("also sets", self.assert_found("Gateway.cgi"))
+
+    def test_keys_of_ports_that_the_bridge_does_not_read_are_listed(self):
+        self.write(f"QZQuintoraServerPort = {self.server.port}\nQZQuintoraPort = 8088\n"
+                   "export QZQuintoraServerPort=8080\nServerPort=1\nprotocol = Apple\nFont = 4\n")
+        self.assertIn('    It also sets keys that the bridge does not read: "QZQuintoraPort", '
+                      '"export QZQuintoraServerPort", "ServerPort", "protocol".\n',
+                      self.assert_found("Gateway.cgi"))
+
+    def test_likely_cause_of_a_failure_is_pointed_to(self):
+        for line, found in (
+                ("QZQuintoraCloudServerPort = sales:8080", "QZQuintoraCloudServerPorts"),
+                ("QZQuintoraCloudServerPorts = sales=8080", 'has no ":".')):
+            self.write(f"{line}\n")
+            report, findings = self.examine(self.copy("Gateway_sales.cgi"))
+            self.assertEqual(len(findings), 2, report)
+            self.assertTrue(findings[0].fix.startswith(f"{LIKELY_CAUSE}Rename the copy"), report)
+            self.assertIn(found, findings[1].found)
+
+    def test_finding_about_the_copy_is_no_cause_of_a_failure(self):
+        self.server.close()
+        _, findings = self.examine(self.path("work", "None.cgi"))
+        self.assertEqual(len(findings), 2)
+        self.assertTrue(findings[1].fix.startswith("Start the server."), findings)
 
     def test_port_with_more_than_a_number(self):
         port = self.server.port
@@ -310,12 +385,13 @@ class Mistakes(DoctorTest):
                 "Gateway.cgi",
                 ("Port 0 does not exist: TCP ports go from 1 to 65535.",
                  "Every visitor sees a message that says so, and no page.",
-                 "Set QZQuintoraServerPort to the server's port, a number alone."),
+                 f"{LIKELY_CAUSE}Set QZQuintoraServerPort to the server's port, a number alone, in "
+                 f'{self.path("config")}/{PREFERENCES}.'),
                 ("The value of QZQuintoraServerPort has quotation marks.",
                  "They are part of the value, and a port after one is not recognised.",
                  "Write QZQuintoraServerPort without quotation marks."))
             self.assertIn(f"QZQuintoraServerPort is {quoted(value)}, by ", report)
-            self.assertIn(f"As a number, {quoted(value)} is port 0.", report)
+            self.assertIn(f"The port is 0, the number read from {quoted(value)}.", report)
         self.prefer(QZQuintoraCloudServerPorts=f'"east":{self.server.port}')
         report, findings = self.examine(self.copy(f"Gateway_{self.server.port}.cgi"))
         self.assertEqual([finding.found for finding in findings],
@@ -374,15 +450,17 @@ class Mistakes(DoctorTest):
         self.assertIn('It has no entry for "sales"; its keys are "8081", "Sales".', report)
         self.assertEqual(findings[0], (
             "Port 0 does not exist: TCP ports go from 1 to 65535.",
-            "Every visitor sees a message that says so, and no page.",
+            "Every visitor sees a message that says so, and no page.", LIKELY_CAUSE +
             'Rename the copy, for example to Gateway_8081.cgi for port 8081, or add an entry for '
-            '"sales" to QZQuintoraCloudServerPorts, which has entries for "8081", "Sales".'))
+            f'"sales" to QZQuintoraCloudServerPorts in {self.path("config")}/{PREFERENCES}, which '
+            'has entries for "8081", "Sales"; upper and lower case matter.'))
 
     def test_entry_without_a_port_is_what_there_is_to_correct(self):
         self.prefer(QZQuintoraCloudServerPorts="sales:west")
         _, findings = self.examine(self.copy("Gateway_sales.cgi"))
         self.assertEqual(findings[0].fix,
-                         'Correct the entry "sales:west" of QZQuintoraCloudServerPorts.')
+                         f'{LIKELY_CAUSE}Correct the entry "sales:west" of '
+                         "QZQuintoraCloudServerPorts.")
 
     def test_each_mistake_in_the_guide_is_a_finding(self):
         with open(os.path.join(ROOT, "docs", "preferences.md"), encoding="utf-8") as file:
@@ -405,7 +483,7 @@ class Mistakes(DoctorTest):
         copy = self.path("work", "None.cgi")
         _, findings = self.examine(copy)
         self.assertEqual([finding.found for finding in findings], [
-            f"{copy} cannot be run by this user: No such file or directory.",
+            f"{copy}: there is no such file.",
             f"127.0.0.1 port {port} refused the connection.",
             f'{self.path("config", PREFERENCES)} sets "QZQuintoraServerport", which is nearly '
             "QZQuintoraServerPort.",
@@ -441,7 +519,7 @@ class Probe(DoctorTest):
 
     def test_shows_the_reply_and_what_the_bridge_would_print(self):
         answer = reply("grüße".encode("latin-1"), "text/plain; charset=ISO-8859-1", "201 Created")
-        report = self.probe(HEALTHY, answer)
+        report = self.probe(FINDING, answer)
         self.assertRegex(
             report, r"  \+ The reply came after [0-9]+ ms\.\n"
             r"  \+ Its HTTP status is 201\.\n"
@@ -482,21 +560,72 @@ class Probe(DoctorTest):
         return (f"To see which program listens there: sudo ss -ltnp 'sport = :{self.server.port}' "
                 f"(Linux), sudo lsof -nP -iTCP:{self.server.port} -sTCP:LISTEN (macOS).")
 
+    def without_charset(self):
+        return ("The reply declares no charset.",
+                'Every visitor sees "Error: CGI tunnel returned binary data." and no page.',
+                'Let the server send the line "Content-Type: text/html; charset=utf-8", ";" and '
+                '"=" included. To see what it sends: curl -i -d a=1 '
+                f"http://127.0.0.1:{self.server.port}/apache-tunnel/")
+
+    def test_body_that_is_not_what_the_reply_declares(self):
+        latin1, gzip = "text/html; charset=iso-8859-1", b"\x1f\x8b\x08\x00"
+        wrong = "The bridge decodes it in that charset: a visitor sees wrong letters."
+        utf8 = ("The body is probably UTF-8: its bytes that are not ASCII are valid UTF-8.",
+                'Let the server declare "charset=utf-8" in its HTTP header.')
+        packed = ("The body is compressed with gzip.",
+                  "Let the server send no Content-Encoding: the bridge decodes none.")
+        header = b"Content-type: text/html; charset=utf-8\r\n\r\n"
+        self.check(reply(header + "Zürich".encode(), latin1), (
+            f'{utf8[0]} The reply declares the charset "iso-8859-1".', wrong, utf8[1]))
+        self.check(reply(header + "Zürich".encode(), "text/html; charset=iso-2022-jp"), (
+            'Byte 44 of the reply, hexadecimal C3, is not valid in the charset "iso-2022-jp".',
+            "Every visitor sees an empty page.", " ".join(utf8)))
+        self.check(reply(gzip), (
+            'Byte 2 of the reply, hexadecimal 8B, is not valid in the charset "utf-8".',
+            "Every visitor sees an empty page.", " ".join(packed)))
+        _, (finding, *_) = self.findings_of_reply(reply(gzip, latin1))
+        self.assertEqual(finding, (
+            f'{packed[0]} The reply declares the charset "iso-8859-1".', wrong, packed[1]))
+        _, (finding, *_) = self.findings_of_reply(reply("page".encode("utf-16-le"),
+                                                        "text/html; charset=utf-16"))
+        self.assertEqual(finding, (
+            "The body is probably little-endian, but without a byte-order mark UTF-16 is read as "
+            'big-endian. The reply declares the charset "utf-16".', wrong,
+            'Let the server declare "charset=utf-16le", or send UTF-8.'))
+
+    def findings_of_reply(self, answer):
+        self.server.answer = answer
+        return self.examine("--probe", self.copy())
+
+    def test_body_that_is_what_the_reply_declares(self):
+        header = "Content-type: text/html; charset=utf-8\r\n\r\n"
+        for text, charset, codec in (
+                ("Zürich", "iso-8859-1", "latin-1"), ("Zürich", "utf-8", "utf-8"),
+                ("Zurich", "iso-8859-1", "latin-1"), ("Zürich", "utf-16", "utf-16"),
+                ("Zürich", "utf-16", "utf-16-be"), ("Zürich", "utf-16le", "utf-16-le"),
+                ("日本語", "shift_jis", "shift_jis"), ("日本語", "euc-jp", "euc-jp")):
+            with self.subTest(charset=charset, codec=codec):
+                self.check(reply((header + text).encode(codec), f"text/html; charset={charset}"))
+
+    def test_one_byte_is_counted_in_the_singular(self):
+        report = self.check(reply(b"x"))
+        self.assertIn("    Its body has 1 byte.\n", report)
+
     def test_reply_that_is_no_page(self):
-        instead = "Every visitor sees a message that says so, and no page."
+        no_body = ("The reply has no body.",
+                   'Every visitor sees "CGI tunnel request error:(null)" and no page.',
+                   "Let the server send at least one byte.")
         empty = "Every visitor sees an empty page."
         declare = "Let the server declare the charset that it sends, or send what it declares."
-        utf8 = ('Let the server send UTF-8 and declare "charset=utf-8"; docs/tunnel.md lists all '
-                "charsets.")
+        utf8 = 'Let the server send UTF-8 and declare "charset=utf-8".'
         rows = (
-            (reply(b""), "The reply has no body.", instead,
-             "Let the server send at least one byte."),
-            (reply(b"", status="204 No Content"), "The reply has no body.", instead,
-             "Let the server send at least one byte."),
-            (reply(b"<p>page", "text/html"), "The reply declares no charset.", instead,
-             'Let the server send "Content-Type: text/html; charset=utf-8".'),
-            (reply(b"page", None), "The reply declares no charset.", instead,
-             'Let the server send "Content-Type: text/html; charset=utf-8".'),
+            (reply(b""), *no_body),
+            (reply(b"", status="204 No Content"), *no_body),
+            (reply(b"<p>page", "text/html"), *self.without_charset()),
+            (reply(b"page", None), *self.without_charset()),
+            (reply(b"page", "text/html charset=utf-8"), *self.without_charset()),
+            (reply(b"page", "text/html; charset: utf-8"), *self.without_charset()),
+            (reply(b"page", "text/html; charset="), *self.without_charset()),
             (reply(b"page\xff"), "Byte 5 of the reply, hexadecimal FF, is not valid in the charset "
              '"utf-8".', empty, declare),
             (reply(b"\x81", "text/html; charset=shift_jis"),
@@ -512,22 +641,33 @@ class Probe(DoctorTest):
         report = self.check(rows[2][0], rows[2][1:])
         self.assertIn('    Its body begins with "<p>page".\n', report)
 
+    def test_redirect_that_the_reply_declares(self):
+        for status in "302 Found", "303 See Other", "399 x":
+            finding = (f"The HTTP status of the reply is {status[:3]}.",
+                       "The bridge ignores the status and the Location of the reply: a visitor is "
+                       "not redirected.",
+                       f'Put the lines "Status: {status[:3]}" and "Location: URL" into the page\'s '
+                       'own header, after its first line, "Content-type:".')
+            _, findings = self.findings_of_reply(reply(b"", status=status))
+            self.assertEqual(findings[0].found, "The reply has no body.")
+            self.assertEqual(findings[1:], [finding])
+
     def test_status_that_is_not_one_of_success(self):
-        effect = ("The bridge prints the body of the reply all the same: a visitor may see the "
-                  "error page of another program.")
-        fix = ("Check whether the page above is the server's. If not, the port may be another "
-               f"program's, the web server's own, or an HTTPS port. {self.listener()}")
-        for status in "404 Not Found", "302 Found", "500 Internal Server Error":
+        def finding(status):
+            return (f"The HTTP status of the reply is {status}.",
+                    "The bridge prints the body of the reply all the same: a visitor may see the "
+                    "error page of another program, and gets the status 200.",
+                    "Check whether the page above is the server's. If it is, put the line "
+                    f'"Status: {status}" into the page\'s own header. If not, the port may be '
+                    "another program's, the web server's own, or an HTTPS port. "
+                    f"{self.listener()}")
+        for status in "404 Not Found", "500 Internal Server Error":
             with self.subTest(status=status):
-                self.check(reply(b"page", status=status),
-                           (f"The HTTP status of the reply is {status[:3]}.", effect, fix))
+                self.check(reply(b"page", status=status), finding(status[:3]))
         # As a server says at its HTTPS port that it expects TLS.
         self.check(reply(b"<html>400 The plain HTTP request was sent to HTTPS port\n", "text/html",
                          "400 Bad Request"),
-                   ("The reply declares no charset.",
-                    "Every visitor sees a message that says so, and no page.",
-                    'Let the server send "Content-Type: text/html; charset=utf-8".'),
-                   ("The HTTP status of the reply is 400.", effect, fix))
+                   self.without_charset(), finding(400))
 
     def test_exchange_that_fails(self):
         where = f"127.0.0.1 port {self.server.port}"
@@ -552,18 +692,16 @@ class Probe(DoctorTest):
                 self.assertIn("CGI tunnel request error:", report)
 
     def test_page_that_goes_wrong(self):
-        html = 'Begin the page with the line "Content-type: text/html; charset=utf-8", with a ' \
-               "small t and nothing before it, and an empty line."
+        html = BEGINNING
         source = "The bridge prints it as text/plain: a visitor sees its source."
         header = 'The page has a header that does not begin with exactly "Content-type:". ' \
                  "The page begins with "
         text = "The bridge ignores that header: a visitor sees it, and the page's source, as text."
         utf8 = ("The bridge prints UTF-8, so a visitor sees wrong letters.",
                 'Declare "charset=utf-8" in the page\'s header.')
+        guess = ("Browsers may show wrong letters, unless the web server adds a charset.",)
         empty = ("The page is empty.", "Every visitor sees an empty page.",
                  "Let the server send a page after the header.")
-        nul = ("The output ends there, so the page is cut off or empty.",
-               "Let the server send no NUL.")
         rows = (
             (b"<!DOCTYPE html>\n<p>x", 'The page is HTML without a header: "<!DOCTYPE html>".',
              source, html),
@@ -582,7 +720,25 @@ class Probe(DoctorTest):
             (b"Content-type: text/html\r\n\r\n", *empty),
             (b"\r\n", *empty),
             (b"\xef\xbb\xbf", *empty),
-            (b"pa\0ge", "The page has a NUL after 2 bytes.", *nul),
+            (b"pa\0ge", "The page has a NUL after 2 bytes.",
+             "The output ends there: the page is cut off.", "Let the server send no NUL."),
+            (b"\0page", "The page has a NUL after 0 bytes.",
+             "The output ends there: every visitor sees an empty page.",
+             "Let the server send no NUL."),
+            (b"Content-type: text/html\n\n\0page", "The page has a NUL after 25 bytes.",
+             "The output ends there: every visitor sees an empty page.",
+             "Let the server send no NUL."),
+            (b"\r\nContent-type: text/html\r\n\r\n<p>x", header + "an empty line.", text, html),
+            (b"content-type: text/html\r\n\r\n<p>x", header + '"content-type: text/html".', text,
+             html),
+            ("Content-type: text/html\r\n\r\nZürich".encode(),
+             "The page's own header declares no charset, and the page is not all ASCII.", *guess,
+             'Declare "charset=utf-8" in the page\'s header.'),
+            ("Content-type: text/plain\r\n\r\ncharset: Zürich".encode(),
+             "The page's own header declares no charset, and the page is not all ASCII.", *guess,
+             'Declare "charset=utf-8" in the page\'s header.'),
+            ("Zürich".encode(),
+             "The page has no header that declares a charset, and is not all ASCII.", *guess, html),
             (b"Content-type: text/html\r\nStatus: 100 Continue\r\n\r\nx",
              'The page\'s "Status: 100 Continue" is not the status of a page.',
              "A browser waits for another response and shows nothing.",
@@ -591,13 +747,14 @@ class Probe(DoctorTest):
         for body, *finding in rows:
             with self.subTest(body=body):
                 self.check(reply(body), finding)
-        self.check(reply(b"\0page"), empty, ("The page has a NUL after 0 bytes.", *nul))
 
     def test_page_in_which_nothing_is_odd(self):
         for body in (b"Content-type: text/html; charset=utf-8\r\n\r\nZ\xc3\xbcrich",
                      b"Content-type: text/html; charset=iso-8859-1\r\rplain",
                      b"Content-type: text/html\nLocation: http://example.com/\n\n",
                      b"Content-type: text/html\r\nStatus: 204 No Content\r\n\r\n",
+                     'Content-type: text/html\n\n<meta charset="utf-8"><p>Zürich'.encode(),
+                     "Content-type: application/json\n\nZürich".encode(),
                      b"1 < 2 and 3 > 2", b"<- Content-type:", b"Content-type",
                      b"text\n\nContent-Type: x", b"Status: fine"):
             with self.subTest(body=body):
@@ -606,9 +763,7 @@ class Probe(DoctorTest):
     def test_terminal_is_not_obeyed_by_what_a_finding_quotes(self):
         report = self.check(reply("<a\x1b[31m\x7f\t".encode() + "é".encode() * 40 + b">"), (
             'The page is HTML without a header: "<a?[31m??' + "é" * 26 + '...".',
-            "The bridge prints it as text/plain: a visitor sees its source.",
-            'Begin the page with the line "Content-type: text/html; charset=utf-8", with a small t '
-            "and nothing before it, and an empty line."))
+            "The bridge prints it as text/plain: a visitor sees its source.", BEGINNING))
         self.assertEqual(report.count("\x1b"), 1, "in what the bridge prints")
 
 
@@ -728,7 +883,8 @@ class AppleEvents(DoctorTest):
         report, findings = self.examine("--probe", self.copy())
         self.assertEqual(findings, [(
             message, "Every visitor sees a message that says so, and no page.",
-            "docs/messages.md lists this text with its causes.")])
+            "Start the server. On systems other than macOS this mode is for development only: "
+            "remove QZCGIConnectionProtocol for tunnel mode.")])
         self.assertIn(f"{PRINTED}{DEFAULT_HEADER.decode()}{message}\r\n", report)
         self.assertIn("    Waiting up to about a minute for the reply.\n", report)
 

@@ -660,7 +660,7 @@ class UpgradeTest(InFreshDebian, unittest.TestCase):
             self.check_versions(Quintora=new, **{link: new, copy: old, nameless: None})
             self.check_rules(new)
             self.assertIn(f"Its version is {old}.\n",
-                          self.debian.run(f"quintora-doctor /usr/lib/cgi-bin/{copy}.cgi"))
+                          self.debian.run(f"! quintora-doctor /usr/lib/cgi-bin/{copy}.cgi"))
             self.upgrade(".", "mv {}.new")
             self.check_versions(Quintora=new, **{link: new, copy: new, nameless: new})
             self.check_owner_and_mode(nameless)

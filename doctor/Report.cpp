@@ -3,10 +3,25 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "extras/Characters.h"
 #include "extras/Message.h"
+#include "extras/TextEncoding.h"
 #include "platform/Process.h"
 
 namespace quintora {
+
+namespace {
+
+// Characters that change the state of a terminal or the order in which it shows others: controls
+// (Unicode's category Cc) and the marks, embeddings, overrides and isolates of its bidirectional
+// algorithm.
+bool isControl(char32_t value) {
+  return value < 0x20 || (value >= 0x7F && value < 0xA0) || value == 0x61C || value == 0x200E ||
+         value == 0x200F || (value >= 0x202A && value <= 0x202E) ||
+         (value >= 0x2066 && value <= 0x2069);
+}
+
+}  // namespace
 
 std::string quoted(std::string_view text) {
   const char* const quote = text.find('"') == text.npos ? "\"" : "'";
@@ -26,9 +41,20 @@ std::string excerpt(std::string_view text) {
   const auto isContinuation = [](char c) { return (c & 0xC0) == 0x80; };
   while (shown.size() < text.size() && isContinuation(text[shown.size()]))
     shown += text[shown.size()];
-  for (char& c : shown)
-    c = (c >= 0 && c < ' ') || c == '\x7F' ? '?' : c;
   return quoted(shown.append(shown.size() < text.size() ? "..." : ""));
+}
+
+std::string printable(std::string_view text, std::string_view kept) {
+  std::string shown;
+  while (!text.empty()) {
+    const std::string_view character = text.substr(0, bytesOfCharacter(text.front()));
+    const bool isText = isValidUTF8(character);
+    const bool isShown = isText && (!isControl(characterAt(character, 0).value) ||
+                                    kept.find(character) != kept.npos);
+    shown += isShown ? character : "?";
+    text.remove_prefix(isText ? character.size() : 1);
+  }
+  return shown;
 }
 
 // Line-buffered even into a pipe, so that each line is seen at once: the next step may take a
@@ -44,7 +70,7 @@ void Report::section(const char* title) {
 void Report::line(const char* colour, char mark, const String& sentence) {
   const bool isPlain = !isColoured_ || *colour == '\0';
   std::printf("  %s%c%s %s\n", isPlain ? "" : colour, mark, isPlain ? "" : "\033[0m",
-              sentence ? sentence->c_str() : "");
+              printable(sentence.value_or("")).c_str());
 }
 
 void Report::finding(Finding finding) {
@@ -60,8 +86,8 @@ void Report::add(const Findings& findings) {
 void Report::numberFindings(Weight weight, int& number) {
   for (const Finding& finding : findings_) {
     if (finding.weight == weight)
-      std::printf("  %d. %s\n     %s\n     Fix: %s\n", ++number, finding.found.c_str(),
-                  finding.effect.c_str(), finding.fix.c_str());
+      std::printf("  %d. %s\n     %s\n     Fix: %s\n", ++number, printable(finding.found).c_str(),
+                  printable(finding.effect).c_str(), printable(finding.fix).c_str());
   }
 }
 

@@ -27,8 +27,12 @@ bool isASCII(std::string_view text);
 // "1 byte", "2 bytes".
 std::string bytes(size_t count);
 
-// The beginning of the text's first line, quoted. "?" replaces control characters, which could
-// change the state of a terminal.
+// The text as a terminal may get it: "?" replaces what is not UTF-8 and each character that would
+// change the terminal's state, unless it is one of those to be kept. Servers, other users' files
+// and file names decide what is shown.
+std::string printable(std::string_view text, std::string_view kept = "");
+
+// The beginning of the text's first line, quoted.
 std::string excerpt(std::string_view text);
 
 class Report {

@@ -48,7 +48,8 @@ void reportOutput(Report& report, bool isEmptyExplained = false) {
   cutAtNUL(response);
   const std::string printed = response.whole();
   std::fflush(stdout);
-  writeStandardOutput(printed, endsWith(printed, "\n") ? "" : "\n");
+  writeStandardOutput(isTerminalOutput() ? printable(printed, "\t\r\n") : printed,
+                      endsWith(printed, "\n") ? "" : "\n");
   report.section("The page");
   report.fact(composed({"It has ", bytes(printed.size()), ", its header included."}));
   if (end != std::string::npos)

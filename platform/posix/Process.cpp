@@ -161,8 +161,8 @@ void setEnvironmentVariable(const char* name, const char* value) {
 
 int executionError(const char* path) {
   struct stat status = {};
-  if (stat(path, &status) == 0 && S_ISDIR(status.st_mode))
-    return EISDIR;
+  if (stat(path, &status) == 0 && !S_ISREG(status.st_mode))
+    return S_ISDIR(status.st_mode) ? EISDIR : EACCES;  // as when it is started
   return access(path, X_OK) == 0 ? 0 : errno;
 }
 

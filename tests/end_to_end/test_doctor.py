@@ -159,7 +159,10 @@ class Connection(DoctorTest):
         with open(plain, "w", encoding="ascii"):
             pass
         os.mkdir(folder)
-        for path, reason in (plain, "Permission denied"), (folder, "it is a directory"):
+        pipe = self.path("work", "Pipe.cgi")
+        os.mkfifo(pipe, 0o700)
+        for path, reason in ((plain, "Permission denied"), (folder, "it is a directory"),
+                             (pipe, "Permission denied")):
             _, findings = self.examine(path)
             self.assertEqual(findings, [(
                 f"{path} cannot be run by this user: {reason}.",
@@ -765,6 +768,13 @@ class Probe(DoctorTest):
             'The page is HTML without a header: "<a?[31m??' + "é" * 26 + '...".',
             "The bridge prints it as text/plain: a visitor sees its source.", BEGINNING))
         self.assertEqual(report.count("\x1b"), 1, "in what the bridge prints")
+
+    def test_terminal_is_not_obeyed_by_what_a_server_declares(self):
+        declared = 'text/html; charset="x\x1b]0;owned\x07"'
+        self.server.answer = reply(b"page", declared)
+        report, _ = self.examine("--probe", self.copy())
+        self.assertIn('"x?]0;owned?"', report)
+        self.assertNotIn("\x1b", report)
 
 
 class UnderApache(ApacheTest):

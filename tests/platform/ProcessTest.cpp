@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -409,6 +410,9 @@ TEST(ExecutionError, SaysWhyAFileCannotBeExecuted) {
   EXPECT_EQ(executionError(file.c_str()), 0);
   EXPECT_EQ(executionError((file / "below").c_str()), ENOTDIR);
   EXPECT_EQ(executionError(folder.path().c_str()), EISDIR);
+  const std::filesystem::path pipe = folder.path() / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0700), 0);
+  EXPECT_EQ(executionError(pipe.c_str()), EACCES);
 }
 
 TEST(SystemSentence, IsTheSystemsWithoutAFullStop) {

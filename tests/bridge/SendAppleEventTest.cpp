@@ -52,13 +52,14 @@ class SendAppleEventTest : public ::testing::Test {
 TEST_F(SendAppleEventTest, MakesTheSevenCallsInOrderWithTheirArguments) {
   scripted.answer("the answer");
   SendAppleEvent("statement\n");
-  EXPECT_THAT(scripted.calls,
-              ElementsAre("AECreateDesc(sign, QUIZ, 4, null)",
-                          "AECreateAppleEvent(quiZ, xRUN, target, -1, 0, null)",
-                          "AEPutParamPtr(event, ----, TEXT, \"statement\n\")",
-                          "AESendMessage(event, null, 3, -1)", "AESizeOfParam(reply, ----, size 0)",
-                          "AEGetParamPtr(reply, ----, TEXT, 10)", "AEDisposeDesc(target)",
-                          "AEDisposeDesc(event)", "AEDisposeDesc(reply)"));
+  EXPECT_THAT(
+      scripted.calls,
+      ElementsAre("AECreateDesc(sign, QUIZ, 4, null)",
+                  "AECreateAppleEvent(quiZ, xRUN, target, -1, 0, null)",
+                  "AEPutParamPtr(event, ----, TEXT, \"statement\n\")",
+                  "AESendMessage(whole event, null, 3, -1)", "AESizeOfParam(reply, ----, size 0)",
+                  "AEGetParamPtr(reply, ----, TEXT, 10)", "AEDisposeDesc(target)",
+                  "AEDisposeDesc(whole event)", "AEDisposeDesc(reply)"));
   EXPECT_EQ(cgiResult, "the answer");
 }
 
@@ -74,7 +75,7 @@ TEST_F(SendAppleEventTest, EachFailureLeavesItsMessageAndReleasesWhatItMay) {
   const std::vector<std::string> target = {"AEDisposeDesc(target)"};
   const std::vector<std::string> targetAndEvent = {"AEDisposeDesc(target)", "AEDisposeDesc(event)"};
   // After a failed sending the reply is still the null descriptor, and is disposed of all the same.
-  const std::vector<std::string> all = {"AEDisposeDesc(target)", "AEDisposeDesc(event)",
+  const std::vector<std::string> all = {"AEDisposeDesc(target)", "AEDisposeDesc(whole event)",
                                         "AEDisposeDesc(null)"};
   const Failure rows[] = {
       {"AECreateDesc", -50, "Quintora CGI error -50 returned by AECreateDesc()", none},

@@ -63,8 +63,11 @@ OSErr AECreateAppleEvent(AEEventClass eventClass, AEEventID eventID, const AEAdd
 OSErr AEPutParamPtr(AppleEvent* event, AEKeyword keyword, DescType type, const void* data,
                     Size size) {
   const std::string text(static_cast<const char*>(data), static_cast<size_t>(size));
-  return static_cast<OSErr>(play("AEPutParamPtr", state(event) + ", " + code(keyword) + ", " +
-                                                      code(type) + ", \"" + text + "\""));
+  // The system may keep the larger event in another place.
+  return static_cast<OSErr>(
+      play("AEPutParamPtr",
+           state(event) + ", " + code(keyword) + ", " + code(type) + ", \"" + text + "\"", event,
+           "whole event"));
 }
 
 OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode mode, long timeOut) {

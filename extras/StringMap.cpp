@@ -90,7 +90,7 @@ void StringMap::rehash() {
 // prefetched for all these entries at once, instead of waiting for one after the other.
 void StringMap::fillBuckets(size_t first, size_t end) {
   const size_t last = buckets_.size() - 1;
-  uint64_t hashes[kTogether];
+  uint64_t hashes[kTogether] = {};
   for (size_t index = first; index < end; ++index) {
     hashes[index - first] = hashOf(at(index).first);
     __builtin_prefetch(&buckets_[hashes[index - first] & last], /*forWriting=*/1);

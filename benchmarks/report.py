@@ -295,8 +295,7 @@ def explanations(results):
         "bridge", "careful floor", "static C floor", "C floor"))
     loader = sum(count for file, count in counts["dynamic bridge"]["by_file"].items()
                  if file.startswith("ld-"))
-    return {"precautions": milliseconds(careful - static),
-            "request_work": milliseconds(bridge - careful),
+    return {"request_work": milliseconds(bridge - careful),
             "careful_static": f"{careful / static:.2f}", "careful_floor": f"{careful / floor:.2f}",
             "dynamic_limit": f"{loader + counts['bridge']['instructions']:,}"}
 

@@ -27,7 +27,7 @@ void reportValue(Report& report, const char* key, const String& value, Preferenc
                     "A web server that does not set HOME does not read this file: mode and port "
                     "may be others there.",
                     composed({"Set ", key, " in ", sourceForKey(key),
-                              ", and run quintora-doctor as the web server runs the copy: "
+                              ", and run quintora-doctor as the web server runs the copy: ",
                               "quintora-doctor --help shows how."})});
 }
 

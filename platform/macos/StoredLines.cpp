@@ -11,7 +11,7 @@ namespace {
 void appendKeys(std::vector<std::string>& lines, CFArrayRef keys) {
   const CFIndex count = keys ? CFArrayGetCount(keys) : 0;
   for (CFIndex i = 0; i < count; ++i) {
-    const auto key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i));
+    const auto* const key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i));
     lines.push_back(composed({stringFromCFString(key), " ="}));
   }
 }

@@ -27,11 +27,11 @@ namespace {
 constexpr size_t kMostAtOnce = size_t{1} << 30;
 
 [[noreturn]] void endWithoutCore() {
-#if __has_include(<sys/prctl.h>)
-  prctl(PR_SET_DUMPABLE, 0);  // Linux hands a dump to a core_pattern program whatever the limit
-#else
   const rlimit none = {0, 0};
   setrlimit(RLIMIT_CORE, &none);
+#if __has_include(<sys/prctl.h>)
+  // Linux hands the dump to a core_pattern program in spite of that limit.
+  prctl(PR_SET_DUMPABLE, 0);
 #endif
   std::abort();
 }

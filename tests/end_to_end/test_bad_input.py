@@ -175,6 +175,7 @@ class Streams(BridgeTest):
         self.assertTrue([call for call in calls if PREFERENCES in call], calls)
         self.assertEqual([call for call in calls if not LOOKS.match(call)], [])
 
+    @fast_only  # an emulator is ended by the signal itself
     @unittest.skipIf(has_bridge(b"__gcov_dump"), "coverage is written to files")
     def test_output_beyond_the_limit_of_a_file_ends_with_0(self):
         for limit in 0, 10, len(PAGE):

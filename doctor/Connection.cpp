@@ -9,7 +9,6 @@
 #include "extras/NSString+Extras.h"
 #include "extras/NSString.h"
 #include "platform/Process.h"
-#include "platform/StoredLines.h"
 
 namespace quintora {
 
@@ -25,7 +24,7 @@ std::string_view tableOf(const ConnectionChoice& choice) {
 void reportReadSource(Report& report, const Preferences::Source& source) {
   report.fact(composed({source.name, ": read"}));
   std::string others;
-  for (const std::string& line : storedLines(kServerDefaultsSuite, source)) {
+  for (const std::string& line : source.lines) {
     report.add(findingsOfLine(source.name, line));
     if (const String key = similarKeyOfLine(line))
       others += composed({others.empty() ? "" : ", ", excerpt(*key)});

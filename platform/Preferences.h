@@ -26,6 +26,9 @@ class Preferences {
     String name;
     State state;
     int error;  // why it is unreadable
+    // What is written there, comments included, once it has been read; where preferences are no
+    // text, "KEY =" for each key of the domain.
+    std::vector<std::string> lines;
   };
   std::vector<Source> sources() const;
 

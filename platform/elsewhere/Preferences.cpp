@@ -48,11 +48,8 @@ bool readAll(int file, Data& contents) {
 // The value of a key in a file's text, the last one of several; absent if there is none. Lines that
 // are not entries, such as comments, are skipped.
 std::optional<std::string_view> valueIn(std::string_view text, std::string_view key) {
-  constexpr const char* kBlanks = " \t\r";               // a line may end in CR LF
-  constexpr std::string_view kByteOrderMark = "\uFEFF";  // an editor's mark of UTF-8
+  constexpr const char* kBlanks = " \t\r";  // a line may end in CR LF
   std::optional<std::string_view> found;
-  if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark)
-    text.remove_prefix(kByteOrderMark.size());
   forEachPiece(text, '\n', [&](std::string_view line) {
     std::string_view value = trimmed(line, kBlanks);
     if (value.find('=') != value.npos && value.front() != '#' &&
@@ -60,6 +57,19 @@ std::optional<std::string_view> valueIn(std::string_view text, std::string_view 
       found = trimmed(value, kBlanks);
   });
   return found;
+}
+
+std::vector<std::string> linesOf(std::string_view text) {
+  std::vector<std::string> lines;
+  while (!text.empty())
+    lines.emplace_back(trimmed(cutPiece(text, '\n'), "\r"));
+  return lines;
+}
+
+void removeByteOrderMark(Data& text) {
+  constexpr std::string_view kByteOrderMark = "\uFEFF";  // an editor's mark of UTF-8
+  if (text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0)
+    text.erase(0, kByteOrderMark.size());
 }
 
 State stateOfError(int error) {
@@ -77,7 +87,9 @@ void readFile(ConfigurationFile& file) {
     file.state = stateOfError(file.error);
   else
     file.state = isValidUTF8(file.contents) ? State::read : State::notUTF8;
-  if (file.state != State::read)
+  if (file.state == State::read)
+    removeByteOrderMark(file.contents);
+  else
     file.contents.clear();
 }
 
@@ -140,7 +152,8 @@ String Preferences::objectForKey(const String& key) {
 std::vector<Preferences::Source> Preferences::sources() const {
   std::vector<Source> sources;
   for (const ConfigurationFile& file : store_->files)
-    sources.push_back({stringWithFileSystemRepresentation(file.path), file.state, file.error});
+    sources.push_back({stringWithFileSystemRepresentation(file.path), file.state, file.error,
+                       linesOf(file.contents)});
   return sources;
 }
 

@@ -36,6 +36,26 @@ String textOfValue(CFTypeRef value) {
   return std::nullopt;
 }
 
+void appendKeys(std::vector<std::string>& lines, CFArrayRef keys) {
+  const CFIndex count = keys ? CFArrayGetCount(keys) : 0;
+  for (CFIndex i = 0; i < count; ++i) {
+    const auto* const key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i));
+    lines.push_back(composed({stringFromCFString(key), " ="}));
+  }
+}
+
+// A line for each key. CoreFoundation keeps them separately by user and host.
+std::vector<std::string> keysOfDomain(CFStringRef domain) {
+  std::vector<std::string> lines;
+  for (const CFStringRef user : {kCFPreferencesCurrentUser, kCFPreferencesAnyUser}) {
+    for (const CFStringRef host : {kCFPreferencesCurrentHost, kCFPreferencesAnyHost}) {
+      const Owned<CFArrayRef> keys(CFPreferencesCopyKeyList(domain, user, host));
+      appendKeys(lines, keys.get());
+    }
+  }
+  return lines;
+}
+
 }  // namespace
 
 struct Preferences::Store {
@@ -61,7 +81,7 @@ String Preferences::objectForKey(const String& key) {
 }
 
 std::vector<Preferences::Source> Preferences::sources() const {
-  return {{store_->name(), Source::State::read, 0}};
+  return {{store_->name(), Source::State::read, 0, keysOfDomain(store_->domain.get())}};
 }
 
 String Preferences::sourceOfKey(const String& key) {

@@ -6,7 +6,6 @@
 #include "extras/UTF16.h"
 #include "platform/Charsets.h"
 #include "platform/Preferences.h"
-#include "platform/StoredLines.h"
 #include "tests/macos/StandIns.h"
 #include "tests/support/PreferencesStore.h"
 
@@ -95,12 +94,12 @@ TEST_F(MacOS, TheOnlySourceIsTheDomainTogetherWithTheGlobalOne) {
 }
 
 TEST_F(MacOS, TheKeysOfTheDomainStandInLinesAndNotThoseOfTheGlobalOne) {
-  const Preferences::Source source = Preferences(kDomain).sources()[0];
-  EXPECT_THAT(storedLines(kDomain, source), testing::IsEmpty());
+  const Preferences preferences(kDomain);
+  EXPECT_THAT(preferences.sources()[0].lines, testing::IsEmpty());
   standInStoreNumber(kDomain, kKey, 8081);
   standInStoreDate(kDomain, "Since");
   standInStoreNumber(kGlobalDomain, "Other", 8081);
-  EXPECT_THAT(storedLines(kDomain, source),
+  EXPECT_THAT(preferences.sources()[0].lines,
               testing::UnorderedElementsAre("QZQuintoraServerPort =", "Since ="));
 }
 

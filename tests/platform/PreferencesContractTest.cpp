@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "platform/Preferences.h"
-#include "platform/StoredLines.h"
 #include "tests/support/PreferencesStore.h"
 
 namespace quintora {
@@ -77,14 +76,11 @@ TEST(PreferencesContract, TheLinesOfASourceBeginWithTheKeysThatAreStored) {
   store.storeText(kDomain, "QZQuintoraServerPort", "8081");
   store.storeText(kDomain, "qzQuintoraServerport", "8082");
   Preferences preferences(kDomain);
-  const String source = preferences.sourceOfKey("QZQuintoraServerPort");
-  for (const Preferences::Source& each : preferences.sources()) {
-    if (each.name != source)
-      continue;
-    const std::vector<std::string> lines = storedLines(kDomain, each);
-    EXPECT_THAT(lines, Contains(StartsWith("QZQuintoraServerPort =")));
-    EXPECT_THAT(lines, Contains(StartsWith("qzQuintoraServerport =")));
-  }
+  preferences.objectForKey("QZQuintoraServerPort");
+  const std::vector<Preferences::Source> sources = preferences.sources();
+  ASSERT_FALSE(sources.empty());
+  EXPECT_THAT(sources[0].lines, Contains(StartsWith("QZQuintoraServerPort =")));
+  EXPECT_THAT(sources[0].lines, Contains(StartsWith("qzQuintoraServerport =")));
 }
 
 }  // namespace

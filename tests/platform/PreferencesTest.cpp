@@ -7,7 +7,6 @@
 
 #include <cerrno>
 
-#include "platform/StoredLines.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quintora {
@@ -229,13 +228,22 @@ TEST_F(PreferencesTest, TheSourcesAreTheFilesInTheirOrderAndWhatWasFoundThere) {
 }
 
 TEST_F(PreferencesTest, TheLinesOfASourceAreThoseOfItsFileAsTheyAreWritten) {
-  const Preferences::Source source = {(home / kFile).string(), Preferences::Source::State::read, 0};
-  EXPECT_THAT(storedLines(kDomain, source), testing::IsEmpty()) << "of a file that is gone";
+  using testing::ElementsAre;
+  using testing::IsEmpty;
+  const auto linesOfSource = [](const String& key = "Key") {
+    Preferences preferences(kDomain);
+    if (key)
+      preferences.objectForKey(key);
+    return preferences.sources()[0].lines;
+  };
+  EXPECT_THAT(linesOfSource(), IsEmpty()) << "of a file that is not there";
   writeFile(home / kFile, "\uFEFF# 1\r\n\n Key = value \n\uFEFFlast");
-  EXPECT_THAT(storedLines(kDomain, source),
-              testing::ElementsAre("# 1", "", " Key = value ", "\uFEFFlast"));
+  EXPECT_THAT(linesOfSource(), ElementsAre("# 1", "", " Key = value ", "\uFEFFlast"));
+  EXPECT_THAT(linesOfSource(std::nullopt), IsEmpty()) << "of a file that has not been read";
+  writeFile(home / kFile, "Key = value\nKey = \xFF\n");
+  EXPECT_THAT(linesOfSource(), IsEmpty()) << "of a file that cannot be used";
   writeFile(home / kFile, "");
-  EXPECT_THAT(storedLines(kDomain, source), testing::IsEmpty());
+  EXPECT_THAT(linesOfSource(), IsEmpty());
 }
 
 TEST_F(PreferencesTest, NoFileStaysOpen) {

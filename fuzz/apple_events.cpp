@@ -85,8 +85,8 @@ bool isInterrupted() {
 extern "C" {
 int __real_connect(int socket, const sockaddr* address, socklen_t size);
 int __real_poll(pollfd* watched, nfds_t count, int milliseconds);
-ssize_t __real_read(int file, void* bytes, size_t size);
-ssize_t __real_write(int file, const void* bytes, size_t size);
+ssize_t __real_recv(int socket, void* bytes, size_t size, int flags);
+ssize_t __real_send(int socket, const void* bytes, size_t size, int flags);
 
 int __wrap_connect(int socket, const sockaddr* address, socklen_t size) {
   if (!peer)
@@ -104,9 +104,9 @@ int __wrap_poll(pollfd* watched, nfds_t count, int milliseconds) {
   return 1;
 }
 
-ssize_t __wrap_read(int file, void* bytes, size_t size) {
+ssize_t __wrap_recv(int socket, void* bytes, size_t size, int flags) {
   if (!peer)
-    return __real_read(file, bytes, size);
+    return __real_recv(socket, bytes, size, flags);
   if (isInterrupted())
     return -1;
   if (!peer->isReplying)
@@ -119,9 +119,9 @@ ssize_t __wrap_read(int file, void* bytes, size_t size) {
   return static_cast<ssize_t>(count);
 }
 
-ssize_t __wrap_write(int file, const void* bytes, size_t size) {
+ssize_t __wrap_send(int socket, const void* bytes, size_t size, int flags) {
   if (!peer)
-    return __real_write(file, bytes, size);
+    return __real_send(socket, bytes, size, flags);
   if (isInterrupted())
     return -1;
   const size_t count = std::min(size, peer->numbers.upTo(5000));

@@ -1,4 +1,6 @@
-/* Runs commands by turns, so that whatever else the machine does hits all of them alike.
+/* Runs commands by turns, so that whatever else the machine does hits all of them alike. The order
+ * changes from round to round: a program is faster behind one that leaves the processor's caches
+ * filled with what it needs, too, and a fixed order would give that to the same one every time.
  *
  *   run_alternately ROUNDS INPUT -- PROGRAM [ARGUMENT...] [-- PROGRAM [ARGUMENT...]]...
  *
@@ -93,22 +95,34 @@ static void run(int index, char** command, const char* input, int is_first) {
          current.size);
 }
 
+static void shuffle(int* order, int count) {
+  for (int last = count - 1; last > 0; --last) {
+    const int other = (int)(random() % (last + 1));
+    const int moved = order[last];
+    order[last] = order[other];
+    order[other] = moved;
+  }
+}
+
 int main(int count, char** arguments) {
   char** commands[MOST_COMMANDS];
+  int order[MOST_COMMANDS];
   int commandCount = 0;
   for (int i = 3; i + 1 < count; ++i) {
     if (strcmp(arguments[i], "--") == 0) {
       if (commandCount == MOST_COMMANDS)
         quit("too many commands", arguments[i + 1]);
       arguments[i] = NULL;
+      order[commandCount] = commandCount;
       commands[commandCount++] = arguments + i + 1;
     }
   }
   if (commandCount == 0)
     quit("no command", "see its first lines");
   for (int round = 0; round < atoi(arguments[1]); ++round) {
-    for (int index = 0; index < commandCount; ++index)
-      run(index, commands[index], arguments[2], round == 0);
+    for (int turn = 0; turn < commandCount; ++turn)
+      run(order[turn], commands[order[turn]], arguments[2], round == 0);
+    shuffle(order, commandCount);
   }
   return 0;
 }

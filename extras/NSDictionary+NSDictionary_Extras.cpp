@@ -65,10 +65,6 @@ bool hasSurrogate(std::string_view text) {
   return false;
 }
 
-std::string_view encodable(std::string_view text) {
-  return hasSurrogate(text) ? kAbsentText : text;
-}
-
 }  // namespace
 
 void setObjectForKey(Dictionary& receiver, std::optional<std::string_view> value,
@@ -99,13 +95,18 @@ Data encodePostData(const Dictionary& receiver) {
 
 PostDataEncoder::PostDataEncoder(const Dictionary& receiver)
     : next_(receiver ? receiver->begin() : StringMap::const_iterator()),
-      end_(receiver ? receiver->end() : StringMap::const_iterator()) {
+      end_(receiver ? receiver->end() : StringMap::const_iterator()),
+      mayHaveSurrogates_(receiver && hasSurrogate(receiver->bytes())) {
   for (auto entry = next_; entry != end_; ++entry) {
     const auto [key, value] = *entry;
     size_ += escapedSize(encodable(key)) + escapedSize(encodable(value)) + 2;  // "=" and "&"
   }
   if (size_ > 0)
     --size_;  // there is one "&" less
+}
+
+std::string_view PostDataEncoder::encodable(std::string_view text) const {
+  return mayHaveSurrogates_ && hasSurrogate(text) ? kAbsentText : text;
 }
 
 size_t PostDataEncoder::read(char* to, size_t room) {

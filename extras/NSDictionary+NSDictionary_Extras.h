@@ -36,10 +36,12 @@ class PostDataEncoder {
   size_t read(char* to, size_t room);
 
  private:
+  std::string_view encodable(std::string_view text) const;
   bool startField(char*& to);
 
   StringMap::const_iterator next_;
   const StringMap::const_iterator end_;
+  const bool mayHaveSurrogates_;
   uint64_t size_ = 0;
   std::string_view field_;  // the unwritten rest of a key or a value
   std::string_view value_;  // the value of the key that is being written

@@ -10,7 +10,10 @@ namespace quintora {
 
 namespace {
 
+// A map with fewer entries has no buckets: to compare keys one by one takes less time.
+constexpr size_t kLeastForBuckets = 32;
 constexpr size_t kFirstBuckets = 128;
+constexpr size_t kUsualBytes = 2048;  // of a request without a form
 constexpr size_t kTogether = 16;
 constexpr size_t kMostBuckets = size_t{1} << 31;  // of those reached by steps of four, in 32 bits
 
@@ -22,25 +25,44 @@ StringMap::StringMap(std::initializer_list<value_type> entries) {
 }
 
 void StringMap::insert_or_assign(std::string_view key, std::string_view value) {
-  if (entries_.size() >= buckets_.size() / 2)
+  if (entries_.empty()) {
+    entries_.reserve(kLeastForBuckets);
+    block_.reserve(kUsualBytes);
+  }
+  if (entries_.size() >= std::max(kLeastForBuckets, buckets_.size() / 2))
     rehash();
-  const uint64_t hash = hashOf(key);
-  uint32_t& bucket = buckets_[bucketOf(key, hash)];
+  const size_t index = buckets_.empty() ? indexAmongFew(key) : indexInBuckets(key);
   const Entry entry = {block_.size(), key.size(), value.size()};
   block_.append(key).append(value);  // a replaced value stays in the block, unused
-  if (bucket != 0) {
-    entries_[indexIn(bucket)] = entry;
-  } else {
-    bucket = bucketValue(hash, entries_.size());
+  if (index < entries_.size())
+    entries_[index] = entry;
+  else
     entries_.push_back(entry);
-  }
 }
 
 std::optional<std::string_view> StringMap::find(std::string_view key) const {
-  const uint32_t bucket = buckets_.empty() ? 0 : buckets_[bucketOf(key, hashOf(key))];
-  if (bucket == 0)
+  const size_t index =
+      buckets_.empty() ? indexAmongFew(key) : indexIn(buckets_[bucketOf(key, hashOf(key))]);
+  if (index >= entries_.size())  // that of an empty bucket is the largest number
     return std::nullopt;
-  return at(indexIn(bucket)).second;
+  return at(index).second;
+}
+
+// The number of entries if there is none with the key.
+size_t StringMap::indexAmongFew(std::string_view key) const {
+  const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) {
+    return entry.keySize == key.size() && block_.compare(entry.offset, entry.keySize, key) == 0;
+  });
+  return static_cast<size_t>(found - entries_.begin());
+}
+
+// The same, but then the key has a bucket for an entry that is to be added.
+size_t StringMap::indexInBuckets(std::string_view key) {
+  const uint64_t hash = hashOf(key);
+  uint32_t& bucket = buckets_[bucketOf(key, hash)];
+  if (bucket == 0)
+    bucket = bucketValue(hash, entries_.size());
+  return indexIn(bucket);
 }
 
 StringMap::value_type StringMap::at(size_t index) const {

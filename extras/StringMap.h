@@ -31,6 +31,8 @@ class StringMap {
 
   size_t size() const { return entries_.size(); }
   bool empty() const { return entries_.empty(); }
+  // All keys and values, one after the other. Values that were replaced may be among them.
+  std::string_view bytes() const { return block_; }
   const_iterator begin() const;
   const_iterator end() const;
 
@@ -41,6 +43,8 @@ class StringMap {
   };
 
   value_type at(size_t index) const;
+  size_t indexAmongFew(std::string_view key) const;
+  size_t indexInBuckets(std::string_view key);
   uint64_t hashOf(std::string_view key) const;
   size_t bucketOf(std::string_view key, uint64_t hash) const;
   uint32_t bucketValue(uint64_t hash, size_t index) const;

@@ -35,14 +35,15 @@ bool readAll(int file, Data& contents) {
     errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
     return false;
   }
-  char buffer[4096];
-  while (contents.size() < static_cast<size_t>(status.st_size)) {
-    const ssize_t count = uninterrupted([&] { return read(file, buffer, sizeof buffer); });
-    if (count <= 0)
-      return count == 0;
-    contents.append(buffer, static_cast<size_t>(count));
+  contents.resize(static_cast<size_t>(status.st_size));
+  size_t done = 0;
+  ssize_t count = 1;
+  while (count > 0 && done < contents.size()) {
+    count = uninterrupted([&] { return read(file, &contents[done], contents.size() - done); });
+    done += static_cast<size_t>(std::max<ssize_t>(count, 0));
   }
-  return true;
+  contents.resize(done);
+  return count >= 0;
 }
 
 // The value of a key in a file's text, the last one of several; absent if there is none. Lines that

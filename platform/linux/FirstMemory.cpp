@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <functional>
 #include <new>
+#include <utility>
 
 #include "platform/Process.h"
 #include "platform/linux/LargePages.h"
@@ -13,16 +14,23 @@ namespace {
 // Memory that the program has from the start and never reuses. It is enough for a small request,
 // which thereby makes 11 of 33 system calls and a third of the instructions less, and takes a
 // seventh less time. A dynamic program would gain nothing.
+//
+// The system provides memory by pages when they are touched, which takes 2 us each. So the small
+// pieces lie together, at the end, where the linker puts the C library's variables, and the one
+// large piece, which a small request fills only at its start, lies at the start.
 class FirstMemory {
  public:
   // Null when too little is left.
   void* take(size_t size) {
     constexpr size_t kAlignment = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
-    if (size > sizeof bytes_ - taken_)
+    constexpr size_t kLarge = 32768;
+    if (size > sizeof bytes_ - takenAtStart_ - takenAtEnd_)
       return nullptr;
-    void* const memory = bytes_ + taken_;
-    taken_ += (size + kAlignment - 1) / kAlignment * kAlignment;
-    return memory;
+    const size_t room = (size + kAlignment - 1) / kAlignment * kAlignment;
+    if (size >= kLarge)
+      return bytes_ + std::exchange(takenAtStart_, takenAtStart_ + room);
+    takenAtEnd_ += room;
+    return bytes_ + sizeof bytes_ - takenAtEnd_;
   }
 
   bool has(const void* memory) const {
@@ -32,7 +40,8 @@ class FirstMemory {
 
  private:
   alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) char bytes_[131072] = {};
-  size_t taken_ = 0;
+  size_t takenAtStart_ = 0;
+  size_t takenAtEnd_ = 0;
 };
 FirstMemory firstMemory;
 

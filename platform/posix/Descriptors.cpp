@@ -28,11 +28,10 @@ int streamSocket(int family, bool doesWait) {
 #endif
 }
 
-int pollUntil(Clock::time_point deadline, int descriptor, int events) {
+int pollUntil(Clock::time_point deadline, int descriptor, int events, Clock::time_point now) {
   pollfd watched = {descriptor, static_cast<short>(events), 0};
   for (;;) {
-    const int64_t left =
-        std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    const int64_t left = std::chrono::ceil<std::chrono::milliseconds>(deadline - now).count();
     const int count = poll(&watched, 1, static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX)));
     if (count > 0)
       return watched.revents;
@@ -40,6 +39,7 @@ int pollUntil(Clock::time_point deadline, int descriptor, int events) {
       return -1;
     if (left <= 0)
       return 0;
+    now = Clock::now();
   }
 }
 

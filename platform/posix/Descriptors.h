@@ -44,8 +44,10 @@ auto uninterrupted(Call call) {
 inline bool isPutOff(int error) { return error == EAGAIN || error == EWOULDBLOCK; }
 
 // Waits until one of poll's events or an error occurs on the descriptor, despite signals. Returns
-// poll's revents, 0 when the deadline has passed, or -1 with errno.
-int pollUntil(Clock::time_point deadline, int descriptor, int events);
+// poll's revents, 0 when the deadline has passed, or -1 with errno. A caller that has just asked
+// for the time passes it on.
+int pollUntil(Clock::time_point deadline, int descriptor, int events,
+              Clock::time_point now = Clock::now());
 
 // How many bytes the system has accepted from us that the peer's system has not; 0 if unknown.
 int bytesOnTheirWay(int descriptor);

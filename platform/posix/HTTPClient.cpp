@@ -85,7 +85,7 @@ class Exchange {
   bool fail(const Message<2>& message, int error) {
     return fail(message(peer_, sentenceOf(error)));
   }
-  void restartTimeout() { deadline_ = Clock::now() + request_.timeoutInterval; }
+  void restartTimeout() { deadline_ = std::nullopt; }
   int waitFor(int events);
   int errorOfConnection();
   void appendPiece();
@@ -97,7 +97,7 @@ class Exchange {
   const std::string peer_;
   const Address address_;
   const Descriptor socket_;
-  Clock::time_point deadline_;
+  std::optional<Clock::time_point> deadline_;  // absent until something is waited for
   std::string pending_;     // what is being sent: the head and a first piece, or a later piece
   size_t pendingSent_ = 0;  // bytes of pending_ that are sent
   uint64_t bodyMade_ = 0;   // bytes of the body that are produced
@@ -115,11 +115,13 @@ class Exchange {
 // Returns poll's revents; 0 after the time-out or an error, and failure() says which.
 int Exchange::waitFor(int events) {
   for (;;) {
+    const Clock::time_point now = Clock::now();
+    if (!deadline_)
+      deadline_ = now + request_.timeoutInterval;
     // Only asking the system shows that the server is reading what the system holds for it.
     const Clock::time_point look =
-        bytesHeld_ > 0 ? std::min(Clock::now() + request_.timeoutInterval / 60, deadline_)
-                       : deadline_;
-    const int ready = pollUntil(look, socket_.number(), events);
+        bytesHeld_ > 0 ? std::min(now + request_.timeoutInterval / 60, *deadline_) : *deadline_;
+    const int ready = pollUntil(look, socket_.number(), events, now);
     if (ready > 0)
       return ready;
     if (ready < 0) {
@@ -130,7 +132,7 @@ int Exchange::waitFor(int events) {
     if (held < bytesHeld_) {
       bytesHeld_ = held;
       restartTimeout();
-    } else if (Clock::now() >= deadline_) {
+    } else if (Clock::now() >= *deadline_) {
       using std::chrono::seconds;
       fail(kIdle(peer_, std::chrono::duration_cast<seconds>(request_.timeoutInterval).count()));
       return 0;

@@ -183,6 +183,13 @@ TEST(EncodePostData, JoinsPairsInAnyOrder) {
   EXPECT_THAT(encodePostData(Dictionary{{{"", ""}, {"b", "&"}}}), AnyOf("=&b=%26", "b=%26&="));
 }
 
+TEST(EncodePostData, AnUnpairedSurrogateTouchesItsOwnKeyOrValueOnly) {
+  Dictionary form = {{{"a", units(u"\xD83D")}, {units(u"\xDC00"), "b"}}};
+  EXPECT_THAT(encodePostData(form), AnyOf("a=(null)&(null)=b", "(null)=b&a=(null)"));
+  setObjectForKey(form, "c", "a");
+  EXPECT_THAT(encodePostData(form), AnyOf("a=c&(null)=b", "(null)=b&a=c"));
+}
+
 // The body as a reader gets it who has so much room at a time.
 Data readWithRoom(const Dictionary& dictionary, size_t room) {
   PostDataEncoder encoder(dictionary);

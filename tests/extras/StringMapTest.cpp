@@ -64,16 +64,20 @@ TEST(StringMap, KeepsAnyBytes) {
 }
 
 TEST(StringMap, TellsApartKeysThatDifferInOneByteAtAnyPlace) {
-  const std::string text = "ApacheTunnel_HTTP";
-  StringMap map = {{text, "itself"}};
-  for (size_t at = 0; at < text.size(); ++at) {
-    std::string other = text;
-    other[at] = static_cast<char>(other[at] ^ 0x80);
-    map.insert_or_assign(other, "other");
-    map.insert_or_assign(text.substr(0, at), "shorter");
+  const std::string text = "ApacheTunnel";
+  for (const size_t others : {0u, 100u}) {  // the latter are too many to be compared one by one
+    StringMap map = {{text, "itself"}};
+    for (size_t number = 1; number <= others; ++number)
+      map.insert_or_assign(numbered(number), "");
+    for (size_t at = 0; at < text.size(); ++at) {
+      std::string other = text;
+      other[at] = static_cast<char>(other[at] ^ 0x80);
+      map.insert_or_assign(other, "other");
+      map.insert_or_assign(text.substr(0, at), "shorter");
+    }
+    EXPECT_EQ(map.size(), others + 1 + 2 * text.size());
+    EXPECT_EQ(map.find(text), "itself");
   }
-  EXPECT_EQ(map.size(), 1 + 2 * text.size());
-  EXPECT_EQ(map.find(text), "itself");
 }
 
 // The key's bytes and the value's stand side by side in memory.

@@ -5,9 +5,10 @@
 
 namespace quintora {
 
-// The identifier of the encoding with this IANA charset name, ignoring case. An unknown name has an
-// identifier, too, which is not 0 and in which nothing can be decoded. So has a string that is no
-// charset name, such as one with the options that converters accept after a slash.
+// The identifier of the encoding with this IANA charset name, ignoring case and marks such as
+// hyphens (CharsetNames.h). An unknown name has an identifier, too, which is not 0 and in which
+// nothing can be decoded. So has a string that is no charset name, such as one with the options
+// that converters accept after a slash.
 TextEncoding textEncodingFromIANACharSetName(const String& name);
 
 // Decodes the bytes of a reply; the identifier is one from above or from TextEncoding.h. Absent

@@ -1,4 +1,4 @@
-// The process that the web server started: its end, its standard streams.
+// The process that the web server started: its signals, its standard streams, its end.
 #pragma once
 
 #include <cstddef>

@@ -240,14 +240,15 @@ class Preload:
         self.log = tempfile.TemporaryFile(buffering=0)
         test.addCleanup(self.log.close)
 
-    def run(self, site, calls, fault, value=0, first=1, last=2 ** 40, **details):
+    def run(self, site, calls, fault, value=0, first=1, last=2 ** 40, most=0, **details):
         """The run, and how many calls failed."""
         self.log.seek(0)
         self.log.truncate()
         run = site.run(pass_fds=[self.log.fileno()], environment={
             "LD_PRELOAD": PRELOAD, "FAULT_CALLS": "".join(f"{call}," for call in calls),
             "FAULT": fault, "FAULT_VALUE": str(value), "FAULT_FIRST": str(first),
-            "FAULT_LAST": str(last), "FAULT_LOG": str(self.log.fileno())}, **details)
+            "FAULT_LAST": str(last), "FAULT_MOST": str(most),
+            "FAULT_LOG": str(self.log.fileno())}, **details)
         return run, os.fstat(self.log.fileno()).st_size
 
     def count(self, site, *calls):

@@ -9,6 +9,7 @@
 //                      lose    the connection is gone, and the error FAULT_VALUE tells so
 //                      report  the call is made, and then reports the error FAULT_VALUE
 //                      none    nothing
+//   FAULT_MOST         as many bytes pass at most in each call; 0 for any number
 //   FAULT_LOG          a descriptor that gets one byte for each call that was meant
 //
 // Memory is asked for before anything else runs, so nothing here needs any.
@@ -75,7 +76,8 @@ ssize_t transferred(const char* call, int descriptor, Made made) {
     errno = static_cast<int>(number("FAULT_VALUE"));
     return -1;
   }
-  return made(fault == 's' ? static_cast<size_t>(number("FAULT_VALUE")) : SIZE_MAX);
+  const long most = number(fault == 's' ? "FAULT_VALUE" : "FAULT_MOST");
+  return made(most > 0 ? static_cast<size_t>(most) : SIZE_MAX);
 }
 
 }  // namespace

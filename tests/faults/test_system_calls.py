@@ -233,7 +233,7 @@ class PartialEffects(FaultTest):
             file.write("# " + "x" * 10_000 + "\n")
         for number in 2, 3:
             run, count = self.preload.run(site, ["read"], "lose", errno.EIO, first=number,
-                                          last=number)
+                                          last=number, most=4096)
             self.assertEqual(count, 1)
             self.judge(site, run, {"message"}, number=number)
 

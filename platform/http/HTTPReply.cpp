@@ -17,10 +17,8 @@ constexpr uint64_t kMostLineBytes = uint64_t{256} * 1024;
 
 constexpr size_t kLineEndBytes = 2;  // CR LF
 
-// The room that a body gets, as a multiple of what it has filled, if its declared length allows;
-// and as a multiple of its earlier room, if it declares none.
+// The room that a body gets, as a multiple of what it has filled, if its declared length allows.
 constexpr uint64_t kRoomAhead = 16;
-constexpr uint64_t kGrowth = 4;
 
 std::string_view withoutBlanks(std::string_view text) { return trimmed(text, " \t"); }
 
@@ -112,22 +110,18 @@ void HTTPReply::fail(const char* what) {
   state_ = State::invalid;
 }
 
-// A string that grows by itself only doubles its room and so copies a long body several times;
-// while it is copied it is in memory twice. On the other hand, a length that is only claimed must
-// not cost memory, so the room grows with what has arrived. Room that is not filled costs none.
+// A string that grows by itself only doubles its room and so copies a long body several times. On
+// the other hand, a length that is only claimed must not cost memory, so the room grows with what
+// has arrived. It at least doubles, which not every library does: chunks may have one byte each.
 void HTTPReply::makeRoom(size_t count) {
   const uint64_t filled = body.size() + count;
-  if (filled <= body.capacity())
-    return;
-  uint64_t room = body.size() + std::min(remaining_, kRoomAhead * filled);
-  if (expect_ != Expect::bodyOfLength)  // there may be any number of chunks, of one byte each
-    room = std::max<uint64_t>({room, filled, kGrowth * body.capacity()});
-  body.reserve(room);
+  if (filled > body.capacity())
+    body.reserve(std::max<uint64_t>(body.size() + std::min(remaining_, kRoomAhead * filled),
+                                    2 * body.capacity()));
 }
 
 size_t HTTPReply::parseBodyBytes(std::string_view bytes) {
   if (expect_ == Expect::bodyToEnd) {
-    makeRoom(bytes.size());
     body += bytes;
     return bytes.size();
   }

@@ -13,6 +13,7 @@ namespace {
 // A map with fewer entries has no buckets: to compare keys one by one takes less time.
 constexpr size_t kLeastForBuckets = 32;
 constexpr size_t kFirstBuckets = 128;
+static_assert(kLeastForBuckets <= kFirstBuckets / 2);
 constexpr size_t kUsualBytes = 2048;  // of a request without a form
 constexpr size_t kTogether = 16;
 constexpr size_t kMostBuckets = size_t{1} << 31;  // of those reached by steps of four, in 32 bits

@@ -31,7 +31,8 @@ class StringMap {
 
   size_t size() const { return entries_.size(); }
   bool empty() const { return entries_.empty(); }
-  // All keys and values, one after the other. Values that were replaced may be among them.
+  // All keys and values, one after the other. Those that were set anew are among them more than
+  // once.
   std::string_view bytes() const { return block_; }
   const_iterator begin() const;
   const_iterator end() const;

@@ -51,7 +51,7 @@ std::new_handler std::set_new_handler(new_handler handler) noexcept {
   return std::exchange(newHandler, handler);
 }
 
-// The C library would look for the system's code for this in the process (vDSO): for the two times
+// The C library would look for the system's code for this in the process (vDSO): for the few times
 // that a small request needs, finding and mapping it takes longer than calling the system.
 std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept {
   timespec time = {};

@@ -76,7 +76,9 @@ ssize_t transferred(const char* call, int descriptor, Made made) {
     errno = static_cast<int>(number("FAULT_VALUE"));
     return -1;
   }
-  const long most = number(fault == 's' ? "FAULT_VALUE" : "FAULT_MOST");
+  if (fault == 's')
+    return made(static_cast<size_t>(number("FAULT_VALUE")));
+  const long most = number("FAULT_MOST");
   return made(most > 0 ? static_cast<size_t>(most) : SIZE_MAX);
 }
 

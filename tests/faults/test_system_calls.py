@@ -237,6 +237,17 @@ class PartialEffects(FaultTest):
             self.assertEqual(count, 1)
             self.judge(site, run, {"message"}, number=number)
 
+    @with_each_request("GET")
+    def test_preferences_that_shrink_while_they_are_read_end_where_they_do(self, site):
+        """The first call would read the line with the server's port, or reads it."""
+        with open(site.preferences, "a", encoding="utf-8") as file:
+            file.write("# " + "x" * 10_000 + "\n")
+        for number, outcome in (1, "message"), (2, "page"):
+            run, count = self.preload.run(site, ["read"], "shorten", 0, first=number, last=number,
+                                          most=4096)
+            self.assertEqual(count, 1)
+            self.judge(site, run, {outcome}, number=number)
+
     @with_each_request("GET", "POST")
     def test_connection_that_takes_its_time_is_awaited(self, site):
         for error in errno.EINTR, errno.EINPROGRESS:

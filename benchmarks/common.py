@@ -40,12 +40,13 @@ class Build:
             return shutil.copy(os.path.join(folder, *path), place)
 
         self.bridge, self.dynamic_bridge = copied("portable.cgi"), copied("dynamic.cgi")
-        (self.floor, self.static_floor, self.careful_floor, self.checking_floor, self.fields_floor, self.printing,
-         self.static_printing, self.server, self.fastcgi_echo, self.runner, self.micro) = (
-            copied("benchmarks", name)
-            for name in ("floor", "static_floor", "careful_floor", "checking_floor", "fields_floor", "printing_cgi",
-                         "static_printing_cgi", "fast_server", "fastcgi_echo", "run_alternately",
-                         "micro_benchmarks"))
+        (self.floor, self.static_floor, self.careful_floor, self.checking_floor, self.fields_floor,
+         self.printing, self.static_printing, self.server, self.fastcgi_echo, self.runner,
+         self.micro) = (
+             copied("benchmarks", name)
+             for name in ("floor", "static_floor", "careful_floor", "checking_floor",
+                          "fields_floor", "printing_cgi", "static_printing_cgi", "fast_server",
+                          "fastcgi_echo", "run_alternately", "micro_benchmarks"))
         self.cpuid_counter = (copied("benchmarks", "count_cpuids")
                               if platform.machine() == "x86_64" else None)
 

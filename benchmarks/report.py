@@ -75,10 +75,11 @@ def small_table(results):
 def counts_table(results):
     small = results["small"]
     rows = [[name, f"{counts['instructions']:,}" + ("" if counts["is_repeatable"] else " (varies)"),
-             counts["system_calls"], f"{small['GET'][name]['page_faults']:.0f}",
-             mebibytes(small["peaks"][name])]
+             f"{counts['code_lines']:,} + {counts['data_lines']:,}", counts["system_calls"],
+             f"{small['GET'][name]['page_faults']:.0f}", mebibytes(small["peaks"][name])]
             for name, counts in small["counts"].items()]
-    return table(["program", "instructions", "system calls", "page faults", "peak memory"], rows)
+    return table(["program", "instructions", "cache lines of code + data", "system calls",
+                  "page faults", "peak memory"], rows)
 
 
 def files_table(results):
@@ -295,7 +296,9 @@ def explanations(results):
         "bridge", "careful floor", "static C floor", "C floor"))
     loader = sum(count for file, count in counts["dynamic bridge"]["by_file"].items()
                  if file.startswith("ld-"))
+    lines = {name: one["code_lines"] + one["data_lines"] for name, one in counts.items()}
     return {"request_work": milliseconds(bridge - careful),
+            "request_lines": f"{lines['bridge'] - lines['careful floor']:,}",
             "careful_static": f"{careful / static:.2f}", "careful_floor": f"{careful / floor:.2f}",
             "dynamic_limit": f"{loader + counts['bridge']['instructions']:,}"}
 
@@ -306,8 +309,9 @@ def page(template, results):
 
 def tables_only(results):
     found = values(results)
-    names = ("surroundings", "small", "counts", "files", "aims", "cpuid_cost", "cpuids", "cpuid_share",
-             "apache", "forms", "replies", "operations", "capacity", "loader_cost", "rates")
+    names = ("surroundings", "small", "counts", "files", "aims", "cpuid_cost", "cpuids",
+             "cpuid_share", "apache", "forms", "replies", "operations", "capacity", "loader_cost",
+             "rates")
     return "\n\n".join(found[name] for name in names)
 
 

@@ -10,7 +10,7 @@ import time
 from typing import NamedTuple
 from urllib.parse import parse_qsl, urlencode
 
-from common import (HEADER, HERE, LONGEST, answer_of, bridge_and_server, by_turns, input_file,
+from common import (HEADER, HERE, LONGEST, MIB, answer_of, bridge_and_server, by_turns, input_file,
                     require, started)
 
 # What Apache hands over for a browser's request.
@@ -29,9 +29,11 @@ FIELDS = {"name": "Zoë Müller", "street": "Main Street 17 & Garden", "city": "
           "note": "A few lines,\r\nas somebody types them:\r\n1 + 1 = 2; 100 %", "empty": ""}
 FORM = urlencode(FIELDS).encode()
 NAMES = ("bridge", "dynamic bridge", "C floor", "static C floor", "careful floor",
-         "printing program",
-         "static printing program", "/bin/true", "cgi-fcgi", "shell and curl", "Perl", "Python")
+         "printing program", "static printing program", "/bin/true", "cgi-fcgi", "shell and curl",
+         "Perl", "Python")
 CHEAP = NAMES[:9]
+COUNTED = ("bridge", "dynamic bridge", "C floor", "static C floor", "careful floor", "/bin/true",
+           "cgi-fcgi")
 STRACE = "/usr/bin/strace"
 
 
@@ -139,23 +141,37 @@ def cpuids(build, command, environment):
     return count, nanoseconds / 1e9
 
 
-def instructions_by_file(command, environment):
-    """All of the process, by the file that they stand in: the program, its loader, its libraries."""
-    counts = collections.Counter()
+class Profile(NamedTuple):
+    by_file: dict  # instructions, by the program, loader or library that they stand in
+    code_lines: int  # cache lines of 64 bytes that the processor has to fetch
+    data_lines: int
+
+
+def profiled(command, environment):
+    """All of the process. The caches are so large that each line is missing only at first."""
+    caches = [f"--{name}={MIB},16,64" for name in ("I1", "D1")]
     with tempfile.NamedTemporaryFile("r", encoding="utf-8") as profile:
         subprocess.run(
             ["/usr/bin/valgrind", "-q", "--tool=callgrind", "--compress-strings=no",
-             f"--callgrind-out-file={profile.name}", *command], env=environment,
-            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, timeout=LONGEST, check=True)
+             "--cache-sim=yes", *caches, f"--callgrind-out-file={profile.name}", *command],
+            env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,  # words on the largest cache, which is not looked at
+            timeout=LONGEST, check=True)
         lines = iter(profile.read().splitlines())
+    by_file = collections.Counter()
     for line in lines:
         if line.startswith("ob="):
             file = os.path.basename(line[3:])
         elif line.startswith("calls="):
             next(lines)  # what the function that is called takes, which has lines of its own
-        elif re.match(r"[0-9+*-]\S* \d+$", line):
-            counts[file] += int(line.split()[1])
-    return counts
+        elif line.startswith("events:"):
+            events = line.split()[1:]
+        elif line.startswith("totals:"):
+            totals = dict(zip(events, map(int, line.split()[1:])))
+        elif re.match(r"[0-9+*-]\S* \d", line):
+            by_file[file] += int(line.split()[1])
+    require(totals["Ir"] == sum(by_file.values()), f"{command[0]}'s profile is misread")
+    return Profile(by_file, totals["I1mr"], totals["D1mr"] + totals["D1mw"])
 
 
 def system_calls(command, environment):
@@ -228,12 +244,13 @@ def measure_cpuids(build, peers_by_name, environment):
 def measure_counts(peers_by_name, environment):
     environment = {**environment, **VARIABLES, "REQUEST_METHOD": "GET"}
     result = {}
-    for name in "bridge", "dynamic bridge", "C floor", "static C floor", "careful floor", "/bin/true", "cgi-fcgi":
+    for name in COUNTED:
         command = peers_by_name[name].command
-        runs = [instructions_by_file(command, environment) for _ in range(2)]
-        fewest = min(runs, key=lambda by_file: sum(by_file.values()))
-        result[name] = {"instructions": sum(fewest.values()), "is_repeatable": runs[0] == runs[1],
-                        "system_calls": system_calls(command, environment), "by_file": fewest}
+        runs = [profiled(command, environment) for _ in range(2)]
+        fewest = min(runs, key=lambda run: sum(run.by_file.values()))
+        result[name] = {"instructions": sum(fewest.by_file.values()),
+                        "is_repeatable": runs[0].by_file == runs[1].by_file,
+                        "system_calls": system_calls(command, environment), **fewest._asdict()}
     return result
 
 

@@ -20,6 +20,9 @@ constexpr size_t kLineEndBytes = 2;  // CR LF
 // The room that a body gets, as a multiple of what it has filled, if its declared length allows.
 constexpr uint64_t kRoomAhead = 16;
 
+// The size of the blocks in which a long body of unknown length is collected.
+constexpr size_t kBlockBytes = size_t{8} << 20;
+
 std::string_view withoutBlanks(std::string_view text) { return trimmed(text, " \t"); }
 
 // The number whose digits the text consists of, in base 10 or 16, up to 2^63 - 1; absent otherwise.
@@ -101,7 +104,7 @@ HTTPReply::State HTTPReply::parse(std::string_view bytes) {
 
 HTTPReply::State HTTPReply::parseEnd() {
   if (expect_ == Expect::bodyToEnd && state_ == State::incomplete)
-    state_ = State::complete;
+    complete();
   return state_;
 }
 
@@ -110,21 +113,46 @@ void HTTPReply::fail(const char* what) {
   state_ = State::invalid;
 }
 
-// A string that grows by itself only doubles its room and so copies a long body several times. On
-// the other hand, a length that is only claimed must not cost memory, so the room grows with what
-// has arrived. It at least doubles, which not every library does: chunks may have one byte each.
+// Makes room for some bytes at the end of the body.
+//
+// A string that grows by itself doubles its room: it copies a long body several times, and for a
+// moment there are both copies. So a body gets its room ahead if its length is declared. But a
+// length that is only claimed must not cost memory, so the room grows with what has arrived. A body
+// of unknown length doubles its room, because chunks may have one byte each, up to the size of a
+// block. Then the block is put aside.
 void HTTPReply::makeRoom(size_t count) {
   const uint64_t filled = body.size() + count;
-  if (filled > body.capacity())
-    body.reserve(std::max<uint64_t>(body.size() + std::min(remaining_, kRoomAhead * filled),
-                                    2 * body.capacity()));
+  if (filled <= body.capacity())
+    return;
+  if (expect_ == Expect::bodyOfLength) {
+    body.reserve(body.size() + std::min(remaining_, kRoomAhead * filled));
+  } else if (2 * body.capacity() <= kBlockBytes) {
+    body.reserve(std::max<uint64_t>(filled, 2 * body.capacity()));
+  } else {
+    blocks_.push_back(std::move(body));
+    body = Data();
+    body.reserve(std::max(count, kBlockBytes));
+  }
+}
+
+// Joins the blocks, each of which is freed as soon as it is copied.
+void HTTPReply::complete() {
+  state_ = State::complete;
+  if (blocks_.empty())
+    return;
+  blocks_.push_back(std::move(body));
+  size_t size = 0;
+  for (const Data& block : blocks_)
+    size += block.size();
+  body = Data();
+  body.reserve(size);
+  for (Data& block : blocks_) {
+    body += block;
+    Data().swap(block);
+  }
 }
 
 size_t HTTPReply::parseBodyBytes(std::string_view bytes) {
-  if (expect_ == Expect::bodyToEnd) {
-    body += bytes;
-    return bytes.size();
-  }
   const std::string_view part = bytes.substr(0, std::min<uint64_t>(remaining_, bytes.size()));
   makeRoom(part.size());
   body += part;
@@ -133,7 +161,7 @@ size_t HTTPReply::parseBodyBytes(std::string_view bytes) {
     if (expect_ == Expect::chunkData)
       expect_ = Expect::chunkEnd;
     else
-      state_ = State::complete;
+      complete();
     lineBytes_ = 0;
   }
   return part.size();
@@ -202,7 +230,7 @@ void HTTPReply::parseLine(std::string_view line) {
       return;
     case Expect::trailerLine:
       if (line.empty())
-        state_ = State::complete;
+        complete();
       return;
     default:
       return;
@@ -288,7 +316,7 @@ void HTTPReply::endHead() {
   lineBytes_ = 0;
   const bool hasNoBody = status_ == 204 || status_ == 304;
   if (hasNoBody) {
-    state_ = State::complete;
+    complete();
   } else if (contentLengthIsInvalid_) {
     fail(kInvalidContentLength);
   } else if (hasUnknownCoding_) {
@@ -297,11 +325,12 @@ void HTTPReply::endHead() {
     expect_ = Expect::chunkSize;
   } else if (!contentLength_) {
     expect_ = Expect::bodyToEnd;
+    remaining_ = UINT64_MAX;
   } else {
     expect_ = Expect::bodyOfLength;
     remaining_ = *contentLength_;
     if (remaining_ == 0)
-      state_ = State::complete;
+      complete();
   }
 }
 

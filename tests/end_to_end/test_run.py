@@ -2,7 +2,8 @@
 import os
 import unittest
 
-from tests.support.harness import DEFAULT_HEADER, REQUEST_ERROR, VARIABLES, BridgeTest, reply
+from tests.support.harness import (DEFAULT_HEADER, MIB, REQUEST_ERROR, VARIABLES, BridgeTest,
+                                   fast_only, is_sanitizer_build, reply, run)
 
 # The server's reply text and the whole output.
 RESPONSES = (
@@ -182,6 +183,24 @@ class Response(BridgeTest):
     def test_large_reply_is_printed_whole(self):
         body = b"0123456789abcde\n" * 200_000
         self.assertEqual(self.page(reply(body)), DEFAULT_HEADER + body + b"\r\n")
+
+    @fast_only
+    def test_long_reply_takes_little_more_memory_than_its_size(self):
+        """However its length is told. A buffer that doubles takes much more at some of the sizes."""
+        piece = b"0123456789abcde\n" * 4096
+        chunk = b"%x\r\n%s\r\n" % (len(piece), piece)
+        head = b"HTTP/1.1 200 OK\r\nContent-Type: text/plain; charset=utf-8\r\n"
+        for size in 34 * MIB, 40 * MIB, 48 * MIB, 56 * MIB:
+            count = size // len(piece)
+            for answer in (reply(piece * count), head + b"\r\n" + piece * count,
+                           head + b"Transfer-Encoding: chunked\r\n\r\n" + chunk * count
+                           + b"0\r\n\r\n"):
+                with self.subTest(size=size, begin=answer[:120]):
+                    self.server.answer = answer
+                    result = run(self.environment(), supervised=True)
+                    self.assertTrue(result.stdout == DEFAULT_HEADER + piece * count + b"\r\n")
+                    if not is_sanitizer_build():
+                        self.assertLess(result.peak_memory, size + 14 * MIB)
 
     def test_reply_is_complete_without_the_server_closing(self):
         self.server.hold = True

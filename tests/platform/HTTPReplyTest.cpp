@@ -181,6 +181,28 @@ TEST(HTTPReply, GetsNoMoreRoomThanItHasUseFor) {
   EXPECT_LE(chunky.body.capacity(), 100u);
 }
 
+// A long body is collected in blocks. Where they are joined, and where a piece is larger than a
+// block, every byte keeps its place.
+TEST(HTTPReply, JoinsALongBodyOfUnknownLength) {
+  constexpr size_t kSize = 0x1400001;  // 20 MiB and a byte
+  std::string text;
+  for (size_t number = 0; text.size() < kSize; ++number)
+    text += std::to_string(number) + '\n';
+  text.resize(kSize);
+  const std::string whole = reply("", text);
+  const std::string inChunks =
+      chunked("1\r\n" + text.substr(0, 1) + "\r\n1400000\r\n" + text.substr(1) + "\r\n0\r\n\r\n");
+  for (const std::string_view bytes : {std::string_view(whole), std::string_view(inChunks)}) {
+    for (const size_t most : {size_t{1000}, size_t{65536}, bytes.size()}) {
+      HTTPReply parser;
+      for (size_t at = 0; at < bytes.size(); at += most)
+        parser.parse(bytes.substr(at, most));
+      EXPECT_EQ(parser.parseEnd(), State::complete);
+      EXPECT_TRUE(parser.body == text) << most << " bytes at once";
+    }
+  }
+}
+
 TEST(HTTPReply, ReadsItsLengthFromContentLength) {
   const struct {
     std::string headerLines;

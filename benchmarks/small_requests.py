@@ -148,7 +148,7 @@ class Profile(NamedTuple):
 
 
 def profiled(command, environment):
-    """All of the process. The caches are so large that each line is missing only at first."""
+    """All of the process. The simulated caches are so large that a cache line misses only once."""
     caches = [f"--{name}={MIB},16,64" for name in ("I1", "D1")]
     with tempfile.NamedTemporaryFile("r", encoding="utf-8") as profile:
         subprocess.run(

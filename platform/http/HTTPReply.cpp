@@ -17,10 +17,11 @@ constexpr uint64_t kMostLineBytes = uint64_t{256} * 1024;
 
 constexpr size_t kLineEndBytes = 2;  // CR LF
 
-// The room that a body gets, as a multiple of what it has filled, if its declared length allows.
-constexpr uint64_t kRoomAhead = 16;
+// The room that a body of declared length gets, as a multiple of what it has filled.
+constexpr uint64_t kRoomAhead = 32;
 
-// The size of the blocks in which a long body of unknown length is collected.
+// The size of the blocks in which a long body is collected. Smaller ones take longer; one of them
+// is what a body needs beyond its size.
 constexpr size_t kBlockBytes = size_t{8} << 20;
 
 std::string_view withoutBlanks(std::string_view text) { return trimmed(text, " \t"); }
@@ -113,25 +114,25 @@ void HTTPReply::fail(const char* what) {
   state_ = State::invalid;
 }
 
-// Makes room for some bytes at the end of the body.
+// Makes room for some bytes at the end of the body. A string that grows by itself doubles its room:
+// it copies a long body several times, and for a moment there are both copies.
 //
-// A string that grows by itself doubles its room: it copies a long body several times, and for a
-// moment there are both copies. So a body gets its room ahead if its length is declared. But a
-// length that is only claimed must not cost memory, so the room grows with what has arrived. A body
-// of unknown length doubles its room, because chunks may have one byte each, up to the size of a
-// block. Then the block is put aside.
+// A body of declared length gets all of its room as soon as so much has arrived that the length is
+// credible; a length that is only claimed must not cost memory. Until then, and if no length is
+// declared, the body grows up to the size of a block, which is then put aside.
 void HTTPReply::makeRoom(size_t count) {
   const uint64_t filled = body.size() + count;
   if (filled <= body.capacity())
     return;
-  if (expect_ == Expect::bodyOfLength) {
-    body.reserve(body.size() + std::min(remaining_, kRoomAhead * filled));
-  } else if (2 * body.capacity() <= kBlockBytes) {
-    body.reserve(std::max<uint64_t>(filled, 2 * body.capacity()));
+  const bool hasLength = expect_ == Expect::bodyOfLength;
+  const uint64_t ahead = filled * (hasLength ? kRoomAhead : 2);
+  if (hasLength && blocks_.empty() && remaining_ <= ahead) {
+    body.reserve(body.size() + remaining_);
+  } else if (filled <= kBlockBytes / 2) {
+    body.reserve(std::min<uint64_t>(ahead, kBlockBytes));
   } else {
-    blocks_.push_back(std::move(body));
-    body = Data();
-    body.reserve(std::max(count, kBlockBytes));
+    blocks_.emplace_back().swap(body);
+    body.reserve(kBlockBytes);
   }
 }
 
@@ -140,11 +141,10 @@ void HTTPReply::complete() {
   state_ = State::complete;
   if (blocks_.empty())
     return;
-  blocks_.push_back(std::move(body));
+  blocks_.emplace_back().swap(body);
   size_t size = 0;
   for (const Data& block : blocks_)
     size += block.size();
-  body = Data();
   body.reserve(size);
   for (Data& block : blocks_) {
     body += block;

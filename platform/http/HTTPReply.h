@@ -63,11 +63,11 @@ class HTTPReply {
   State state_ = State::incomplete;
   bool hasBegun_ = false;
   int status_ = 0;
-  std::vector<Data> blocks_;  // what has come of a body of unknown length before `body`
+  std::vector<Data> blocks_;  // the full blocks of a long body; `body` has what follows
   std::string line_;          // the start of a line whose end has not come
   std::string field_;         // the last header line, to which folded lines are added
   uint64_t lineBytes_ = 0;    // bytes of lines since the start, the head or a piece of the body
-  uint64_t remaining_ = 0;    // bytes of the body or chunk still to come, at most
+  uint64_t remaining_ = 0;    // bytes of the body or chunk still to come; UINT64_MAX if unknown
   std::optional<uint64_t> contentLength_;
   bool contentLengthIsInvalid_ = false;
   bool isChunked_ = false;

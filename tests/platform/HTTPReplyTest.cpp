@@ -183,7 +183,7 @@ TEST(HTTPReply, GetsNoMoreRoomThanItHasUseFor) {
 
 // A long body is collected in blocks. Where they are joined, and where a piece is larger than a
 // block, every byte keeps its place.
-TEST(HTTPReply, JoinsALongBodyOfUnknownLength) {
+TEST(HTTPReply, JoinsTheBlocksOfALongBody) {
   constexpr size_t kSize = 0x1400001;  // 20 MiB and a byte
   std::string text;
   for (size_t number = 0; text.size() < kSize; ++number)
@@ -193,14 +193,28 @@ TEST(HTTPReply, JoinsALongBodyOfUnknownLength) {
   const std::string inChunks =
       chunked("1\r\n" + text.substr(0, 1) + "\r\n1400000\r\n" + text.substr(1) + "\r\n0\r\n\r\n");
   for (const std::string_view bytes : {std::string_view(whole), std::string_view(inChunks)}) {
-    for (const size_t most : {size_t{1000}, size_t{65536}, bytes.size()}) {
+    for (const size_t inPieces : {size_t{0}, size_t{9} << 20, bytes.size()}) {
       HTTPReply parser;
-      for (size_t at = 0; at < bytes.size(); at += most)
-        parser.parse(bytes.substr(at, most));
+      for (size_t at = 0; at < inPieces; at += 65536)
+        parser.parse(bytes.substr(at, std::min<size_t>(65536, inPieces - at)));
+      parser.parse(bytes.substr(inPieces));
       EXPECT_EQ(parser.parseEnd(), State::complete);
-      EXPECT_TRUE(parser.body == text) << most << " bytes at once";
+      EXPECT_TRUE(parser.body == text) << inPieces << " bytes in pieces, then the others at once";
     }
   }
+}
+
+TEST(HTTPReply, JoinsTheBlocksOfABodyThatIsLongerThanItsBeginningPromises) {
+  constexpr size_t kPiece = size_t{5} << 20, kCount = 36;
+  HTTPReply parser;
+  parser.parse(reply("Content-Length: " + std::to_string(kPiece * kCount) + "\r\n", ""));
+  const auto piece = [](size_t index) { return std::string(kPiece, static_cast<char>(index)); };
+  for (size_t index = 0; index < kCount; ++index)
+    parser.parse(piece(index));
+  ASSERT_EQ(parser.parse(""), State::complete);
+  ASSERT_EQ(parser.body.size(), kPiece * kCount);
+  for (size_t index = 0; index < kCount; ++index)
+    EXPECT_EQ(parser.body.compare(index * kPiece, kPiece, piece(index)), 0) << index;
 }
 
 TEST(HTTPReply, ReadsItsLengthFromContentLength) {

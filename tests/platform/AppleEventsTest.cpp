@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <set>
 #include <thread>
 
 #include "platform/Process.h"
@@ -158,6 +159,22 @@ TEST_F(AppleEventsTest, AnEventHasTheDocumentedLayout) {
       "quiZxRUN" + received_.substr(12, 4) + number(0) + "----TEXT" + sized("state\nment");
   EXPECT_EQ(received_, sized(content));
   EXPECT_EQ(replyText(), "page");
+}
+
+// The system numbers events itself if it is asked to, and never by the number that asks for it.
+TEST_F(AppleEventsTest, EachEventHasAReturnIDOfItsOwn) {
+  std::vector<uint32_t> ids;
+  for (size_t event = 0; event < 3; ++event) {
+    startPeer([&ids](const std::string& bytes) {
+      ids.push_back(numberAt(bytes, 12));
+      return replyTo(bytes, textParameter("page"));
+    });
+    EXPECT_EQ(sendText("x"), noErr);
+    AEDisposeDesc(&reply_);
+    endPeer();
+  }
+  EXPECT_THAT(ids, testing::Each(testing::AllOf(testing::Ge(1u), testing::Le(32767u))));
+  EXPECT_THAT(std::set<uint32_t>(ids.begin(), ids.end()), testing::SizeIs(3));
 }
 
 TEST_F(AppleEventsTest, LargeTextsPassBothWays) {

@@ -136,7 +136,7 @@ void HTTPReply::makeRoom(size_t count) {
   }
 }
 
-// Joins the blocks, each of which is freed as soon as it is copied.
+// Ends the reply: joins the blocks, each of which is freed as soon as it is copied.
 void HTTPReply::complete() {
   state_ = State::complete;
   if (blocks_.empty())

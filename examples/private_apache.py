@@ -8,6 +8,7 @@ temporary folder, which is removed at the end.
     with PrivateApache("build/release/Quintora.cgi", names=["Gateway.cgi"]) as apache:
         urllib.request.urlopen(apache.url("/cgi-bin/Gateway.cgi"))
 """
+import glob
 import os
 import pwd
 import shutil
@@ -36,6 +37,9 @@ ServerName 127.0.0.1:{port}
 Listen 127.0.0.1:{port}
 {modules}
 {user}
+<IfModule cgid_module>
+    ScriptSock "{folder}/cgid.socket"
+</IfModule>
 {directives}
 AddDefaultCharset off
 DocumentRoot "{document_root}"
@@ -156,7 +160,7 @@ class PrivateApache:
                 stdin=subprocess.DEVNULL, stdout=log, stderr=log, start_new_session=True)
         deadline = time.monotonic() + PATIENCE
         while self.process.poll() is None and time.monotonic() < deadline:
-            if self._answers():
+            if self._answers() and self._runs_programs():
                 return True
             time.sleep(0.02)
         if self.process.poll() is None or "Address already in use" not in self.error_log():
@@ -172,6 +176,20 @@ class PrivateApache:
             return True
         except OSError:
             return False
+
+    def _runs_programs(self):
+        """Whether cgid's daemon is ready, which starts beside the processes that answer.
+
+        It listens before it gives its socket to their user. Until then they may not connect, and
+        each request for a program is answered with 503 at once.
+        """
+        if "cgid" not in self.modules:
+            return True
+        user = find_web_user()
+        owner = pwd.getpwnam(user).pw_uid if user else os.geteuid()
+        # Apache adds its process ID to the name.
+        return any(os.stat(file).st_uid == owner
+                   for file in glob.glob(os.path.join(self.folder, "cgid.socket*")))
 
     def _configuration(self, modules):
         user = find_web_user()

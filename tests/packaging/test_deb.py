@@ -202,11 +202,13 @@ def fetch(url, form=None):
                 return answer.status, answer.headers["Content-Type"], answer.read().decode()
         except urllib.error.HTTPError as error:
             with error:
-                return error.code, None, None
+                # Apache listens before the daemon of mod_cgid does, and answers with 503 until then
+                if error.code != 503 or time.monotonic() > deadline:
+                    return error.code, None, None
         except urllib.error.URLError:  # Apache returns from its start before it listens
             if time.monotonic() > deadline:
                 raise
-            time.sleep(0.05)
+        time.sleep(0.05)
 
 
 class FreshDebian:

@@ -680,9 +680,9 @@ void expectToGiveUpAfterOneTimeout(size_t size) {
   ScriptedServer server(
       afterRequest(requestSize(body), [&](Connection&) { hasReturned.get_future().wait(); }));
   const auto start = steady_clock::now();
-  expectFailure(send(postTo(server.port(), body, 1000ms)), server.port());
-  EXPECT_GE(elapsedSince(start), 1000ms);
-  EXPECT_LT(elapsedSince(start), 1700ms);
+  expectFailure(send(postTo(server.port(), body, 3s)), server.port());
+  EXPECT_GE(elapsedSince(start), 3s);
+  EXPECT_LT(elapsedSince(start), 5500ms);
   hasReturned.set_value();
 }
 
@@ -728,7 +728,7 @@ TEST_F(HTTPClientSlow, GivesUpAfterTheTimeoutWithoutAByte) {
     const auto start = steady_clock::now();
     expectFailure(send(postTo(port, row.body, 200ms)), port);
     EXPECT_GE(elapsedSince(start), 200ms);
-    EXPECT_LT(elapsedSince(start), 2s);
+    EXPECT_LT(elapsedSince(start), 5s);
   }
   hasReturned.set_value();
 }
@@ -768,7 +768,7 @@ TEST_F(HTTPClient, GivesUpAfterTheTimeoutWhenNobodyTakesTheConnection) {
   const auto start = steady_clock::now();
   expectFailure(send(postTo(busy.port(), "x", 200ms)), busy.port());
   EXPECT_GE(elapsedSince(start), 200ms);
-  EXPECT_LT(elapsedSince(start), 2s);
+  EXPECT_LT(elapsedSince(start), 5s);
   if (other.isListening()) {
     EXPECT_EQ(other.received().size(), 0u) << "connections elsewhere";
   }
@@ -791,13 +791,13 @@ TEST_F(HTTPClientSlow, WaitsLongerThanTheTimeoutWhileBytesCome) {
   ScriptedServer server(afterRequest(requestSize("x"), [](Connection& connection) {
     connection.send("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n");
     for (const char byte : std::string("hello, world")) {
-      std::this_thread::sleep_for(100ms);
+      std::this_thread::sleep_for(200ms);
       connection.send({&byte, 1});
     }
   }));
   const auto start = steady_clock::now();
-  expectSuccess(send(postTo(server.port(), "x", 500ms)), "hello, world");
-  EXPECT_GE(elapsedSince(start), 1s);
+  expectSuccess(send(postTo(server.port(), "x", 2s)), "hello, world");
+  EXPECT_GE(elapsedSince(start), 2s);
 }
 
 // Takes the request in pieces, with a pause before each, and answers then.
@@ -805,7 +805,7 @@ ScriptedServer::Script takingSlowly(size_t size, size_t pieceSize) {
   return [=](Connection& connection) {
     size_t wanted = 0;
     while (connection.received().size() == wanted && wanted < size) {
-      std::this_thread::sleep_for(50ms);
+      std::this_thread::sleep_for(100ms);
       wanted = std::min(size, wanted + pieceSize);
       connection.receiveUntil(wanted);
     }
@@ -817,8 +817,8 @@ void expectToWaitForASlowTaker(size_t bodySize, size_t pieceSize) {
   const Data body = largeBody(bodySize);
   ScriptedServer server(takingSlowly(requestSize(body), pieceSize), "127.0.0.1", 0, kSmallBuffer);
   const auto start = steady_clock::now();
-  expectSuccess(send(postTo(server.port(), body, 500ms)), "hello");
-  EXPECT_GE(elapsedSince(start), 1s);
+  expectSuccess(send(postTo(server.port(), body, 2s)), "hello");
+  EXPECT_GE(elapsedSince(start), 2s);
 }
 
 TEST_F(HTTPClientSlow, WaitsLongerThanTheTimeoutWhileBytesAreTaken) {
@@ -870,7 +870,7 @@ TEST_F(HTTPClient, IsNotKeptBySignalsBeyondTheTimeout) {
   const auto start = steady_clock::now();
   expectFailure(send(postTo(server.port(), "x", 200ms)), server.port());
   EXPECT_GE(elapsedSince(start), 200ms);
-  EXPECT_LT(elapsedSince(start), 2s);
+  EXPECT_LT(elapsedSince(start), 5s);
 }
 
 }  // namespace

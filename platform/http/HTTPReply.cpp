@@ -1,6 +1,7 @@
 #include "platform/http/HTTPReply.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "extras/Characters.h"
 #include "extras/Pieces.h"
@@ -17,12 +18,11 @@ constexpr uint64_t kMostLineBytes = uint64_t{256} * 1024;
 
 constexpr size_t kLineEndBytes = 2;  // CR LF
 
-// The room that a body of declared length gets, as a multiple of what it has filled.
-constexpr uint64_t kRoomAhead = 32;
+// A long body gets all of its room at once when so large a part of it has arrived.
+constexpr uint64_t kPartThatEarnsRoom = 128;
 
-// The size of the blocks in which a long body is collected. Smaller ones take longer; one of them
-// is what a body needs beyond its size.
-constexpr size_t kBlockBytes = size_t{8} << 20;
+// The most room that a body of unknown length gets at once: nearly every page fits in.
+constexpr uint64_t kMostRoom = uint64_t{256} << 20;
 
 std::string_view withoutBlanks(std::string_view text) { return trimmed(text, " \t"); }
 
@@ -89,6 +89,21 @@ std::string_view cutPlainChunk(std::string_view& bytes) {
   return chunk;
 }
 
+// Whether there is so much memory. Unlike an operator new that fails, this does not end the run.
+bool isAvailable(size_t size) {
+  void* volatile const memory = std::malloc(size);  // volatile: or a compiler omits both calls
+  std::free(memory);
+  return memory != nullptr;
+}
+
+// Half as much, if need be time and again, where a limit allows no more.
+uint64_t roomForUnknownLength(uint64_t least) {
+  uint64_t room = kMostRoom;
+  while (room > least && !isAvailable(room))
+    room /= 2;
+  return std::max(room, least);
+}
+
 }  // namespace
 
 HTTPReply::State HTTPReply::parse(std::string_view bytes) {
@@ -105,7 +120,7 @@ HTTPReply::State HTTPReply::parse(std::string_view bytes) {
 
 HTTPReply::State HTTPReply::parseEnd() {
   if (expect_ == Expect::bodyToEnd && state_ == State::incomplete)
-    complete();
+    state_ = State::complete;
   return state_;
 }
 
@@ -114,42 +129,19 @@ void HTTPReply::fail(const char* what) {
   state_ = State::invalid;
 }
 
-// Makes room for some bytes at the end of the body. A string that grows by itself doubles its room:
-// it copies a long body several times, and for a moment there are both copies.
-//
-// A body of declared length gets all of its room as soon as so much has arrived that the length is
-// credible; a length that is only claimed must not cost memory. Until then, and if no length is
-// declared, the body grows up to the size of a block, which is then put aside.
+// Makes room for some bytes at the end of the body. Room that is not used takes no memory, only
+// addresses, of which the web server may allow few. Room that grows is copied, and for a moment
+// there are both copies: twice the memory for a long body.
 void HTTPReply::makeRoom(size_t count) {
   const uint64_t filled = body.size() + count;
   if (filled <= body.capacity())
     return;
   const bool hasLength = expect_ == Expect::bodyOfLength;
-  const uint64_t ahead = filled * (hasLength ? kRoomAhead : 2);
-  if (hasLength && blocks_.empty() && remaining_ <= ahead) {
-    body.reserve(body.size() + remaining_);
-  } else if (filled <= kBlockBytes / 2) {
-    body.reserve(std::min<uint64_t>(ahead, kBlockBytes));
-  } else {
-    blocks_.emplace_back().swap(body);
-    body.reserve(kBlockBytes);
-  }
-}
-
-// Ends the reply: joins the blocks, each of which is freed as soon as it is copied.
-void HTTPReply::complete() {
-  state_ = State::complete;
-  if (blocks_.empty())
-    return;
-  blocks_.emplace_back().swap(body);
-  size_t size = 0;
-  for (const Data& block : blocks_)
-    size += block.size();
-  body.reserve(size);
-  for (Data& block : blocks_) {
-    body += block;
-    Data().swap(block);
-  }
+  const uint64_t whole = hasLength ? body.size() + remaining_ : kMostRoom;
+  if (filled < whole / kPartThatEarnsRoom)  // a length that is only claimed gets nothing
+    body.reserve(2 * filled);
+  else
+    body.reserve(hasLength ? whole : roomForUnknownLength(2 * filled));
 }
 
 size_t HTTPReply::parseBodyBytes(std::string_view bytes) {
@@ -161,20 +153,18 @@ size_t HTTPReply::parseBodyBytes(std::string_view bytes) {
     if (expect_ == Expect::chunkData)
       expect_ = Expect::chunkEnd;
     else
-      complete();
+      state_ = State::complete;
     lineBytes_ = 0;
   }
   return part.size();
 }
 
-// Does the same as parsing lines and bodies, for chunks that are here as a whole, in a quarter of
-// the time: a server may send a long page in millions of chunks.
+// Does the same as parsing lines and bodies, for chunks that are here as a whole, in half the
+// time: a server may send a long page in millions of chunks.
 void HTTPReply::parsePlainChunks(std::string_view& bytes) {
+  makeRoom(bytes.size());
   for (std::string_view chunk; !(chunk = cutPlainChunk(bytes)).empty();) {
-    remaining_ = chunk.size();
-    expect_ = Expect::chunkData;
-    parseBodyBytes(chunk);
-    expect_ = Expect::chunkSize;
+    body += chunk;
     lineBytes_ = kLineEndBytes;
   }
 }
@@ -230,7 +220,7 @@ void HTTPReply::parseLine(std::string_view line) {
       return;
     case Expect::trailerLine:
       if (line.empty())
-        complete();
+        state_ = State::complete;
       return;
     default:
       return;
@@ -316,7 +306,7 @@ void HTTPReply::endHead() {
   lineBytes_ = 0;
   const bool hasNoBody = status_ == 204 || status_ == 304;
   if (hasNoBody) {
-    complete();
+    state_ = State::complete;
   } else if (contentLengthIsInvalid_) {
     fail(kInvalidContentLength);
   } else if (hasUnknownCoding_) {
@@ -330,7 +320,7 @@ void HTTPReply::endHead() {
     expect_ = Expect::bodyOfLength;
     remaining_ = *contentLength_;
     if (remaining_ == 0)
-      complete();
+      state_ = State::complete;
   }
 }
 

@@ -22,7 +22,7 @@ class HTTPReply {
   // The status of the last status line; 0 before there is one.
   int status() const { return status_; }
 
-  // The body of a complete reply, without its transfer coding. Content codings stay as they are.
+  // The body without its transfer coding. Content codings stay as they are.
   Data body;
 
   // The charset parameter of the Content-Type; absent without one.
@@ -56,18 +56,16 @@ class HTTPReply {
   void parsePlainChunks(std::string_view& bytes);
   void makeRoom(size_t count);
   size_t parseLineBytes(std::string_view bytes);
-  void complete();
   void fail(const char* what);
 
   Expect expect_ = Expect::statusLine;
   State state_ = State::incomplete;
   bool hasBegun_ = false;
   int status_ = 0;
-  std::vector<Data> blocks_;  // the full blocks of a long body; `body` has what follows
-  std::string line_;          // the start of a line whose end has not come
-  std::string field_;         // the last header line, to which folded lines are added
-  uint64_t lineBytes_ = 0;    // bytes of lines since the start, the head or a piece of the body
-  uint64_t remaining_ = 0;    // bytes of the body or chunk still to come; UINT64_MAX if unknown
+  std::string line_;        // the start of a line whose end has not come
+  std::string field_;       // the last header line, to which folded lines are added
+  uint64_t lineBytes_ = 0;  // bytes of lines since the start, the head or a piece of the body
+  uint64_t remaining_ = 0;  // bytes of the body or chunk still to come; UINT64_MAX if unknown
   std::optional<uint64_t> contentLength_;
   bool contentLengthIsInvalid_ = false;
   bool isChunked_ = false;

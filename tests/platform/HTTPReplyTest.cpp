@@ -154,45 +154,47 @@ TEST(HTTPReply, HasNotBegunWithoutAByte) {
   EXPECT_EQ(parser.parseEnd(), State::incomplete);
 }
 
-// Nor is it copied time and again while it grows, if it says its length.
+// Nor is more than a small part of it copied while it grows, if it says its length.
 TEST(HTTPReply, GetsNoMoreRoomThanItHasUseFor) {
   const std::string piece(65536, 'x');
+  constexpr size_t kSize = 100'000'000;
   HTTPReply exact;
-  exact.parse(reply("Content-Length: 1000000\r\n", ""));
-  for (size_t taken = 0; taken < 1000000; taken += piece.size())
+  exact.parse(reply("Content-Length: " + std::to_string(kSize) + "\r\n", ""));
+  size_t copied = 0;
+  while (exact.body.size() < kSize) {
+    const void* const start = exact.body.data();
+    const size_t size = exact.body.size();
     exact.parse(piece);
-  EXPECT_EQ(exact.body, std::string(1000000, 'x'));
-  EXPECT_LT(exact.body.capacity(), 1000100u);
+    copied += start == exact.body.data() ? 0 : size;
+  }
+  EXPECT_LT(copied, kSize / 8);
+  EXPECT_LT(exact.body.capacity(), kSize + 100);
 
   HTTPReply claiming;
   claiming.parse(reply("Content-Length: 9223372036854775807\r\n", ""));
-  const void* start = nullptr;
-  size_t moves = 0;
   for (size_t i = 0; i < 64; ++i) {
     claiming.parse(piece);
-    moves += static_cast<size_t>(start != claiming.body.data());
-    start = claiming.body.data();
+    EXPECT_LE(claiming.body.capacity(), 2 * claiming.body.size());
   }
-  EXPECT_LE(moves, 2u);
-  EXPECT_LE(claiming.body.capacity(), 18 * claiming.body.size());
 
   HTTPReply chunky;
   chunky.parse(chunked("7fffffffffffffff\r\nhello"));
   EXPECT_LE(chunky.body.capacity(), 100u);
 }
 
-// A long body is collected in blocks. Where they are joined, and where a piece is larger than a
-// block, every byte keeps its place.
-TEST(HTTPReply, JoinsTheBlocksOfALongBody) {
+// A long body gets its room in steps. At each of them, every byte keeps its place.
+TEST(HTTPReply, KeepsEveryByteOfALongBody) {
   constexpr size_t kSize = 0x1400001;  // 20 MiB and a byte
   std::string text;
   for (size_t number = 0; text.size() < kSize; ++number)
     text += std::to_string(number) + '\n';
   text.resize(kSize);
-  const std::string whole = reply("", text);
-  const std::string inChunks =
-      chunked("1\r\n" + text.substr(0, 1) + "\r\n1400000\r\n" + text.substr(1) + "\r\n0\r\n\r\n");
-  for (const std::string_view bytes : {std::string_view(whole), std::string_view(inChunks)}) {
+  const std::string wholes[] = {
+      reply("", text),
+      reply("Content-Length: " + std::to_string(kSize) + "\r\n", text),
+      chunked("1\r\n" + text.substr(0, 1) + "\r\n1400000\r\n" + text.substr(1) + "\r\n0\r\n\r\n"),
+  };
+  for (const std::string_view bytes : wholes) {
     for (const size_t inPieces : {size_t{0}, size_t{9} << 20, bytes.size()}) {
       HTTPReply parser;
       for (size_t at = 0; at < inPieces; at += 65536)
@@ -204,14 +206,15 @@ TEST(HTTPReply, JoinsTheBlocksOfALongBody) {
   }
 }
 
-TEST(HTTPReply, JoinsTheBlocksOfABodyThatIsLongerThanItsBeginningPromises) {
-  constexpr size_t kPiece = size_t{5} << 20, kCount = 36;
+// Even if it is longer than the room for a body of unknown length.
+TEST(HTTPReplySlow, KeepsEveryByteOfAVeryLongBody) {
+  constexpr size_t kPiece = size_t{5} << 20, kCount = 60;  // 300 MiB
   HTTPReply parser;
-  parser.parse(reply("Content-Length: " + std::to_string(kPiece * kCount) + "\r\n", ""));
+  parser.parse(reply("", ""));
   const auto piece = [](size_t index) { return std::string(kPiece, static_cast<char>(index)); };
   for (size_t index = 0; index < kCount; ++index)
     parser.parse(piece(index));
-  ASSERT_EQ(parser.parse(""), State::complete);
+  ASSERT_EQ(parser.parseEnd(), State::complete);
   ASSERT_EQ(parser.body.size(), kPiece * kCount);
   for (size_t index = 0; index < kCount; ++index)
     EXPECT_EQ(parser.body.compare(index * kPiece, kPiece, piece(index)), 0) << index;

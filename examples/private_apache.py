@@ -23,7 +23,11 @@ import time
 INSTALLATIONS = (("/usr/sbin/apache2", "/usr/lib/apache2/modules"),
                  ("/usr/sbin/httpd", "/usr/libexec/apache2"))
 MODULES = "unixd", "authz_core", "alias", "env"
-FEW_PROCESSES = "StartServers 2\nMinSpareServers 1\nMaxSpareServers 2"
+FEW_PROCESSES = """<IfModule mpm_prefork_module>
+    StartServers 2
+    MinSpareServers 1
+    MaxSpareServers 2
+</IfModule>"""
 WEB_USERS = "www-data", "_www"
 ATTEMPTS = 5
 PATIENCE = 10  # seconds for one start or stop
@@ -37,10 +41,10 @@ ServerName 127.0.0.1:{port}
 Listen 127.0.0.1:{port}
 {modules}
 {user}
+{directives}
 <IfModule cgid_module>
     ScriptSock "{folder}/cgid.socket"
 </IfModule>
-{directives}
 AddDefaultCharset off
 DocumentRoot "{document_root}"
 ScriptAlias /cgi-bin/ "{folder}/cgi-bin/"
@@ -163,9 +167,10 @@ class PrivateApache:
             if self._answers() and self._runs_programs():
                 return True
             time.sleep(0.02)
-        if self.process.poll() is None or "Address already in use" not in self.error_log():
-            raise ApacheError(f"Apache does not start:\n{self.error_log()}")
-        return False
+        if self.process.poll() is not None and "Address already in use" in self.error_log():
+            return False
+        what = "The daemon of mod_cgid" if self._answers() else "Apache"
+        raise ApacheError(f"{what} does not start:\n{self.error_log()}")
 
     def _answers(self):
         """Whether Apache listens: it writes the PID file only when it has the port."""

@@ -18,11 +18,11 @@ constexpr uint64_t kMostLineBytes = uint64_t{256} * 1024;
 
 constexpr size_t kLineEndBytes = 2;  // CR LF
 
-// A long body gets all of its room at once when so large a part of it has arrived.
+// A body gets all of its room at once when this part of it has arrived: one 128th.
 constexpr uint64_t kPartThatEarnsRoom = 128;
 
-// The most room that a body of unknown length gets at once: nearly every page fits in.
-constexpr uint64_t kMostRoom = uint64_t{256} << 20;
+// What counts as the size of a body of unknown length: nearly every page fits in.
+constexpr uint64_t kUnknownBodyBytes = uint64_t{256} << 20;
 
 std::string_view withoutBlanks(std::string_view text) { return trimmed(text, " \t"); }
 
@@ -96,14 +96,6 @@ bool isAvailable(size_t size) {
   return memory != nullptr;
 }
 
-// Half as much, if need be time and again, where a limit allows no more.
-uint64_t roomForUnknownLength(uint64_t least) {
-  uint64_t room = kMostRoom;
-  while (room > least && !isAvailable(room))
-    room /= 2;
-  return std::max(room, least);
-}
-
 }  // namespace
 
 HTTPReply::State HTTPReply::parse(std::string_view bytes) {
@@ -129,19 +121,23 @@ void HTTPReply::fail(const char* what) {
   state_ = State::invalid;
 }
 
-// Makes room for some bytes at the end of the body. Room that is not used takes no memory, only
-// addresses, of which the web server may allow few. Room that grows is copied, and for a moment
-// there are both copies: twice the memory for a long body.
+// Makes room for some bytes at the end of the body.
+//
+// Room that grows is copied, and for a moment there are both copies: twice the memory for a long
+// body. So it gets all of its room as soon as that is credible. Room that is not used takes no
+// memory, only addresses. Where these are limited, a body of unknown length must not take those
+// that its conversion to UTF-8 needs, which may make a page three times as long.
 void HTTPReply::makeRoom(size_t count) {
   const uint64_t filled = body.size() + count;
   if (filled <= body.capacity())
     return;
   const bool hasLength = expect_ == Expect::bodyOfLength;
-  const uint64_t whole = hasLength ? body.size() + remaining_ : kMostRoom;
-  if (filled < whole / kPartThatEarnsRoom)  // a length that is only claimed gets nothing
-    body.reserve(2 * filled);
+  const uint64_t whole = hasLength ? body.size() + remaining_ : kUnknownBodyBytes;
+  const bool isEarned = whole >= filled && whole / kPartThatEarnsRoom <= filled;
+  if (isEarned && (whole == filled || isAvailable(hasLength ? whole : 4 * whole)))
+    body.reserve(whole);
   else
-    body.reserve(hasLength ? whole : roomForUnknownLength(2 * filled));
+    body.reserve(2 * filled);
 }
 
 size_t HTTPReply::parseBodyBytes(std::string_view bytes) {

@@ -7,14 +7,15 @@ from tests.support.harness import (DEFAULT_HEADER, MIB, REQUEST_ERROR, VARIABLES
                                    reply)
 
 
-def long_replies(size):
+def long_replies(size, charset=b"utf-8"):
     """Replies that tell their length in each way, and what the bridge prints for them."""
     piece = b"0123456789abcde\n" * 256
     text = piece * (size // len(piece))
-    head = b"HTTP/1.1 200 OK\r\nContent-Type: text/plain; charset=utf-8\r\n"
+    content_type = b"text/plain; charset=" + charset
+    head = b"HTTP/1.1 200 OK\r\nContent-Type: " + content_type + b"\r\n"
     chunk = b"%x\r\n%s\r\n" % (len(piece), piece)
     chunks = chunk * (size // len(piece)) + b"0\r\n\r\n"
-    for answer in (reply(text), head + b"\r\n" + text,
+    for answer in (reply(text, content_type.decode()), head + b"\r\n" + text,
                    head + b"Transfer-Encoding: chunked\r\n\r\n" + chunks):
         yield answer, DEFAULT_HEADER + text + b"\r\n"
 
@@ -212,10 +213,13 @@ class Response(BridgeTest):
 
     @fast_only
     @not_sanitized
-    def test_long_reply_passes_where_the_room_for_any_length_does_not_fit(self):
-        for answer, output in long_replies(40 * MIB):
-            with self.subTest(begin=answer[:120]):
-                self.assertTrue(self.page(answer, before=lambda: limit_memory(128 * MIB)) == output)
+    def test_long_reply_passes_where_addresses_are_limited(self):
+        """To fewer than a reply of unknown length gets otherwise, or to few more."""
+        for limit, charset in (192 * MIB, b"utf-8"), (280 * MIB, b"iso-8859-1"):
+            for answer, output in long_replies(40 * MIB, charset):
+                with self.subTest(charset=charset, begin=answer[:120]):
+                    page = self.page(answer, before=lambda: limit_memory(limit))
+                    self.assertTrue(page == output)
 
     def test_reply_is_complete_without_the_server_closing(self):
         self.server.hold = True

@@ -59,6 +59,7 @@ LEFT_ENABLED = re.compile("etc/apache2/mods-enabled/cgid[.](load|conf)|"
                           "var/lib/apache2/(module|conf)/(en|dis)abled_by_(admin|maint)|"
                           "var/lib/apache2/module/enabled_by_admin/cgid")
 PATIENCE = 10  # seconds for one start or stop of Apache
+DAEMON_PATIENCE = 3  # seconds from when Apache listens until the daemon of mod_cgid does
 DEMO_PATIENCE = 300  # seconds for the demo to install what it needs, to build and to start
 
 
@@ -195,18 +196,18 @@ def wait_until(condition, patience, failure):
 def fetch(url, form=None):
     """Status, content type and text of a page; of one that reports an error the status alone."""
     data = urllib.parse.urlencode(form).encode() if form else None
-    deadline = time.monotonic() + PATIENCE
+    began = time.monotonic()
     while True:
         try:
             with urllib.request.urlopen(url, data, timeout=PATIENCE) as answer:
                 return answer.status, answer.headers["Content-Type"], answer.read().decode()
         except urllib.error.HTTPError as error:
             with error:
-                # Apache listens before the daemon of mod_cgid does, and answers with 503 until then
-                if error.code != 503 or time.monotonic() > deadline:
+                # Until the daemon of mod_cgid listens, Apache answers with 503.
+                if error.code != 503 or time.monotonic() > began + DAEMON_PATIENCE:
                     return error.code, None, None
         except urllib.error.URLError:  # Apache returns from its start before it listens
-            if time.monotonic() > deadline:
+            if time.monotonic() > began + PATIENCE:
                 raise
         time.sleep(0.05)
 
